@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <optional>
+
+// The overlay card as the selection monitor needs it: closed on dismissal and before a new capture,
+// and recognised by window number so clicks inside it do not dismiss it.
+class CardHost {
+public:
+    virtual ~CardHost() = default;
+
+    virtual void close() = 0;
+    virtual std::optional<quint64> windowId() const = 0;
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "NubraCore/Capture/HotkeyCombo.h"
+#include "NubraPlatform/GlobalHotkeys.h"
+
+#include <functional>
+#include <optional>
+
+// Keeps at most one global hot key registered and calls onHotkey when it fires (on the main thread).
+class HotkeyManager {
+public:
+    // "NBRA" as a big-endian four-character code.
+    static constexpr quint32 signature = 0x4E425241;
+    static constexpr quint32 hotKeyId = 1;
+
+    explicit HotkeyManager(GlobalHotkeys& hotkeys) : m_hotkeys(hotkeys) {}
+    ~HotkeyManager();
+    HotkeyManager(const HotkeyManager&) = delete;
+    HotkeyManager& operator=(const HotkeyManager&) = delete;
+
+    // Replaces whatever was registered. A combination that is not meaningful registers nothing.
+    void registerCombo(const HotkeyCombo& combo);
+    void unregister();
+
+    std::optional<HotkeyCombo> registeredCombo() const { return m_registeredCombo; }
+
+    std::function<void()> onHotkey;
+
+private:
+    void fired();
+
+    GlobalHotkeys& m_hotkeys;
+    std::optional<GlobalHotkeys::HotKeyRef> m_hotKeyRef;
+    std::optional<GlobalHotkeys::HandlerRef> m_eventHandler;
+    std::optional<HotkeyCombo> m_registeredCombo;
+};

@@ -1,0 +1,175 @@
+#include "NubraApp/Capture/SelectionMonitor.h"
+
+#include "NubraApp/Capture/BubbleHost.h"
+#include "NubraApp/Capture/BubblePlacement.h"
+#include "NubraApp/Capture/CardHost.h"
+#include "NubraCore/Capture/HotkeyCombo.h"
+#include "NubraCore/Support/DebugLog.h"
+#include "NubraPlatform/ScreenGeometry.h"
+#include "NubraPlatform/TaskRunner.h"
+
+#include <QPointer>
+
+SelectionMonitor::SelectionMonitor(const Desktop& desktop, SelectionService& service, BubbleHost& bubble,
+                                   CardHost& card, QObject* parent)
+    : QObject(parent), m_desktop(desktop), m_service(service), m_bubble(bubble), m_card(card) {}
+
+SelectionMonitor::~SelectionMonitor() {
+    stop();
+    if (m_workItem)
+        m_desktop.clock.cancel(*m_workItem);
+}
+
+void SelectionMonitor::start(TriggerMode triggerMode, int contextRadius, Gate canCapture, Trigger onTrigger) {
+    stop();
+    m_triggerMode = triggerMode;
+    m_contextRadius = contextRadius;
+    m_canCapture = std::move(canCapture);
+    m_onTrigger = std::move(onTrigger);
+    m_isRunning = true;
+
+    EventMonitors& monitors = m_desktop.eventMonitors;
+    QPointer<SelectionMonitor> self(this);
+    m_mouseMonitor = monitors.addGlobalMouseUpMonitor([self](const MouseEvent& event) {
+        if (self)
+            self->onMouseUp(event);
+    });
+    m_outsideClickMonitor = monitors.addGlobalMouseDownMonitor([self](const MouseEvent&) {
+        if (self && self->m_autoHideDismissEnabled)
+            self->dismiss();
+    });
+    m_localClickMonitor = monitors.addLocalMouseDownMonitor([self](const MouseEvent& event) {
+        if (!self || !event.windowId)
+            return;
+        // Clicks on the bubble or inside the card belong to them; any other own window dismisses.
+        const std::optional<quint64> bubble = self->m_bubble.windowId();
+        const std::optional<quint64> card = self->m_card.windowId();
+        if (event.windowId != bubble && event.windowId != card)
+            self->dismiss();
+    });
+    m_escMonitor = monitors.addLocalKeyDownMonitor([self](const KeyEvent& event) {
+        if (self && event.keyCode == escapeKeyCode)
+            self->dismiss();
+    });
+}
+
+void SelectionMonitor::stop() {
+    for (std::optional<EventMonitors::Token>* token :
+         {&m_mouseMonitor, &m_outsideClickMonitor, &m_localClickMonitor, &m_escMonitor}) {
+        if (*token)
+            m_desktop.eventMonitors.removeMonitor(**token);
+        token->reset();
+    }
+    m_isRunning = false;
+    hideBubble();
+}
+
+void SelectionMonitor::onMouseUp(const MouseEvent& event) {
+    if (m_triggerMode == TriggerMode::optionSelection) {
+        const bool hasOption = (event.modifierFlags & HotkeyCombo::optionFlag) != 0;
+        nbDebug(QStringLiteral("optsel: mode=optionSelection mods=%1 hasOpt=%2")
+                    .arg(event.modifierFlags)
+                    .arg(hasOption ? QStringLiteral("true") : QStringLiteral("false")));
+        if (!hasOption)
+            return;
+    }
+    if (m_triggerMode == TriggerMode::doubleClick && event.clickCount < 2)
+        return;
+    if (m_triggerMode == TriggerMode::hotkey)
+        return;
+    m_releasedAtMs = m_desktop.clock.nowMs();
+    scheduleCapture();
+}
+
+void SelectionMonitor::scheduleCapture() {
+    if (m_workItem)
+        m_desktop.clock.cancel(*m_workItem);
+    QPointer<SelectionMonitor> self(this);
+    m_workItem = m_desktop.clock.schedule(debounceMs, [self]() {
+        if (!self)
+            return;
+        self->m_workItem.reset();
+        self->capture();
+    });
+}
+
+void SelectionMonitor::readSelection(qint64 triggeredAtMs,
+                                     std::function<void(std::optional<CaptureOutcome>)> done) {
+    QPointer<SelectionMonitor> self(this);
+    SelectionService* service = &m_service;
+    TaskRunner* tasks = &m_desktop.tasks;
+    const int radius = m_contextRadius; // a change during the read applies to the next capture
+    tasks->runInBackground([self, service, tasks, radius, triggeredAtMs, done = std::move(done)]() {
+        std::optional<CaptureOutcome> outcome = service->capture(radius);
+        tasks->runOnMain([self, outcome = std::move(outcome), triggeredAtMs, done]() {
+            if (!self)
+                return;
+            if (outcome)
+                self->report(*outcome, triggeredAtMs);
+            done(outcome);
+        });
+    });
+}
+
+void SelectionMonitor::report(const CaptureOutcome& outcome, qint64 triggeredAtMs) {
+    if (m_observer)
+        m_observer(outcome, m_desktop.clock.nowMs() - triggeredAtMs);
+}
+
+void SelectionMonitor::capture() {
+    if (m_canCapture && !m_canCapture()) {
+        hideBubble();
+        return;
+    }
+    QPointer<SelectionMonitor> self(this);
+    readSelection(m_releasedAtMs + debounceMs, [self](std::optional<CaptureOutcome> outcome) {
+        if (!outcome) {
+            self->hideBubble();
+            return;
+        }
+        self->m_card.close();
+        self->m_pendingSnapshot = outcome->snapshot;
+        self->showBubble(outcome->snapshot.bounds);
+    });
+}
+
+void SelectionMonitor::triggerFromHotkey() {
+    if (m_canCapture && !m_canCapture())
+        return;
+    QPointer<SelectionMonitor> self(this);
+    readSelection(m_desktop.clock.nowMs(), [self](std::optional<CaptureOutcome> outcome) {
+        if (!outcome)
+            return;
+        self->m_card.close();
+        if (self->m_onTrigger)
+            self->m_onTrigger(outcome->snapshot);
+    });
+}
+
+void SelectionMonitor::bubbleClicked() {
+    if (!m_pendingSnapshot)
+        return;
+    hideBubble();
+    if (m_onTrigger)
+        m_onTrigger(*m_pendingSnapshot);
+}
+
+void SelectionMonitor::showBubble(const QRectF& near) {
+    hideBubble();
+    const QPointF origin = BubblePlacement::origin(near, m_desktop.screen.mainVisibleFrame());
+    QPointer<SelectionMonitor> self(this);
+    m_bubble.showAt(origin, [self]() {
+        if (self)
+            self->bubbleClicked();
+    });
+}
+
+void SelectionMonitor::hideBubble() {
+    if (m_bubble.isVisible())
+        m_bubble.hide();
+}
+
+void SelectionMonitor::dismiss() {
+    hideBubble();
+    m_card.close();
+}

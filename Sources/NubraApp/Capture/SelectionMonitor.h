@@ -1,0 +1,83 @@
+#pragma once
+
+#include "NubraApp/Capture/SelectionService.h"
+#include "NubraCore/Vocabulary/Models.h"
+#include "NubraPlatform/Clock.h"
+#include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/EventMonitors.h"
+
+#include <QObject>
+
+#include <functional>
+#include <optional>
+
+class BubbleHost;
+class CardHost;
+
+// Watches mouse releases and dismissing clicks and keys, decides by trigger mode when a selection was
+// just made, has it read off the main thread, then shows the bubble (mouse modes) or hands the snapshot
+// on at once (hot key). Lives on the main thread; handlers and pending work hold it only weakly.
+class SelectionMonitor : public QObject {
+    Q_OBJECT
+
+public:
+    using Gate = std::function<bool()>;
+    using Trigger = std::function<void(const SelectionSnapshot&)>;
+    // Every capture that produced a snapshot, with the milliseconds from the triggering release or hot
+    // key to the snapshot on the main thread, the debounce left out.
+    using CaptureObserver = std::function<void(const CaptureOutcome&, qint64 latencyMs)>;
+
+    static constexpr int debounceMs = 300;
+    static constexpr int escapeKeyCode = 53;
+
+    SelectionMonitor(const Desktop& desktop, SelectionService& service, BubbleHost& bubble, CardHost& card,
+                     QObject* parent = nullptr);
+    ~SelectionMonitor() override;
+
+    void start(TriggerMode triggerMode, int contextRadius, Gate canCapture, Trigger onTrigger);
+    void stop();
+    void triggerFromHotkey();
+    // The bubble's click: hands the pending snapshot on.
+    void bubbleClicked();
+
+    bool isRunning() const { return m_isRunning; }
+    TriggerMode triggerMode() const { return m_triggerMode; }
+    // Read afresh at every release, so a change while running applies to the next one.
+    void setTriggerMode(TriggerMode mode) { m_triggerMode = mode; }
+    int contextRadius() const { return m_contextRadius; }
+    bool autoHideDismissEnabled() const { return m_autoHideDismissEnabled; }
+    void setAutoHideDismissEnabled(bool enabled) { m_autoHideDismissEnabled = enabled; }
+    const std::optional<SelectionSnapshot>& pendingSnapshot() const { return m_pendingSnapshot; }
+    void setCaptureObserver(CaptureObserver observer) { m_observer = std::move(observer); }
+
+private:
+    void onMouseUp(const MouseEvent& event);
+    void scheduleCapture();
+    void capture();
+    // Reads on a background thread and calls `done` back on the main thread while the monitor lives.
+    void readSelection(qint64 triggeredAtMs, std::function<void(std::optional<CaptureOutcome>)> done);
+    void report(const CaptureOutcome& outcome, qint64 triggeredAtMs);
+    void showBubble(const QRectF& near);
+    void hideBubble();
+    void dismiss();
+
+    Desktop m_desktop;
+    SelectionService& m_service;
+    BubbleHost& m_bubble;
+    CardHost& m_card;
+
+    std::optional<EventMonitors::Token> m_mouseMonitor;
+    std::optional<EventMonitors::Token> m_outsideClickMonitor;
+    std::optional<EventMonitors::Token> m_localClickMonitor;
+    std::optional<EventMonitors::Token> m_escMonitor;
+    std::optional<SelectionSnapshot> m_pendingSnapshot;
+    std::optional<Clock::TaskId> m_workItem;
+    qint64 m_releasedAtMs = 0;
+    Trigger m_onTrigger;
+    Gate m_canCapture;
+    bool m_isRunning = false;
+    TriggerMode m_triggerMode = TriggerMode::onSelection;
+    int m_contextRadius = 200;
+    bool m_autoHideDismissEnabled = true;
+    CaptureObserver m_observer;
+};

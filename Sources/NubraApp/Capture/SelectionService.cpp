@@ -1,0 +1,230 @@
+#include "NubraApp/Capture/SelectionService.h"
+
+#include "NubraCore/Capture/ClipboardSnapshot.h"
+#include "NubraCore/Capture/ContextExtractor.h"
+#include "NubraCore/Support/DebugLog.h"
+#include "NubraCore/Vocabulary/L10n.h"
+#include "NubraPlatform/Clock.h"
+#include "NubraPlatform/Coordinates.h"
+#include "NubraPlatform/FrontApplications.h"
+#include "NubraPlatform/PrimarySelection.h"
+#include "NubraPlatform/ScreenGeometry.h"
+#include "NubraPlatform/SyntheticKeyboard.h"
+
+#include <QStringList>
+
+namespace {
+
+bool isBlank(const std::optional<QString>& text) {
+    return !text || text->trimmed().isEmpty();
+}
+
+} // namespace
+
+QString capturePathName(CapturePath path) {
+    switch (path) {
+    case CapturePath::accessibility:
+        return QStringLiteral("accessibility");
+    case CapturePath::primary:
+        return QStringLiteral("primary");
+    case CapturePath::clipboard:
+        return QStringLiteral("clipboard");
+    }
+    return {};
+}
+
+std::shared_ptr<AccessibleElement> SelectionService::focusedElement() {
+    FocusQuery query = m_desktop.accessibility.focusedElement();
+    return query.status == FocusQuery::success ? query.element : nullptr;
+}
+
+SelectionService::Probe SelectionService::probeOnce() {
+    Probe probe;
+    probe.element = focusedElement();
+    if (!probe.element)
+        return probe;
+    probe.selected = probe.element->selectedText().value_or(QString());
+    const AccessibleElement::RangeRead range = probe.element->selectedRange();
+    probe.hasRange = range.succeeded;
+    if (range.range)
+        probe.range = *range.range;
+    probe.fullText = probe.element->value().value_or(QString());
+    return probe;
+}
+
+QRectF SelectionService::selectionBounds(AccessibleElement& element, const TextRange& range) {
+    return element.boundsForRange(range).value_or(QRectF());
+}
+
+QRectF SelectionService::mouseRect() {
+    const QPointF mouse = m_desktop.screen.mouseLocation();
+    return {mouse.x(), mouse.y(), 1, 1};
+}
+
+QString SelectionService::frontName() {
+    const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
+    return front ? front->name : QString();
+}
+
+std::optional<SelectionSnapshot> SelectionService::currentSelection(int contextRadius) {
+    std::optional<CaptureOutcome> outcome = capture(contextRadius);
+    if (!outcome)
+        return std::nullopt;
+    return outcome->snapshot;
+}
+
+std::optional<CaptureOutcome> SelectionService::capture(int contextRadius) {
+    if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost())
+        m_desktop.accessibility.enableApplication(front->processId);
+
+    Probe probe = probeOnce();
+    if (isBlank(probe.selected)) {
+        // Some editors publish the selection a moment after the button comes up.
+        m_desktop.clock.sleepFor(probeRetryMs);
+        probe = probeOnce();
+    }
+
+    if (probe.element && !isBlank(probe.selected) && probe.hasRange) {
+        const ContextExtractor extractor(contextRadius);
+        const ContextExtractor::Result cut =
+            probe.fullText.isEmpty()
+                ? ContextExtractor::fallback(*probe.selected)
+                : extractor.extract(probe.fullText, probe.range.location, probe.range.length);
+        const QRectF reported = selectionBounds(*probe.element, probe.range);
+        const QRectF bounds = (reported.width() == 0 || reported.height() == 0)
+                                  ? mouseRect()
+                                  : Coordinates::flipRect(reported, m_desktop.screen.primaryScreenHeight());
+        return CaptureOutcome{{cut.selected, cut.before, cut.after, frontName(), bounds},
+                              CapturePath::accessibility};
+    }
+
+    std::optional<PasteboardText> copied = selectedTextViaPasteboard();
+    if (!copied) {
+        m_desktop.clock.sleepFor(copyRetryMs);
+        copied = selectedTextViaPasteboard();
+    }
+    if (copied) {
+        const QString text = ContextExtractor::fallback(copied->text).selected;
+        return CaptureOutcome{{text, QString(), QString(), frontName(), mouseRect()}, copied->path};
+    }
+
+    const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
+    const QString id = front && front->identifier && !front->identifier->isEmpty() ? *front->identifier
+                                                                                   : QStringLiteral("?");
+    const QString name = front && !front->name.isEmpty() ? front->name : QStringLiteral("?");
+    nbDebug(QStringLiteral("selection: failed app=") + id + QStringLiteral(" name=") + name);
+    return std::nullopt;
+}
+
+std::optional<SelectionService::PasteboardText> SelectionService::selectedTextViaPasteboard() {
+    // PRIMARY already holds what the user selected, and reading it leaves the clipboard alone.
+    const std::optional<QString> primary = m_desktop.primarySelection.text();
+    if (!isBlank(primary))
+        return PasteboardText{*primary, CapturePath::primary};
+    if (std::optional<QString> copied = selectedTextViaClipboard())
+        return PasteboardText{*copied, CapturePath::clipboard};
+    return std::nullopt;
+}
+
+std::optional<QString> SelectionService::selectedTextViaClipboard() {
+    Pasteboard& pasteboard = m_desktop.pasteboard;
+    const qint64 changeCount = pasteboard.changeCount();
+    const ClipboardSnapshot saved = ClipboardSnapshot::capture(pasteboard);
+
+    SyntheticKeyboard& keyboard = m_desktop.keyboard;
+    if (!keyboard.beginCopy())
+        return std::nullopt;
+    keyboard.post(SyntheticKeyboard::CopyStroke::modifierDown);
+    keyboard.post(SyntheticKeyboard::CopyStroke::keyDown);
+    m_desktop.clock.sleepFor(keyHoldMs);
+    keyboard.post(SyntheticKeyboard::CopyStroke::keyUp);
+    keyboard.post(SyntheticKeyboard::CopyStroke::modifierUp);
+
+    bool changed = false;
+    for (int poll = 0; poll < pasteboardPolls; ++poll) {
+        if (pasteboard.changeCount() != changeCount) {
+            changed = true;
+            break;
+        }
+        m_desktop.clock.sleepFor(pasteboardPollMs);
+    }
+
+    std::optional<QString> result;
+    if (changed) {
+        const std::optional<QString> text = pasteboard.string();
+        if (!isBlank(text))
+            result = text;
+    }
+    saved.restore(pasteboard);
+    return result;
+}
+
+bool SelectionService::isSecureInputActive() {
+    const std::shared_ptr<AccessibleElement> element = focusedElement();
+    if (!element)
+        return false;
+    const std::optional<QString> role = element->role();
+    if (!role)
+        return false;
+    static const QStringList secureRoles{QStringLiteral("AXSecureTextField"),
+                                         QStringLiteral("AXSecureComboBox"),
+                                         QStringLiteral("AXPasswordField")};
+    return secureRoles.contains(*role);
+}
+
+AXSelfCheckResult SelectionService::selfCheck() {
+    for (int attempt = 0; attempt < selfCheckAttempts; ++attempt) {
+        const int status = m_desktop.accessibility.focusedElement().status;
+        if (status == FocusQuery::success || status == FocusQuery::attributeUnsupported ||
+            status == FocusQuery::noValue)
+            return AXSelfCheckResult::ok;
+        if (status == FocusQuery::apiDisabled)
+            return AXSelfCheckResult::apiDisabled;
+        m_desktop.clock.sleepFor(selfCheckRetryMs);
+    }
+    return AXSelfCheckResult::apiDisabled;
+}
+
+QString SelectionService::diagnose() {
+    QStringList lines;
+    const bool trusted = m_desktop.accessibility.isTrusted();
+    lines << L10n::t(QStringLiteral("Accessibility: ") +
+                         (trusted ? QStringLiteral("granted ✓") : QStringLiteral("not granted ✗")),
+                     QStringLiteral("辅助功能授权：") +
+                         (trusted ? QStringLiteral("已授权 ✓") : QStringLiteral("未授权 ✗")));
+
+    const int status = m_desktop.accessibility.focusedElement().status;
+    if (status == FocusQuery::success) {
+        lines << L10n::t(QStringLiteral("Accessibility bus probe (focused element): OK ✓"),
+                         QStringLiteral("辅助功能总线探测（focused element）：成功 ✓"));
+        lines << L10n::t(QStringLiteral("→ Permission chain is fine. Select text in another app, then run "
+                                        "diagnosis again."),
+                         QStringLiteral("→ 权限链路正常。请先在其他应用里选中一段文字，再点一次诊断。"));
+    } else if (status == FocusQuery::apiDisabled) {
+        lines << L10n::t(
+            QStringLiteral("Accessibility bus probe: apiDisabled ✗ (permission not effective for "
+                           "this build)"),
+            QStringLiteral("辅助功能总线探测：apiDisabled ✗（权限未对当前构建生效）"));
+        lines << L10n::t(
+            QStringLiteral("→ Toggle Nubra off and on in System Settings; if that fails, restart "
+                           "the app."),
+            QStringLiteral("→ 建议：系统设置里把 Nubra 开关关掉再打开；无效则重启应用。"));
+    } else {
+        lines << L10n::t(QStringLiteral("Accessibility bus probe: ") + QString::number(status) +
+                             QStringLiteral(" (may be no focused element right now)"),
+                         QStringLiteral("辅助功能总线探测：") + QString::number(status) +
+                             QStringLiteral("（此刻可能无焦点元素，可忽略）"));
+    }
+    lines << QString();
+    lines << L10n::t(
+        QStringLiteral("Common cause: rebuilds change the signing fingerprint, so the old grant is "
+                       "stale —"),
+        QStringLiteral("常见原因：重新构建后签名指纹变化，系统会保留旧授权记录但不再生效——"));
+    lines << L10n::t(QStringLiteral("toggle it off and on to fix."),
+                     QStringLiteral("关掉再打开开关即可修复。"));
+    return lines.join(QLatin1Char('\n'));
+}
+
+void SelectionService::openAccessibilitySettings() {
+    m_desktop.accessibility.openSettings();
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "NubraApp/Capture/SelectionSnapshot.h"
+#include "NubraPlatform/Accessibility.h"
+#include "NubraPlatform/Desktop.h"
+
+#include <optional>
+
+// Which way a capture got its text.
+enum class CapturePath { accessibility, primary, clipboard };
+
+QString capturePathName(CapturePath path);
+
+struct CaptureOutcome {
+    SelectionSnapshot snapshot;
+    CapturePath path = CapturePath::accessibility;
+};
+
+enum class AXSelfCheckResult { ok, apiDisabled };
+
+// Reads the selection the user just made in the front application: through the accessibility
+// interface when the focused element gives a selection and its range, otherwise from the PRIMARY
+// selection or a synthetic copy whose pasteboard changes are undone. Holds no state of its own.
+// Everything except diagnose() blocks and belongs on a background thread.
+class SelectionService {
+public:
+    static constexpr int probeRetryMs = 250;
+    static constexpr int copyRetryMs = 150;
+    static constexpr int keyHoldMs = 40;
+    static constexpr int pasteboardPolls = 40;
+    static constexpr int pasteboardPollMs = 10;
+    static constexpr int selfCheckAttempts = 3;
+    static constexpr int selfCheckRetryMs = 600;
+
+    explicit SelectionService(const Desktop& desktop) : m_desktop(desktop) {}
+
+    std::optional<SelectionSnapshot> currentSelection(int contextRadius);
+    // The same capture, telling which path produced it.
+    std::optional<CaptureOutcome> capture(int contextRadius);
+
+    bool isSecureInputActive();
+    std::shared_ptr<AccessibleElement> focusedElement();
+    // Top-left-origin, as the platform reports it; the zero rectangle on any failure.
+    QRectF selectionBounds(AccessibleElement& element, const TextRange& range);
+
+    struct PasteboardText {
+        QString text;
+        CapturePath path;
+    };
+    // The PRIMARY selection when it holds text, else the synthetic copy.
+    std::optional<PasteboardText> selectedTextViaPasteboard();
+    std::optional<QString> selectedTextViaClipboard();
+
+    AXSelfCheckResult selfCheck();
+    // Several lines describing whether capture can work right now, in the interface language.
+    QString diagnose();
+    void openAccessibilitySettings();
+
+private:
+    struct Probe {
+        std::optional<QString> selected;
+        bool hasRange = false;
+        TextRange range;
+        QString fullText;
+        std::shared_ptr<AccessibleElement> element;
+    };
+    Probe probeOnce();
+    QRectF mouseRect();
+    QString frontName();
+
+    Desktop m_desktop;
+};

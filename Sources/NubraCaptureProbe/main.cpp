@@ -1,0 +1,118 @@
+// nubra-capture-probe: runs capture on the real desktop and prints each capture as one JSON line on
+// standard output, for scripted and manual checks.
+//
+//   nubra-capture-probe [--trigger onSelection|optionSelection|doubleClick|hotkey] [--radius N]
+//   nubra-capture-probe --diagnose
+
+#include "NubraApp/Capture/BubbleHost.h"
+#include "NubraApp/Capture/CaptureGate.h"
+#include "NubraApp/Capture/CardHost.h"
+#include "NubraApp/Capture/HotkeyManager.h"
+#include "NubraApp/Capture/SelectionMonitor.h"
+#include "NubraCore/Capture/SelectionGate.h"
+#include "NubraCore/Support/Defaults.h"
+#include "NubraPlatform/linux/LinuxDesktop.h"
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cstdio>
+
+namespace {
+
+// No panel: the probe reports captures itself; the bubble only has to remember that it is shown.
+class InvisibleBubble final : public BubbleHost {
+public:
+    void showAt(const QPointF&, std::function<void()>) override { m_visible = true; }
+    void hide() override { m_visible = false; }
+    bool isVisible() const override { return m_visible; }
+    std::optional<quint64> windowId() const override { return std::nullopt; }
+
+private:
+    bool m_visible = false;
+};
+
+class NoCard final : public CardHost {
+public:
+    void close() override {}
+    std::optional<quint64> windowId() const override { return std::nullopt; }
+};
+
+void printLine(const QJsonObject& object) {
+    std::fputs(QJsonDocument(object).toJson(QJsonDocument::Compact).constData(), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QGuiApplication app(argc, argv);
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    const QCommandLineOption triggerOption(QStringLiteral("trigger"), QStringLiteral("Trigger mode."),
+                                           QStringLiteral("mode"), QStringLiteral("onSelection"));
+    const QCommandLineOption radiusOption(QStringLiteral("radius"), QStringLiteral("Context radius."),
+                                          QStringLiteral("units"), QStringLiteral("200"));
+    const QCommandLineOption diagnoseOption(QStringLiteral("diagnose"),
+                                            QStringLiteral("Print the diagnosis."));
+    parser.addOptions({triggerOption, radiusOption, diagnoseOption});
+    parser.process(app);
+
+    const std::optional<TriggerMode> mode = fromRawValue<TriggerMode>(parser.value(triggerOption));
+    bool radiusOk = false;
+    const int radius = parser.value(radiusOption).toInt(&radiusOk);
+    if (!mode || !radiusOk || radius < 0) {
+        std::fputs(
+            "nubra-capture-probe: --trigger takes onSelection, optionSelection, doubleClick or hotkey; "
+            "--radius a number of 0 or more\n",
+            stderr);
+        return 2;
+    }
+
+    LinuxDesktop linux;
+    const Desktop desktop = linux.desktop();
+    SelectionService service(desktop);
+    if (parser.isSet(diagnoseOption)) {
+        std::fputs(service.diagnose().toUtf8().constData(), stdout);
+        std::fputc('\n', stdout);
+        return 0;
+    }
+
+    InvisibleBubble bubble;
+    NoCard card;
+    SelectionMonitor monitor(desktop, service, bubble, card);
+    HotkeyManager hotkeys(linux.hotkeys);
+    hotkeys.onHotkey = [&monitor]() { monitor.triggerFromHotkey(); };
+    if (*mode == TriggerMode::hotkey)
+        hotkeys.registerCombo(HotkeyCombo::load(InMemoryDefaults()));
+
+    monitor.setCaptureObserver([&linux](const CaptureOutcome& outcome, qint64 latencyMs) {
+        const SelectionSnapshot& s = outcome.snapshot;
+        const std::optional<FrontApp> front = linux.x11.frontmost();
+        printLine(
+            {{QStringLiteral("text"), s.selectedText},
+             {QStringLiteral("before"), s.before},
+             {QStringLiteral("after"), s.after},
+             {QStringLiteral("app"), s.sourceApp},
+             {QStringLiteral("identifier"), front && front->identifier ? *front->identifier : QString()},
+             {QStringLiteral("bounds"), QJsonObject{{QStringLiteral("x"), s.bounds.x()},
+                                                    {QStringLiteral("y"), s.bounds.y()},
+                                                    {QStringLiteral("width"), s.bounds.width()},
+                                                    {QStringLiteral("height"), s.bounds.height()}}},
+             {QStringLiteral("path"), capturePathName(outcome.path)},
+             {QStringLiteral("ms"), latencyMs}});
+    });
+    const QSet<QString> excluded = SelectionGate::defaultExcludedApps();
+    monitor.start(
+        *mode, radius,
+        CaptureGate::standard([]() { return false; }, [excluded]() { return excluded; }, linux.x11, service),
+        [](const SelectionSnapshot&) {});
+    printLine({{QStringLiteral("event"), QStringLiteral("ready")},
+               {QStringLiteral("trusted"), linux.accessibility.isTrusted()},
+               {QStringLiteral("hotkey"),
+                hotkeys.registeredCombo() ? hotkeys.registeredCombo()->display() : QString()}});
+    return app.exec();
+}

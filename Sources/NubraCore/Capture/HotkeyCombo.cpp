@@ -1,0 +1,71 @@
+#include "NubraCore/Capture/HotkeyCombo.h"
+
+#include "NubraCore/Support/Defaults.h"
+
+#include <QHash>
+
+bool HotkeyCombo::isMeaningful() const {
+    return keyCode != 0 && (modifiers & ~modifierMask) == 0 && (modifiers & modifierMask) != 0;
+}
+
+QString HotkeyCombo::display() const {
+    QString text;
+    if (modifiers & commandFlag)
+        text += u"⌘";
+    if (modifiers & shiftFlag)
+        text += u"⇧";
+    if (modifiers & controlFlag)
+        text += u"⌃";
+    if (modifiers & optionFlag)
+        text += u"⌥";
+    return text + keyName(keyCode);
+}
+
+std::uint32_t HotkeyCombo::carbonModifiers() const {
+    std::uint32_t mask = 0;
+    if (modifiers & commandFlag)
+        mask += 0x100;
+    if (modifiers & shiftFlag)
+        mask += 0x200;
+    if (modifiers & optionFlag)
+        mask += 0x800;
+    if (modifiers & controlFlag)
+        mask += 0x1000;
+    return mask;
+}
+
+QString HotkeyCombo::keyName(std::uint64_t keyCode) {
+    static const QHash<std::uint64_t, QString> names{
+        // Special keys first; letters and digits by their ANSI virtual key codes.
+        {36, QStringLiteral("Return")}, {48, QStringLiteral("Tab")},  {49, QStringLiteral("Space")},
+        {51, QStringLiteral("Delete")}, {53, QStringLiteral("Esc")},  {123, QStringLiteral("←")},
+        {124, QStringLiteral("→")},     {125, QStringLiteral("↓")},   {126, QStringLiteral("↑")},
+        {0, QStringLiteral("A")},       {1, QStringLiteral("S")},     {2, QStringLiteral("D")},
+        {3, QStringLiteral("F")},       {4, QStringLiteral("H")},     {5, QStringLiteral("G")},
+        {6, QStringLiteral("Z")},       {7, QStringLiteral("X")},     {8, QStringLiteral("C")},
+        {9, QStringLiteral("V")},       {11, QStringLiteral("B")},    {12, QStringLiteral("Q")},
+        {13, QStringLiteral("W")},      {14, QStringLiteral("E")},    {15, QStringLiteral("R")},
+        {16, QStringLiteral("Y")},      {17, QStringLiteral("T")},    {18, QStringLiteral("1")},
+        {19, QStringLiteral("2")},      {20, QStringLiteral("3")},    {21, QStringLiteral("4")},
+        {22, QStringLiteral("6")},      {23, QStringLiteral("5")},    {25, QStringLiteral("9")},
+        {26, QStringLiteral("7")},      {28, QStringLiteral("8")},    {29, QStringLiteral("0")},
+        {31, QStringLiteral("O")},      {32, QStringLiteral("U")},    {34, QStringLiteral("I")},
+        {35, QStringLiteral("P")},      {37, QStringLiteral("L")},    {38, QStringLiteral("J")},
+        {40, QStringLiteral("K")},      {45, QStringLiteral("N")},    {46, QStringLiteral("M")},
+    };
+    const auto found = names.constFind(keyCode);
+    return found != names.constEnd() ? *found : u"Key" + QString::number(keyCode);
+}
+
+HotkeyCombo HotkeyCombo::load(const Defaults& defaults) {
+    const qint64 storedKey = defaults.integer(QString::fromLatin1(keyCodeKey)).value_or(0);
+    const qint64 storedModifiers = defaults.integer(QString::fromLatin1(modifiersKey)).value_or(0);
+    if (storedKey < 1 || storedModifiers < 0) // a negative modifier set lies outside the format
+        return defaultCombo();
+    return {std::uint64_t(storedKey), std::uint64_t(storedModifiers)};
+}
+
+void HotkeyCombo::save(Defaults& defaults) const {
+    defaults.setValue(QString::fromLatin1(keyCodeKey), qulonglong(keyCode));
+    defaults.setValue(QString::fromLatin1(modifiersKey), qulonglong(modifiers));
+}

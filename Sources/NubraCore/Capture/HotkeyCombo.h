@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+
+class Defaults;
+
+// A global hot-key combination: an ANSI virtual key code and device-independent modifier flags.
+struct HotkeyCombo {
+    static constexpr std::uint64_t shiftFlag = 0x20000;
+    static constexpr std::uint64_t controlFlag = 0x40000;
+    static constexpr std::uint64_t optionFlag = 0x80000;
+    static constexpr std::uint64_t commandFlag = 0x100000;
+    static constexpr std::uint64_t modifierMask = 0x1E0000;
+
+    static constexpr const char* keyCodeKey = "hotkey.keyCode";
+    static constexpr const char* modifiersKey = "hotkey.modifiers";
+
+    std::uint64_t keyCode = 0; // 0 means no key
+    std::uint64_t modifiers = 0;
+
+    // Option+G.
+    static HotkeyCombo defaultCombo() { return {5, optionFlag}; }
+
+    // A key, at least one modifier, and no flag outside the four modifiers.
+    bool isMeaningful() const;
+
+    // Modifier symbols in the order ⌘ ⇧ ⌃ ⌥, then the key's name: ⌥G, ⌘⇧Space.
+    QString display() const;
+
+    // The Carbon modifier mask: Command 0x100, Shift 0x200, Option 0x800, Control 0x1000.
+    std::uint32_t carbonModifiers() const;
+
+    // Option+G when no key code of 1 or more is stored.
+    static HotkeyCombo load(const Defaults& defaults);
+    void save(Defaults& defaults) const;
+
+    static QString keyName(std::uint64_t keyCode);
+
+    friend bool operator==(const HotkeyCombo&, const HotkeyCombo&) = default;
+};

@@ -1,0 +1,92 @@
+#include "NubraCore/Settings/AppSettings.h"
+
+#include "NubraCore/Support/DebugLog.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+#include <limits>
+
+namespace {
+namespace Key {
+const QString style = QStringLiteral("style");
+const QString length = QStringLiteral("length");
+const QString contextRadius = QStringLiteral("contextRadius");
+const QString modelTier = QStringLiteral("modelTier");
+const QString autoHide = QStringLiteral("autoHide");
+const QString recordHistory = QStringLiteral("recordHistory");
+const QString outputLang = QStringLiteral("outputLang");
+const QString trigger = QStringLiteral("trigger");
+} // namespace Key
+
+template <typename E>
+void loadChoice(const Defaults& defaults, const QString& key, AppSettings& settings,
+                void (AppSettings::*setter)(E)) {
+    if (const auto stored = defaults.string(key))
+        if (const auto value = fromRawValue<E>(*stored))
+            (settings.*setter)(*value);
+}
+
+} // namespace
+
+AppSettings::AppSettings(Defaults& defaults, QObject* parent) : QObject(parent), m_defaults(defaults) {}
+
+void AppSettings::loadPersisted() {
+    loadChoice<GlossStyle>(m_defaults, Key::style, *this, &AppSettings::setStyle);
+    loadChoice<GlossLength>(m_defaults, Key::length, *this, &AppSettings::setLength);
+    const qint64 radius = m_defaults.integer(Key::contextRadius).value_or(0);
+    if (radius > 0)
+        setContextRadius(int(std::min<qint64>(radius, std::numeric_limits<int>::max())));
+    loadChoice<ModelTier>(m_defaults, Key::modelTier, *this, &AppSettings::setModelTier);
+    if (const auto stored = m_defaults.boolean(Key::recordHistory))
+        setRecordHistory(*stored);
+    if (const auto stored = m_defaults.boolean(Key::autoHide))
+        setAutoHide(*stored);
+    if (const auto stored = m_defaults.string(Key::outputLang))
+        setOutputLang(*stored);
+    loadChoice<TriggerMode>(m_defaults, Key::trigger, *this, &AppSettings::setTriggerMode);
+}
+
+void AppSettings::persist() {
+    m_defaults.setValue(Key::style, rawValue(m_style));
+    m_defaults.setValue(Key::length, rawValue(m_length));
+    m_defaults.setValue(Key::contextRadius, m_contextRadius);
+    m_defaults.setValue(Key::modelTier, rawValue(m_modelTier));
+    m_defaults.setValue(Key::autoHide, m_autoHide);
+    m_defaults.setValue(Key::recordHistory, m_recordHistory);
+    m_defaults.setValue(Key::outputLang, m_outputLang);
+    m_defaults.setValue(Key::trigger, rawValue(m_triggerMode));
+}
+
+QString AppSettings::historyPath() {
+    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    if (base.isEmpty())
+        return QStringLiteral(":memory:");
+    const QString folder = QDir(base).filePath(QStringLiteral("Nubra"));
+    QDir().mkpath(folder); // a failure shows up as an open failure of the store
+    return QDir(folder).filePath(QStringLiteral("history.sqlite3"));
+}
+
+std::unique_ptr<HistoryStore> AppSettings::openHistory(const QString& path) {
+    try {
+        return std::make_unique<HistoryStore>(path);
+    } catch (const HistoryStoreError& error) {
+        nbDebug(QStringLiteral("history: cannot open ") + path + QStringLiteral(" (") + error.message() +
+                QStringLiteral("), keeping it in memory"));
+    }
+    try {
+        return std::make_unique<HistoryStore>(QStringLiteral(":memory:"));
+    } catch (const HistoryStoreError& error) {
+        nbDebug(QStringLiteral("history: no store at all: ") + error.message());
+        return nullptr;
+    }
+}
+
+void AppSettings::writeStartupLine(const QString& baseUrl) {
+    QFile log(DebugLog::path());
+    // Unlike nbDebug this line never creates the log.
+    if (!log.exists() || !log.open(QIODevice::WriteOnly | QIODevice::Append))
+        return;
+    log.write((QStringLiteral("AppState init: api.baseURL=") + baseUrl + u'\n').toUtf8());
+}

@@ -1,0 +1,174 @@
+#include "NubraGlossd/GlossServer.h"
+
+#include "NubraGlossd/RequestValidator.h"
+#include "NubraGlossd/SSEWriter.h"
+
+#include <QJsonDocument>
+
+#include <httplib.h>
+
+namespace {
+
+thread_local std::chrono::steady_clock::time_point requestStart;
+
+std::string json(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+}
+
+void fail(httplib::Response& res, int status, const char* code, const QString& message) {
+    res.status = status;
+    const QJsonObject error{{QStringLiteral("code"), QLatin1String(code)},
+                            {QStringLiteral("message"), message}};
+    res.set_content(json({{QStringLiteral("ok"), false}, {QStringLiteral("error"), error}}),
+                    "application/json");
+}
+
+void succeed(httplib::Response& res, const QJsonObject& data) {
+    res.set_content(json({{QStringLiteral("ok"), true}, {QStringLiteral("data"), data}}), "application/json");
+}
+
+QString bearerToken(const httplib::Request& req) {
+    const std::string value = req.get_header_value("authorization");
+    constexpr std::string_view scheme = "Bearer ";
+    if (!std::string_view(value).starts_with(scheme))
+        return {};
+    return QString::fromStdString(value.substr(scheme.size()));
+}
+
+// Writes one lookup's events to the open response.
+class StreamSink : public EventSink {
+public:
+    StreamSink(httplib::DataSink& sink, const std::atomic<bool>& stopping)
+        : m_sink(sink), m_stopping(stopping) {}
+
+    bool write(const std::string& block) {
+        return m_sink.is_writable() && m_sink.write(block.data(), block.size());
+    }
+    bool delta(const QString& field, const QString& text) override {
+        return !m_stopping && write(SSEWriter::delta(field, text));
+    }
+
+private:
+    httplib::DataSink& m_sink;
+    const std::atomic<bool>& m_stopping;
+};
+
+} // namespace
+
+GlossServer::GlossServer(ServerSetup setup)
+    : m_setup(std::move(setup)), m_rateLimiter(m_setup.ratePerMinute), m_log(m_setup.accessLog),
+      m_server(std::make_unique<httplib::Server>()) {
+    const int threads = std::max(2, m_setup.threads);
+    m_server->new_task_queue = [threads] { return new httplib::ThreadPool(std::size_t(threads)); };
+    m_server->set_payload_max_length(RequestValidator::MaxBodyBytes);
+    m_server->set_keep_alive_max_count(1000);
+    // Each event is a small write that must leave at once, not wait for the previous one's ACK.
+    m_server->set_tcp_nodelay(true);
+    installRoutes();
+}
+
+GlossServer::~GlossServer() = default;
+
+std::optional<int> GlossServer::bind(const std::string& host, int port) {
+    if (port == 0) {
+        const int bound = m_server->bind_to_any_port(host);
+        return bound > 0 ? std::optional<int>(bound) : std::nullopt;
+    }
+    return m_server->bind_to_port(host, port) ? std::optional<int>(port) : std::nullopt;
+}
+
+void GlossServer::run() {
+    m_server->listen_after_bind();
+}
+
+bool GlossServer::isRunning() const {
+    return m_server->is_running();
+}
+
+void GlossServer::stop() {
+    m_stopping = true;
+    m_setup.backend->shutdown();
+    m_server->stop();
+}
+
+void GlossServer::installRoutes() {
+    m_server->set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
+        requestStart = std::chrono::steady_clock::now();
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
+    m_server->set_logger([this](const httplib::Request& req, const httplib::Response& res) {
+        const auto elapsed = std::chrono::steady_clock::now() - requestStart;
+        m_log.write(req.remote_addr, req.method, req.path, res.status,
+                    std::chrono::duration_cast<std::chrono::milliseconds>(elapsed),
+                    req.get_header_value("x-device-id"));
+    });
+    // Errors the library raises itself (unknown path, oversized body) get the same JSON shape.
+    m_server->set_error_handler(
+        httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& res) {
+            if (!res.body.empty())
+                return httplib::Server::HandlerResponse::Unhandled;
+            if (res.status == 413)
+                fail(res, 400, "BAD_REQUEST",
+                     QStringLiteral("The request body is larger than %1 bytes.")
+                         .arg(RequestValidator::MaxBodyBytes));
+            else if (res.status == 404)
+                fail(res, 404, "NOT_FOUND", QStringLiteral("There is no such endpoint."));
+            else
+                fail(res, res.status, "BAD_REQUEST", QStringLiteral("The request cannot be served."));
+            return httplib::Server::HandlerResponse::Handled;
+        }));
+
+    m_server->Post("/v1/gloss", [this](const httplib::Request& req, httplib::Response& res) {
+        if (m_setup.tokens && !m_setup.tokens->acceptsDeviceToken(bearerToken(req)))
+            return fail(res, 401, "UNAUTHORIZED", QStringLiteral("A valid device token is required."));
+        auto parsed = RequestValidator::glossRequest(req.body);
+        if (auto* problem = std::get_if<QString>(&parsed))
+            return fail(res, 400, "BAD_REQUEST", *problem);
+        const std::string device =
+            req.has_header("x-device-id") ? req.get_header_value("x-device-id") : req.remote_addr;
+        if (auto wait = m_rateLimiter.admit(QString::fromStdString(device))) {
+            res.set_header("retry-after", std::to_string(*wait));
+            return fail(res, 429, "RATE_LIMITED",
+                        QStringLiteral("Too many lookups; try again in %1 seconds.").arg(*wait));
+        }
+        const GlossRequest request = std::get<GlossRequest>(parsed);
+        res.set_header("cache-control", "no-cache");
+        res.set_chunked_content_provider(
+            "text/event-stream", [this, request](std::size_t, httplib::DataSink& sink) {
+                StreamSink stream(sink, m_stopping);
+                if (!stream.write(SSEWriter::meta(m_setup.backend->modelName(request), 0, 0)))
+                    return false;
+                const BackendOutcome outcome = m_setup.backend->gloss(request, stream);
+                if (const auto* result = std::get_if<GlossResult>(&outcome)) {
+                    stream.write(SSEWriter::done(*result));
+                } else {
+                    const auto& error = std::get<BackendError>(outcome);
+                    if (m_stopping)
+                        stream.write(SSEWriter::error(QStringLiteral("SHUTTING_DOWN"),
+                                                      QStringLiteral("The service is shutting down.")));
+                    else
+                        stream.write(SSEWriter::error(error.code, error.message));
+                }
+                sink.done();
+                return true;
+            });
+    });
+
+    m_server->Post("/v1/auth/refresh", [this](const httplib::Request& req, httplib::Response& res) {
+        if (!m_setup.tokens)
+            return fail(res, 404, "NOT_CONFIGURED",
+                        QStringLiteral("Token renewal is off: the service runs without --tokens."));
+        auto parsed = RequestValidator::refreshRequest(req.body);
+        if (auto* problem = std::get_if<QString>(&parsed))
+            return fail(res, 400, "BAD_REQUEST", *problem);
+        const auto token =
+            m_setup.tokens->exchange(std::get<RequestValidator::RefreshRequest>(parsed).refreshToken);
+        if (!token)
+            return fail(res, 401, "UNAUTHORIZED", QStringLiteral("The refresh token is not valid."));
+        succeed(res, {{QStringLiteral("device_token"), *token}});
+    });
+
+    m_server->Get("/v1/updates/latest", [this](const httplib::Request&, httplib::Response& res) {
+        succeed(res, m_setup.manifest.value_or(QJsonObject{{QStringLiteral("available"), false}}));
+    });
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "NubraGlossd/AccessLog.h"
+#include "NubraGlossd/Backend.h"
+#include "NubraGlossd/RateLimiter.h"
+#include "NubraGlossd/TokenRegistry.h"
+
+#include <QJsonObject>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace httplib {
+class Server;
+}
+
+struct ServerSetup {
+    std::unique_ptr<Backend> backend;
+    std::unique_ptr<TokenRegistry> tokens; // none: no credential is required
+    std::optional<QJsonObject> manifest;   // none: no update is offered
+    int ratePerMinute = 0;                 // 0: unlimited
+    int threads = 16;
+    std::FILE* accessLog = stderr;
+};
+
+// The HTTP side of the service: /v1/gloss, /v1/auth/refresh and /v1/updates/latest.
+class GlossServer {
+public:
+    explicit GlossServer(ServerSetup setup);
+    ~GlossServer();
+
+    // The port actually bound (port 0 picks a free one), or nothing.
+    std::optional<int> bind(const std::string& host, int port);
+    // Serves until stop(); returns once every open stream has ended.
+    void run();
+    bool isRunning() const;
+    // Safe from any thread. Streams still open get an "error" event and end cleanly.
+    void stop();
+
+private:
+    void installRoutes();
+
+    ServerSetup m_setup;
+    RateLimiter m_rateLimiter;
+    AccessLog m_log;
+    std::atomic<bool> m_stopping{false};
+    std::unique_ptr<httplib::Server> m_server;
+};

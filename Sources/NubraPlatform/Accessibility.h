@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QRectF>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+// A selected range as the accessibility interface reports it: UTF-16 code units of the element's value.
+struct TextRange {
+    qint64 location = 0;
+    qint64 length = 0;
+    friend bool operator==(const TextRange&, const TextRange&) = default;
+};
+
+// One user-interface element of another application. Every read may fail (the application quit, hung
+// or does not expose the attribute); a failure is an empty answer.
+class AccessibleElement {
+public:
+    virtual ~AccessibleElement() = default;
+
+    // Absent when the element has no selected-text attribute or it is not text.
+    virtual std::optional<QString> selectedText() = 0;
+    // Whether the range read succeeded, and the range when it could be unpacked.
+    struct RangeRead {
+        bool succeeded = false;
+        std::optional<TextRange> range;
+    };
+    virtual RangeRead selectedRange() = 0;
+    virtual std::optional<QString> value() = 0;
+    // The screen rectangle of `range` in top-left-origin global coordinates.
+    virtual std::optional<QRectF> boundsForRange(const TextRange& range) = 0;
+    // The role in the accessibility vocabulary of the product ("AXTextArea", "AXSecureTextField", ...).
+    virtual std::optional<QString> role() = 0;
+};
+
+// The answer to "which element has focus", with the status code of the query. The codes are those
+// of the accessibility interface the product was designed against, so callers can reason about them.
+struct FocusQuery {
+    static constexpr int success = 0;
+    static constexpr int cannotComplete = -25204;
+    static constexpr int attributeUnsupported = -25205;
+    static constexpr int apiDisabled = -25211;
+    static constexpr int noValue = -25212;
+
+    int status = noValue;
+    std::shared_ptr<AccessibleElement> element; // set only with success
+};
+
+// The desktop's accessibility service.
+class Accessibility {
+public:
+    virtual ~Accessibility() = default;
+
+    // Whether this process may read other applications' elements (the permission; on Linux, whether
+    // the accessibility bus is enabled and reachable).
+    virtual bool isTrusted() = 0;
+    // Asks the application with this process id to expose its elements; the outcome is ignored.
+    virtual void enableApplication(qint64 processId) = 0;
+    virtual FocusQuery focusedElement() = 0;
+    // Leads the user to the switch that grants the permission (on Linux it turns the bus on).
+    virtual void openSettings() = 0;
+};

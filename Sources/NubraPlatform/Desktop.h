@@ -1,0 +1,27 @@
+#pragma once
+
+class Accessibility;
+class Clock;
+class EventMonitors;
+class FrontApplications;
+class GlobalHotkeys;
+class Pasteboard;
+class PrimarySelection;
+class ScreenGeometry;
+class SyntheticKeyboard;
+class TaskRunner;
+
+// The desktop services capture uses, gathered so that the reader, the monitor and the hot-key
+// manager are written once and run on the simulated desktop in tests and the real one in the product.
+struct Desktop {
+    Accessibility& accessibility;
+    FrontApplications& frontApplications;
+    ScreenGeometry& screen;
+    Pasteboard& pasteboard;
+    PrimarySelection& primarySelection;
+    SyntheticKeyboard& keyboard;
+    EventMonitors& eventMonitors;
+    GlobalHotkeys& hotkeys;
+    Clock& clock;
+    TaskRunner& tasks;
+};

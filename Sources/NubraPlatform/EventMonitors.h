@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QPointF>
+#include <QtGlobal>
+
+#include <functional>
+#include <optional>
+
+enum class MouseButton { left, right, other };
+
+// A mouse event as the monitors hand it on. `modifierFlags` uses the device-independent flag layout of
+// HotkeyCombo (Option 0x80000 ...); `location` is in bottom-left-origin global coordinates.
+struct MouseEvent {
+    MouseButton button = MouseButton::left;
+    quint64 modifierFlags = 0;
+    int clickCount = 1;
+    QPointF location;
+    std::optional<quint64> windowId; // the window of this application the event went to, if any
+};
+
+// A key press inside this application; `keyCode` is an ANSI virtual key code (Escape is 53).
+struct KeyEvent {
+    int keyCode = 0;
+    quint64 modifierFlags = 0;
+};
+
+// Global (other applications) and local (this application) event monitors. Handlers run on the main
+// thread. A monitor the platform refuses gives no token.
+class EventMonitors {
+public:
+    using Token = quint64;
+    using MouseHandler = std::function<void(const MouseEvent&)>;
+    using KeyHandler = std::function<void(const KeyEvent&)>;
+
+    virtual ~EventMonitors() = default;
+
+    // Releases of the left button and of other (third and beyond) buttons; never the right one.
+    virtual std::optional<Token> addGlobalMouseUpMonitor(MouseHandler handler) = 0;
+    // Left-button presses that go to other applications.
+    virtual std::optional<Token> addGlobalMouseDownMonitor(MouseHandler handler) = 0;
+    // Left-button presses in this application's windows; the event itself is never swallowed.
+    virtual std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) = 0;
+    virtual std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) = 0;
+    virtual void removeMonitor(Token token) = 0;
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <functional>
+
+// A process-wide hot key in the shape of the Carbon event manager: one handler for hot-key presses and
+// registered keys given by an ANSI key code and Carbon modifiers (Command 0x100, Shift 0x200, Option
+// 0x800, Control 0x1000). Calls answer a status, 0 for success.
+class GlobalHotkeys {
+public:
+    using HandlerRef = quint64;
+    using HotKeyRef = quint64;
+
+    struct Installed {
+        int status = 0;
+        HandlerRef handler = 0;
+    };
+    struct Registered {
+        int status = 0;
+        HotKeyRef hotKey = 0;
+    };
+
+    virtual ~GlobalHotkeys() = default;
+
+    // `onPressed` runs on the main thread with the signature and id of the key that fired.
+    virtual Installed installHandler(std::function<void(quint32 signature, quint32 id)> onPressed) = 0;
+    virtual void removeHandler(HandlerRef handler) = 0;
+    virtual Registered registerHotKey(quint32 keyCode, quint32 carbonModifiers, quint32 signature,
+                                      quint32 id) = 0;
+    virtual void unregisterHotKey(HotKeyRef hotKey) = 0;
+};

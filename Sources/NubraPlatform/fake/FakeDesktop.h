@@ -1,0 +1,53 @@
+#pragma once
+
+#include "NubraCore/Capture/Pasteboard.h"
+#include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/FrontApplications.h"
+#include "NubraPlatform/PrimarySelection.h"
+#include "NubraPlatform/ScreenGeometry.h"
+#include "NubraPlatform/fake/FakeAccessibility.h"
+#include "NubraPlatform/fake/FakeClock.h"
+#include "NubraPlatform/fake/FakeEventMonitors.h"
+#include "NubraPlatform/fake/FakeGlobalHotkeys.h"
+#include "NubraPlatform/fake/FakeKeyboard.h"
+#include "NubraPlatform/fake/FakeTaskRunner.h"
+
+class FakeFrontApplications final : public FrontApplications {
+public:
+    std::optional<FrontApp> front;
+    std::optional<FrontApp> frontmost() override { return front; }
+};
+
+class FakePrimarySelection final : public PrimarySelection {
+public:
+    std::optional<QString> current;
+    int reads = 0;
+    std::optional<QString> text() override;
+};
+
+class FakeScreen final : public ScreenGeometry {
+public:
+    double height = 900;
+    std::optional<QRectF> visibleFrame = QRectF(0, 0, 1440, 875);
+    QPointF mouse{100, 100};
+
+    double primaryScreenHeight() override { return height; }
+    std::optional<QRectF> mainVisibleFrame() override { return visibleFrame; }
+    QPointF mouseLocation() override { return mouse; }
+};
+
+// A whole simulated desktop: every service in memory, one fake clock, queued work.
+struct FakeDesktop {
+    FakeAccessibility accessibility;
+    FakeFrontApplications frontApplications;
+    FakeScreen screen;
+    InMemoryPasteboard pasteboard;
+    FakePrimarySelection primarySelection;
+    FakeKeyboard keyboard{pasteboard};
+    FakeEventMonitors eventMonitors;
+    FakeGlobalHotkeys hotkeys;
+    FakeClock clock;
+    FakeTaskRunner tasks;
+
+    Desktop desktop();
+};

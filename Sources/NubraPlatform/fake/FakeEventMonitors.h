@@ -1,0 +1,35 @@
+#pragma once
+
+#include "NubraPlatform/EventMonitors.h"
+
+#include <map>
+
+// Installed monitors held by kind; a test plays events into them.
+class FakeEventMonitors final : public EventMonitors {
+public:
+    std::optional<Token> addGlobalMouseUpMonitor(MouseHandler handler) override;
+    std::optional<Token> addGlobalMouseDownMonitor(MouseHandler handler) override;
+    std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) override;
+    std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) override;
+    void removeMonitor(Token token) override;
+
+    int installed() const;
+
+    void globalMouseUp(const MouseEvent& event);
+    void globalMouseDown(const MouseEvent& event);
+    void localMouseDown(const MouseEvent& event);
+    void localKeyDown(const KeyEvent& event);
+
+private:
+    enum class Kind { globalUp, globalDown, localDown, localKey };
+    struct Entry {
+        Kind kind;
+        MouseHandler mouse;
+        KeyHandler key;
+    };
+    Token add(Entry entry);
+    void playMouse(Kind kind, const MouseEvent& event);
+
+    Token m_next = 1;
+    std::map<Token, Entry> m_monitors;
+};

@@ -1,0 +1,246 @@
+#include "NubraPlatform/linux/AtspiAccessibility.h"
+
+#include "NubraPlatform/linux/AtspiThread.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+
+#include <atspi/atspi.h>
+
+namespace {
+
+const QString busService = QStringLiteral("org.a11y.Bus");
+const QString busPath = QStringLiteral("/org/a11y/bus");
+const QString statusInterface = QStringLiteral("org.a11y.Status");
+const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
+// Far more than any selection or its context needs; keeps a hostile application from filling memory.
+constexpr int maxTextChars = 1 << 20;
+
+std::optional<bool> busEnabled() {
+    QDBusMessage get =
+        QDBusMessage::createMethodCall(busService, busPath, propertiesInterface, QStringLiteral("Get"));
+    get << statusInterface << QStringLiteral("IsEnabled");
+    const QDBusMessage reply =
+        QDBusConnection::sessionBus().call(get, QDBus::Block, AtspiAccessibility::dbusTimeoutMs);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return std::nullopt;
+    return reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
+}
+
+QString takeUtf8(gchar* text) {
+    if (!text)
+        return {};
+    QString result = QString::fromUtf8(text);
+    g_free(text);
+    return result;
+}
+
+QString roleName(AtspiRole role) {
+    switch (role) {
+    case ATSPI_ROLE_PASSWORD_TEXT:
+        return QStringLiteral("AXSecureTextField");
+    case ATSPI_ROLE_ENTRY:
+        return QStringLiteral("AXTextField");
+    case ATSPI_ROLE_TEXT:
+    case ATSPI_ROLE_PARAGRAPH:
+    case ATSPI_ROLE_DOCUMENT_TEXT:
+        return QStringLiteral("AXTextArea");
+    case ATSPI_ROLE_COMBO_BOX:
+        return QStringLiteral("AXComboBox");
+    default:
+        return QStringLiteral("AXUnknown");
+    }
+}
+
+// A focused AT-SPI object. Offsets are the toolkit's own (UTF-16 units in Qt, code points elsewhere)
+// and become UTF-16 units of the element's text here, after fetching, never before.
+class AtspiElement final : public AccessibleElement {
+public:
+    AtspiElement(std::shared_ptr<AtspiThread> thread, AtspiAccessible* object)
+        : m_thread(std::move(thread)), m_object(object) {}
+    ~AtspiElement() override {
+        AtspiAccessible* object = m_object;
+        m_thread->call(
+            [object]() {
+                g_object_unref(object);
+                return true;
+            },
+            AtspiAccessibility::callTimeoutMs);
+    }
+
+    std::optional<QString> selectedText() override {
+        const Snapshot s = snapshot();
+        if (!s.hasText)
+            return std::nullopt;
+        return s.text.mid(s.selStart, s.selEnd - s.selStart);
+    }
+    RangeRead selectedRange() override {
+        const Snapshot s = snapshot();
+        if (!s.hasText)
+            return {};
+        return {true, TextRange{s.selStart, s.selEnd - s.selStart}};
+    }
+    std::optional<QString> value() override {
+        const Snapshot s = snapshot();
+        return s.hasText ? std::optional<QString>(s.text) : std::nullopt;
+    }
+    std::optional<QRectF> boundsForRange(const TextRange& range) override;
+    std::optional<QString> role() override {
+        AtspiAccessible* object = m_object;
+        return m_thread
+            ->call(
+                [object]() {
+                    GError* error = nullptr;
+                    const AtspiRole role = atspi_accessible_get_role(object, &error);
+                    if (error) {
+                        g_error_free(error);
+                        return std::optional<QString>();
+                    }
+                    return std::optional<QString>(roleName(role));
+                },
+                AtspiAccessibility::callTimeoutMs)
+            .value_or(std::nullopt);
+    }
+
+private:
+    struct Snapshot {
+        bool hasText = false;
+        bool utf16Offsets = false;
+        QString text;
+        qint64 selStart = 0; // UTF-16 units
+        qint64 selEnd = 0;
+    };
+    // One read of text and selection, converted once; the reader asks for its parts in a row.
+    Snapshot snapshot();
+    static qint64 toUtf16(const QString& text, qint64 codePoints);
+    static qint64 toCodePoints(const QString& text, qint64 units);
+
+    std::shared_ptr<AtspiThread> m_thread;
+    AtspiAccessible* m_object;
+    std::optional<Snapshot> m_snapshot;
+};
+
+qint64 AtspiElement::toUtf16(const QString& text, qint64 codePoints) {
+    qint64 units = 0;
+    for (qint64 seen = 0; seen < codePoints && units < text.size(); ++seen)
+        units += (text.at(units).isHighSurrogate() && units + 1 < text.size()) ? 2 : 1;
+    return units;
+}
+
+qint64 AtspiElement::toCodePoints(const QString& text, qint64 units) {
+    qint64 points = 0;
+    for (qint64 i = 0; i < units && i < text.size(); ++i) {
+        if (!text.at(i).isLowSurrogate())
+            ++points;
+    }
+    return points;
+}
+
+AtspiElement::Snapshot AtspiElement::snapshot() {
+    if (m_snapshot)
+        return *m_snapshot;
+    AtspiAccessible* object = m_object;
+    m_snapshot =
+        m_thread
+            ->call(
+                [object]() {
+                    Snapshot s;
+                    AtspiText* text = atspi_accessible_get_text_iface(object);
+                    if (!text)
+                        return s;
+                    GError* error = nullptr;
+                    const gint count = qMin(atspi_text_get_character_count(text, &error), maxTextChars);
+                    if (!error) {
+                        s.hasText = true;
+                        const QString toolkit = takeUtf8(atspi_accessible_get_toolkit_name(object, nullptr));
+                        s.utf16Offsets = toolkit == QStringLiteral("Qt");
+                        s.text = takeUtf8(atspi_text_get_text(text, 0, count, nullptr));
+                        gint start = atspi_text_get_caret_offset(text, nullptr);
+                        gint end = start;
+                        if (atspi_text_get_n_selections(text, nullptr) > 0) {
+                            if (AtspiRange* range = atspi_text_get_selection(text, 0, nullptr)) {
+                                start = range->start_offset;
+                                end = range->end_offset;
+                                g_free(range);
+                            }
+                        }
+                        if (end < start)
+                            std::swap(start, end);
+                        s.selStart = s.utf16Offsets ? start : toUtf16(s.text, start);
+                        s.selEnd = s.utf16Offsets ? end : toUtf16(s.text, end);
+                    }
+                    if (error)
+                        g_error_free(error);
+                    g_object_unref(text);
+                    return s;
+                },
+                AtspiAccessibility::callTimeoutMs)
+            .value_or(Snapshot{});
+    return *m_snapshot;
+}
+
+std::optional<QRectF> AtspiElement::boundsForRange(const TextRange& range) {
+    const Snapshot s = snapshot();
+    if (!s.hasText)
+        return std::nullopt;
+    gint start = gint(s.utf16Offsets ? range.location : toCodePoints(s.text, range.location));
+    gint end = gint(s.utf16Offsets ? range.location + range.length
+                                   : toCodePoints(s.text, range.location + range.length));
+    // Qt counts the character at the end offset into the extents.
+    if (s.utf16Offsets && end > start)
+        --end;
+    AtspiAccessible* object = m_object;
+    return m_thread
+        ->call(
+            [object, start, end]() -> std::optional<QRectF> {
+                AtspiText* text = atspi_accessible_get_text_iface(object);
+                if (!text)
+                    return std::nullopt;
+                GError* error = nullptr;
+                AtspiRect* rect =
+                    atspi_text_get_range_extents(text, start, end, ATSPI_COORD_TYPE_SCREEN, &error);
+                g_object_unref(text);
+                if (error) {
+                    g_error_free(error);
+                    return std::nullopt;
+                }
+                if (!rect)
+                    return std::nullopt;
+                const QRectF result(rect->x, rect->y, rect->width, rect->height);
+                g_free(rect);
+                return result;
+            },
+            AtspiAccessibility::callTimeoutMs)
+        .value_or(std::nullopt);
+}
+
+} // namespace
+
+AtspiAccessibility::AtspiAccessibility() : m_thread(std::make_shared<AtspiThread>(dbusTimeoutMs)) {}
+
+AtspiAccessibility::~AtspiAccessibility() = default;
+
+bool AtspiAccessibility::isTrusted() {
+    return m_thread->isReady() && busEnabled().value_or(false);
+}
+
+void AtspiAccessibility::enableApplication(qint64) {
+    // Toolkits follow the bus switch on their own; there is no per-application switch on Linux.
+}
+
+FocusQuery AtspiAccessibility::focusedElement() {
+    if (!isTrusted())
+        return {FocusQuery::apiDisabled, nullptr};
+    AtspiAccessible* focused = m_thread->takeFocused(callTimeoutMs);
+    if (!focused)
+        return {FocusQuery::noValue, nullptr};
+    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, focused)};
+}
+
+void AtspiAccessibility::openSettings() {
+    QDBusMessage set =
+        QDBusMessage::createMethodCall(busService, busPath, propertiesInterface, QStringLiteral("Set"));
+    set << statusInterface << QStringLiteral("IsEnabled") << QVariant::fromValue(QDBusVariant(true));
+    QDBusConnection::sessionBus().call(set, QDBus::Block, dbusTimeoutMs);
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "NubraPlatform/Accessibility.h"
+
+#include <functional>
+#include <memory>
+
+class AtspiThread;
+
+// The accessibility service over AT-SPI 2. All libatspi calls run on one thread of its own with its own
+// GLib context (libatspi is not thread-safe); callers wait for each answer at most `callTimeoutMs`, and
+// libatspi's own D-Bus timeout is kept short, so a hung application cannot stall capture.
+class AtspiAccessibility final : public Accessibility {
+public:
+    static constexpr int dbusTimeoutMs = 300;
+    static constexpr int callTimeoutMs = 400;
+
+    AtspiAccessibility();
+    ~AtspiAccessibility() override;
+
+    bool isTrusted() override;
+    void enableApplication(qint64 processId) override;
+    FocusQuery focusedElement() override;
+    void openSettings() override;
+
+private:
+    std::shared_ptr<AtspiThread> m_thread;
+};

@@ -1,0 +1,143 @@
+#include "NubraPlatform/linux/AtspiThread.h"
+
+#include <atspi/atspi.h>
+
+AtspiThread::AtspiThread(int dbusTimeoutMs) {
+    m_context = g_main_context_new();
+    m_loop = g_main_loop_new(m_context, FALSE);
+    std::promise<bool> started;
+    std::future<bool> ready = started.get_future();
+    m_thread = std::thread([this, dbusTimeoutMs, &started]() { run(dbusTimeoutMs, started); });
+    m_ready = ready.get();
+}
+
+AtspiThread::~AtspiThread() {
+    g_main_loop_quit(m_loop);
+    m_thread.join();
+    if (m_focused)
+        g_object_unref(m_focused);
+    g_main_loop_unref(m_loop);
+    g_main_context_unref(m_context);
+}
+
+void AtspiThread::run(int dbusTimeoutMs, std::promise<bool>& started) {
+    g_main_context_push_thread_default(m_context);
+    atspi_set_main_context(m_context);
+    const int status = atspi_init();
+    bool ok = status == 0 || status == 1; // 1: already initialised
+    if (ok) {
+        atspi_set_timeout(dbusTimeoutMs, dbusTimeoutMs * 4);
+        m_listener =
+            atspi_event_listener_new(reinterpret_cast<AtspiEventListenerCB>(&onFocus), this, nullptr);
+        ok = atspi_event_listener_register(m_listener, "object:state-changed:focused", nullptr);
+    }
+    started.set_value(ok);
+    g_main_loop_run(m_loop);
+    if (m_listener) {
+        atspi_event_listener_deregister(m_listener, "object:state-changed:focused", nullptr);
+        g_object_unref(m_listener);
+    }
+    g_main_context_pop_thread_default(m_context);
+}
+
+void AtspiThread::onFocus(void* rawEvent, void* user) {
+    auto* event = static_cast<AtspiEvent*>(rawEvent);
+    auto* self = static_cast<AtspiThread*>(user);
+    if (event->source) {
+        std::lock_guard guard(self->m_lock);
+        if (event->detail1 == 1) {
+            if (self->m_focused)
+                g_object_unref(self->m_focused);
+            self->m_focused = ATSPI_ACCESSIBLE(g_object_ref(event->source));
+        } else if (self->m_focused == event->source) {
+            g_object_unref(self->m_focused);
+            self->m_focused = nullptr;
+        }
+    }
+    g_boxed_free(ATSPI_TYPE_EVENT, event);
+}
+
+namespace {
+
+bool hasState(AtspiAccessible* object, AtspiStateType state) {
+    AtspiStateSet* states = atspi_accessible_get_state_set(object);
+    const bool result = states && atspi_state_set_contains(states, state);
+    if (states)
+        g_object_unref(states);
+    return result;
+}
+
+// Depth-first search for the focused descendant, visiting a bounded number of objects so a huge
+// document cannot keep us busy.
+AtspiAccessible* findFocused(AtspiAccessible* object, int& budget) {
+    if (--budget < 0)
+        return nullptr;
+    if (hasState(object, ATSPI_STATE_FOCUSED))
+        return ATSPI_ACCESSIBLE(g_object_ref(object));
+    const gint count = atspi_accessible_get_child_count(object, nullptr);
+    for (gint i = 0; i < count && budget > 0; ++i) {
+        AtspiAccessible* child = atspi_accessible_get_child_at_index(object, i, nullptr);
+        if (!child)
+            continue;
+        AtspiAccessible* found = findFocused(child, budget);
+        g_object_unref(child);
+        if (found)
+            return found;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+AtspiAccessible* AtspiThread::searchFocused() {
+    constexpr int maxVisited = 3000;
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    AtspiAccessible* found = nullptr;
+    const gint apps = desktop ? atspi_accessible_get_child_count(desktop, nullptr) : 0;
+    for (gint a = 0; a < apps && !found; ++a) {
+        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, a, nullptr);
+        if (!app)
+            continue;
+        const gint windows = atspi_accessible_get_child_count(app, nullptr);
+        for (gint w = 0; w < windows && !found; ++w) {
+            AtspiAccessible* window = atspi_accessible_get_child_at_index(app, w, nullptr);
+            if (!window)
+                continue;
+            int budget = maxVisited;
+            if (hasState(window, ATSPI_STATE_ACTIVE))
+                found = findFocused(window, budget);
+            g_object_unref(window);
+        }
+        g_object_unref(app);
+    }
+    if (desktop)
+        g_object_unref(desktop);
+    return found;
+}
+
+AtspiAccessible* AtspiThread::takeFocused(int timeoutMs) {
+    {
+        std::lock_guard guard(m_lock);
+        if (m_focused)
+            return ATSPI_ACCESSIBLE(g_object_ref(m_focused));
+    }
+    // No focus change seen since we started listening: look for the focus in the active window.
+    AtspiAccessible* found = call([this]() { return searchFocused(); }, timeoutMs).value_or(nullptr);
+    if (found) {
+        std::lock_guard guard(m_lock);
+        if (!m_focused)
+            m_focused = ATSPI_ACCESSIBLE(g_object_ref(found));
+    }
+    return found;
+}
+
+void AtspiThread::submit(std::function<void()> task) {
+    auto* heap = new std::function<void()>(std::move(task));
+    g_main_context_invoke_full(
+        m_context, G_PRIORITY_DEFAULT,
+        [](gpointer data) -> gboolean {
+            (*static_cast<std::function<void()>*>(data))();
+            return G_SOURCE_REMOVE;
+        },
+        heap, [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
+}

@@ -1,0 +1,84 @@
+#include "NubraPlatform/linux/QtPasteboard.h"
+
+#include "NubraPlatform/linux/MainThreadCall.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+
+QtPasteboard::QtPasteboard() {
+    connect(QGuiApplication::clipboard(), &QClipboard::changed, this, [this](QClipboard::Mode mode) {
+        if (mode == QClipboard::Clipboard)
+            ++m_changes;
+    });
+}
+
+QStringList QtPasteboard::types() const {
+    return callOnMainThread(
+               []() {
+                   const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+                   return mime ? mime->formats() : QStringList();
+               },
+               mainThreadTimeoutMs)
+        .value_or(QStringList());
+}
+
+std::optional<QByteArray> QtPasteboard::data(const QString& type) const {
+    return callOnMainThread(
+               [type]() -> std::optional<QByteArray> {
+                   const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+                   if (!mime || !mime->hasFormat(type))
+                       return std::nullopt;
+                   QByteArray bytes = mime->data(type);
+                   if (bytes.size() > maxFormatBytes)
+                       return std::nullopt;
+                   return bytes;
+               },
+               mainThreadTimeoutMs)
+        .value_or(std::nullopt);
+}
+
+void QtPasteboard::clearContents() {
+    callOnMainThread(
+        []() {
+            QGuiApplication::clipboard()->clear(QClipboard::Clipboard);
+            return true;
+        },
+        mainThreadTimeoutMs);
+}
+
+bool QtPasteboard::setData(const QByteArray& data, const QString& type) {
+    // All saved types go back as one item: add to what we already own instead of replacing it.
+    return callOnMainThread(
+               [data, type]() {
+                   QClipboard* clipboard = QGuiApplication::clipboard();
+                   auto* mime = new QMimeData;
+                   if (clipboard->ownsClipboard()) {
+                       if (const QMimeData* current = clipboard->mimeData(QClipboard::Clipboard)) {
+                           for (const QString& format : current->formats())
+                               mime->setData(format, current->data(format));
+                       }
+                   }
+                   mime->setData(type, data);
+                   clipboard->setMimeData(mime, QClipboard::Clipboard);
+                   return true;
+               },
+               mainThreadTimeoutMs)
+        .value_or(false);
+}
+
+std::optional<QString> QtPrimarySelection::text() {
+    return callOnMainThread(
+               []() -> std::optional<QString> {
+                   QClipboard* clipboard = QGuiApplication::clipboard();
+                   if (!clipboard->supportsSelection())
+                       return std::nullopt;
+                   QString text = clipboard->text(QClipboard::Selection);
+                   if (text.isEmpty())
+                       return std::nullopt;
+                   text.truncate(maxChars);
+                   return text;
+               },
+               QtPasteboard::mainThreadTimeoutMs)
+        .value_or(std::nullopt);
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "NubraCore/Capture/Pasteboard.h"
+#include "NubraPlatform/PrimarySelection.h"
+
+#include <QObject>
+
+#include <atomic>
+
+// The X11 CLIPBOARD through QClipboard. Safe to call from any thread: every access runs on the main
+// thread with a bounded wait. Create it on the main thread.
+class QtPasteboard final : public QObject, public Pasteboard {
+public:
+    // Formats bigger than this are left out: nobody selects that much text, and we hold it in memory.
+    static constexpr qsizetype maxFormatBytes = 16 * 1024 * 1024;
+    static constexpr int mainThreadTimeoutMs = 500;
+
+    QtPasteboard();
+
+    QStringList types() const override;
+    std::optional<QByteArray> data(const QString& type) const override;
+    qint64 changeCount() const override { return m_changes.load(); }
+    void clearContents() override;
+    bool setData(const QByteArray& data, const QString& type) override;
+
+private:
+    std::atomic<qint64> m_changes = 0;
+};
+
+// The PRIMARY selection through QClipboard, with the same bounded main-thread hop.
+class QtPrimarySelection final : public PrimarySelection {
+public:
+    static constexpr qsizetype maxChars = 1024 * 1024;
+    std::optional<QString> text() override;
+};

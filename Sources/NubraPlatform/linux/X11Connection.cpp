@@ -1,0 +1,48 @@
+#include "NubraPlatform/linux/X11Connection.h"
+
+#include <QSocketNotifier>
+
+#include <X11/Xlib.h>
+
+#include <atomic>
+
+namespace {
+std::atomic<int> lastError = 0;
+
+int recordError(Display*, XErrorEvent* event) {
+    lastError = event->error_code;
+    return 0;
+}
+} // namespace
+
+X11Connection::X11Connection() {
+    m_display = XOpenDisplay(nullptr);
+    if (!m_display)
+        return;
+    m_notifier = new QSocketNotifier(ConnectionNumber(m_display), QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, [this]() { drain(); });
+}
+
+X11Connection::~X11Connection() {
+    if (m_display)
+        XCloseDisplay(m_display);
+}
+
+void X11Connection::drain() {
+    while (XPending(m_display)) {
+        XEvent event;
+        XNextEvent(m_display, &event);
+        if (m_handler)
+            m_handler(event);
+    }
+}
+
+int X11Connection::trapErrors(const std::function<void()>& request) {
+    XSync(m_display, False);
+    lastError = 0;
+    auto* previous = XSetErrorHandler(recordError);
+    request();
+    XSync(m_display, False);
+    XSetErrorHandler(previous);
+    return lastError.exchange(0);
+}

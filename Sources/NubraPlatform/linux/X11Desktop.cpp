@@ -1,0 +1,129 @@
+#include "NubraPlatform/linux/X11Desktop.h"
+
+#include "NubraPlatform/Coordinates.h"
+#include "NubraPlatform/linux/MainThreadCall.h"
+
+#include <QFile>
+#include <QGuiApplication>
+#include <QScreen>
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+namespace {
+
+// One property of a window as raw bytes, bounded so a hostile client cannot make us read megabytes.
+QByteArray property(Display* display, Window window, const char* name, Atom type) {
+    Atom actualType = 0;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    const Atom atom = XInternAtom(display, name, True);
+    if (atom == None ||
+        XGetWindowProperty(display, window, atom, 0, 1024, False, type, &actualType, &format, &count, &after,
+                           &data) != Success ||
+        !data)
+        return {};
+    const QByteArray bytes(reinterpret_cast<const char*>(data),
+                           int(count * (format == 32 ? sizeof(long) : format / 8)));
+    XFree(data);
+    return bytes;
+}
+
+} // namespace
+
+X11Desktop::X11Desktop() {
+    m_display = XOpenDisplay(nullptr);
+}
+
+X11Desktop::~X11Desktop() {
+    if (m_display)
+        XCloseDisplay(m_display);
+}
+
+unsigned long X11Desktop::activeWindow() {
+    const QByteArray active =
+        property(m_display, DefaultRootWindow(m_display), "_NET_ACTIVE_WINDOW", XA_WINDOW);
+    if (active.size() >= qsizetype(sizeof(long)))
+        return *reinterpret_cast<const unsigned long*>(active.constData());
+    // No window manager: walk up from the input focus to the window the client manages.
+    Window focus = 0;
+    int revert = 0;
+    XGetInputFocus(m_display, &focus, &revert);
+    const Atom wmState = XInternAtom(m_display, "WM_STATE", True);
+    for (Window window = focus; window > PointerRoot && wmState != None;) {
+        if (!property(m_display, window, "WM_STATE", wmState).isEmpty())
+            return window;
+        Window root = 0, parent = 0, *children = nullptr;
+        unsigned int count = 0;
+        if (!XQueryTree(m_display, window, &root, &parent, &children, &count))
+            break;
+        if (children)
+            XFree(children);
+        if (parent == root)
+            break;
+        window = parent;
+    }
+    return 0;
+}
+
+std::optional<FrontApp> X11Desktop::frontmost() {
+    std::lock_guard guard(m_lock);
+    if (!m_display)
+        return std::nullopt;
+    const Window window = activeWindow();
+    if (window == 0)
+        return std::nullopt;
+    FrontApp app;
+    XClassHint hint{nullptr, nullptr};
+    if (XGetClassHint(m_display, window, &hint)) {
+        if (hint.res_class)
+            app.identifier = QString::fromLocal8Bit(hint.res_class);
+        XFree(hint.res_name);
+        XFree(hint.res_class);
+    }
+    const QByteArray pid = property(m_display, window, "_NET_WM_PID", XA_CARDINAL);
+    if (pid.size() >= qsizetype(sizeof(long)))
+        app.processId = qint64(*reinterpret_cast<const unsigned long*>(pid.constData()));
+    if (app.processId > 0) {
+        QFile comm(QStringLiteral("/proc/%1/comm").arg(app.processId));
+        if (comm.open(QIODevice::ReadOnly))
+            app.name = QString::fromUtf8(comm.read(256)).trimmed();
+    }
+    if (app.name.isEmpty()) {
+        const Atom utf8 = XInternAtom(m_display, "UTF8_STRING", False);
+        app.name = QString::fromUtf8(property(m_display, window, "_NET_WM_NAME", utf8));
+    }
+    return app;
+}
+
+double X11Desktop::primaryScreenHeight() {
+    std::lock_guard guard(m_lock);
+    return m_display ? DisplayHeight(m_display, DefaultScreen(m_display)) : 0;
+}
+
+std::optional<QRectF> X11Desktop::mainVisibleFrame() {
+    const double height = primaryScreenHeight();
+    return callOnMainThread(
+               [height]() -> std::optional<QRectF> {
+                   const QScreen* screen = QGuiApplication::primaryScreen();
+                   if (!screen)
+                       return std::nullopt;
+                   return Coordinates::flipRect(QRectF(screen->availableGeometry()), height);
+               },
+               500)
+        .value_or(std::nullopt);
+}
+
+QPointF X11Desktop::mouseLocation() {
+    std::lock_guard guard(m_lock);
+    if (!m_display)
+        return {};
+    Window root = 0, child = 0;
+    int rootX = 0, rootY = 0, winX = 0, winY = 0;
+    unsigned int state = 0;
+    XQueryPointer(m_display, DefaultRootWindow(m_display), &root, &child, &rootX, &rootY, &winX, &winY,
+                  &state);
+    return Coordinates::flipPoint(QPointF(rootX, rootY), DisplayHeight(m_display, DefaultScreen(m_display)));
+}

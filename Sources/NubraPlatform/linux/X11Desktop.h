@@ -1,0 +1,26 @@
+#pragma once
+
+#include "NubraPlatform/FrontApplications.h"
+#include "NubraPlatform/ScreenGeometry.h"
+
+#include <mutex>
+
+typedef struct _XDisplay Display;
+
+// Front application and screen facts read from X11 on a private connection; safe from any thread.
+class X11Desktop final : public FrontApplications, public ScreenGeometry {
+public:
+    X11Desktop();
+    ~X11Desktop() override;
+
+    std::optional<FrontApp> frontmost() override;
+    double primaryScreenHeight() override;
+    std::optional<QRectF> mainVisibleFrame() override;
+    QPointF mouseLocation() override;
+
+private:
+    unsigned long activeWindow();
+
+    std::mutex m_lock;
+    Display* m_display = nullptr;
+};

@@ -1,0 +1,153 @@
+#include "NubraPlatform/linux/X11EventMonitors.h"
+
+#include "NubraPlatform/Coordinates.h"
+#include "NubraPlatform/linux/X11KeyMap.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QStyleHints>
+#include <QWindow>
+
+namespace {
+// Read before the X11 headers, which define KeyPress as a macro.
+constexpr QEvent::Type qtKeyPress = QEvent::KeyPress;
+} // namespace
+
+#include <X11/Xlib.h>
+#include <X11/extensions/XInput2.h>
+
+namespace {
+constexpr int escapeKeyCode = 53;
+constexpr int unknownKeyCode = -1;
+} // namespace
+
+X11EventMonitors::X11EventMonitors()
+    : m_clicks(QGuiApplication::styleHints()->mouseDoubleClickInterval(),
+               QGuiApplication::styleHints()->startDragDistance()) {
+    m_elapsed.start();
+    qApp->installEventFilter(this);
+    Display* display = m_connection.display();
+    if (!display)
+        return;
+    int event = 0, error = 0;
+    int major = 2, minor = 2;
+    if (!XQueryExtension(display, "XInputExtension", &m_xiOpcode, &event, &error) ||
+        XIQueryVersion(display, &major, &minor) != Success) {
+        m_xiOpcode = -1;
+        return;
+    }
+    unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
+    XISetMask(bits, XI_RawButtonPress);
+    XISetMask(bits, XI_RawButtonRelease);
+    XIEventMask mask{XIAllMasterDevices, int(sizeof(bits)), bits};
+    XISelectEvents(display, DefaultRootWindow(display), &mask, 1);
+    XFlush(display);
+    m_connection.setHandler([this](XEvent& e) { onXEvent(e); });
+}
+
+X11EventMonitors::~X11EventMonitors() {
+    if (qApp)
+        qApp->removeEventFilter(this);
+}
+
+std::optional<EventMonitors::Token> X11EventMonitors::add(Kind kind, MouseHandler mouse, KeyHandler key) {
+    const bool global = kind == Kind::globalUp || kind == Kind::globalDown;
+    if (global && m_xiOpcode < 0)
+        return std::nullopt;
+    const Token token = m_next++;
+    m_monitors.emplace(token, Entry{kind, std::move(mouse), std::move(key)});
+    return token;
+}
+
+std::optional<EventMonitors::Token> X11EventMonitors::addGlobalMouseUpMonitor(MouseHandler handler) {
+    return add(Kind::globalUp, std::move(handler), {});
+}
+std::optional<EventMonitors::Token> X11EventMonitors::addGlobalMouseDownMonitor(MouseHandler handler) {
+    return add(Kind::globalDown, std::move(handler), {});
+}
+std::optional<EventMonitors::Token> X11EventMonitors::addLocalMouseDownMonitor(MouseHandler handler) {
+    return add(Kind::localDown, std::move(handler), {});
+}
+std::optional<EventMonitors::Token> X11EventMonitors::addLocalKeyDownMonitor(KeyHandler handler) {
+    return add(Kind::localKey, {}, std::move(handler));
+}
+
+void X11EventMonitors::removeMonitor(Token token) {
+    m_monitors.erase(token);
+}
+
+void X11EventMonitors::play(Kind kind, const MouseEvent& event) {
+    std::vector<MouseHandler> handlers;
+    for (const auto& [token, entry] : m_monitors) {
+        if (entry.kind == kind)
+            handlers.push_back(entry.mouse);
+    }
+    for (const MouseHandler& handler : handlers)
+        handler(event);
+}
+
+void X11EventMonitors::onXEvent(XEvent& event) {
+    Display* display = m_connection.display();
+    if (event.xcookie.type != GenericEvent || event.xcookie.extension != m_xiOpcode ||
+        !XGetEventData(display, &event.xcookie))
+        return;
+    const int type = event.xcookie.evtype;
+    const int button = static_cast<XIRawEvent*>(event.xcookie.data)->detail;
+    XFreeEventData(display, &event.xcookie);
+
+    // Raw events carry no position or modifiers: ask the server now.
+    Window root = 0, child = 0;
+    int rootX = 0, rootY = 0, winX = 0, winY = 0;
+    unsigned int state = 0;
+    XQueryPointer(display, DefaultRootWindow(display), &root, &child, &rootX, &rootY, &winX, &winY, &state);
+    // Like a system-wide monitor, see only what goes to other applications.
+    if (QGuiApplication::topLevelAt(QPoint(rootX, rootY)))
+        return;
+
+    MouseEvent mouse;
+    mouse.modifierFlags = X11KeyMap::modifierFlags(state);
+    mouse.location =
+        Coordinates::flipPoint(QPointF(rootX, rootY), DisplayHeight(display, DefaultScreen(display)));
+    // Buttons 4 to 7 are the wheel; 3 is the right button.
+    if (button == 1)
+        mouse.button = MouseButton::left;
+    else if (button == 2 || button >= 8)
+        mouse.button = MouseButton::other;
+    else
+        return;
+
+    if (type == XI_RawButtonPress) {
+        m_lastClickCount = m_clicks.press(button, m_elapsed.elapsed(), QPointF(rootX, rootY));
+        mouse.clickCount = m_lastClickCount;
+        if (mouse.button == MouseButton::left)
+            play(Kind::globalDown, mouse);
+    } else if (type == XI_RawButtonRelease) {
+        mouse.clickCount = m_lastClickCount;
+        play(Kind::globalUp, mouse);
+    }
+}
+
+bool X11EventMonitors::eventFilter(QObject* watched, QEvent* event) {
+    // Every event reaches its QWindow before any widget, so looking at windows sees each one once.
+    if (!watched->isWindowType())
+        return false;
+    auto* window = static_cast<QWindow*>(watched);
+    if (event->type() == QEvent::MouseButtonPress &&
+        static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
+        MouseEvent mouse;
+        mouse.windowId = quint64(window->winId());
+        play(Kind::localDown, mouse);
+    } else if (event->type() == qtKeyPress) {
+        const auto* keyEvent = static_cast<QKeyEvent*>(event);
+        const KeyEvent key{keyEvent->key() == Qt::Key_Escape ? escapeKeyCode : unknownKeyCode, 0};
+        std::vector<KeyHandler> handlers;
+        for (const auto& [token, entry] : m_monitors) {
+            if (entry.kind == Kind::localKey)
+                handlers.push_back(entry.key);
+        }
+        for (const KeyHandler& handler : handlers)
+            handler(key);
+    }
+    return false;
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "NubraPlatform/EventMonitors.h"
+#include "NubraPlatform/linux/ClickCounter.h"
+#include "NubraPlatform/linux/X11Connection.h"
+
+#include <QElapsedTimer>
+
+#include <map>
+
+// Global monitors from XInput2 raw button events on a private connection (they arrive even while
+// another client holds a grab); local monitors from an event filter on this application.
+class X11EventMonitors final : public QObject, public EventMonitors {
+public:
+    X11EventMonitors();
+    ~X11EventMonitors() override;
+
+    std::optional<Token> addGlobalMouseUpMonitor(MouseHandler handler) override;
+    std::optional<Token> addGlobalMouseDownMonitor(MouseHandler handler) override;
+    std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) override;
+    std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) override;
+    void removeMonitor(Token token) override;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    enum class Kind { globalUp, globalDown, localDown, localKey };
+    struct Entry {
+        Kind kind;
+        MouseHandler mouse;
+        KeyHandler key;
+    };
+    std::optional<Token> add(Kind kind, MouseHandler mouse, KeyHandler key);
+    void onXEvent(XEvent& event);
+    void play(Kind kind, const MouseEvent& event);
+
+    X11Connection m_connection;
+    int m_xiOpcode = -1;
+    ClickCounter m_clicks;
+    QElapsedTimer m_elapsed;
+    int m_lastClickCount = 1;
+    Token m_next = 1;
+    std::map<Token, Entry> m_monitors;
+};

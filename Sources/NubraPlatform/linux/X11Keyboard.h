@@ -1,0 +1,19 @@
+#pragma once
+
+#include "NubraPlatform/SyntheticKeyboard.h"
+
+#include <mutex>
+
+typedef struct _XDisplay Display;
+
+// Control+C through XTest on a connection of its own, usable from the background reader.
+class X11Keyboard final : public SyntheticKeyboard {
+public:
+    ~X11Keyboard() override;
+    bool beginCopy() override;
+    bool post(CopyStroke stroke) override;
+
+private:
+    std::mutex m_lock;
+    Display* m_display = nullptr;
+};

@@ -1,0 +1,69 @@
+// A small Qt text window for the desktop capture tests: a text area with known prose and a password
+// field. On start it prints, as JSON lines, where chosen words are on screen (top-left-origin global
+// coordinates), so the test can click them wherever the window manager put the window.
+
+#include <QApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <QWidget>
+
+#include <cstdio>
+
+namespace {
+
+const QString prose = QStringLiteral("Alpha bravo charlie delta echo foxtrot golf hotel india juliet.\n"
+                                     "Kilo lima mike november oscar papa quebec romeo sierra tango.");
+
+void printWord(QPlainTextEdit& edit, const QString& word) {
+    const int start = int(prose.indexOf(word));
+    QTextCursor cursor(edit.document());
+    cursor.setPosition(start);
+    const QRect first = edit.cursorRect(cursor);
+    cursor.setPosition(start + int(word.size()));
+    const QRect last = edit.cursorRect(cursor);
+    const QPoint left = edit.viewport()->mapToGlobal(first.center());
+    const QPoint right = edit.viewport()->mapToGlobal(last.center());
+    const QJsonObject line{{QStringLiteral("word"), word},
+                           {QStringLiteral("startX"), left.x()},
+                           {QStringLiteral("endX"), right.x()},
+                           {QStringLiteral("y"), left.y()},
+                           {QStringLiteral("height"), first.height()}};
+    std::puts(QJsonDocument(line).toJson(QJsonDocument::Compact).constData());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QWidget window;
+    window.setWindowTitle(QStringLiteral("Nubra Test Text"));
+    auto* layout = new QVBoxLayout(&window);
+    auto* edit = new QPlainTextEdit(prose);
+    QFont font = edit->font();
+    font.setPointSize(16);
+    edit->setFont(font);
+    auto* password = new QLineEdit(QStringLiteral("hunter2 secret"));
+    password->setEchoMode(QLineEdit::Password);
+    password->setObjectName(QStringLiteral("password"));
+    layout->addWidget(edit);
+    layout->addWidget(password);
+    window.resize(900, 300);
+    window.move(40, 40);
+    window.show();
+    edit->setFocus();
+
+    QTimer::singleShot(1500, &window, [edit, password]() {
+        for (const QString& word : {QStringLiteral("charlie"), QStringLiteral("delta"),
+                                    QStringLiteral("foxtrot"), QStringLiteral("mike")})
+            printWord(*edit, word);
+        const QPoint field = password->mapToGlobal(password->rect().center());
+        std::printf("{\"word\":\"password\",\"startX\":%d,\"endX\":%d,\"y\":%d,\"height\":%d}\n", field.x(),
+                    field.x(), field.y(), password->height());
+        std::fflush(stdout);
+    });
+    return app.exec();
+}

@@ -1,0 +1,104 @@
+#include "NubraApp/Capture/HotkeyManager.h"
+#include "NubraPlatform/fake/FakeGlobalHotkeys.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QTest>
+
+class HotkeyManagerTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void registersAndFires() {
+        DebugLogCapture log;
+        FakeGlobalHotkeys hotkeys;
+        HotkeyManager manager(hotkeys);
+        int fired = 0;
+        manager.onHotkey = [&] { ++fired; };
+
+        manager.registerCombo(HotkeyCombo::defaultCombo());
+        QCOMPARE(manager.registeredCombo(), HotkeyCombo::defaultCombo());
+        QCOMPARE(hotkeys.handlers(), 1);
+        const auto key = hotkeys.onlyHotKey();
+        QVERIFY(key);
+        QCOMPARE(key->keyCode, 5u);
+        QCOMPARE(key->modifiers, 0x800u);
+        QCOMPARE(key->signature, 0x4E425241u); // 'N' 'B' 'R' 'A'
+        QCOMPARE(key->id, 1u);
+        QCOMPARE(
+            log.messages(),
+            (QStringList{QStringLiteral("hotkey: InstallEventHandler status=0"),
+                         QStringLiteral("hotkey: RegisterEventHotKey keyCode=5 carbonMods=2048 status=0")}));
+
+        hotkeys.press();
+        QCOMPARE(fired, 1);
+        QCOMPARE(log.messages().last(), QStringLiteral("hotkey: FIRED"));
+
+        // Command+Shift+Space replaces it: still one key, one handler.
+        manager.registerCombo({49, HotkeyCombo::commandFlag | HotkeyCombo::shiftFlag});
+        QCOMPARE(hotkeys.handlers(), 1);
+        QCOMPARE(hotkeys.onlyHotKey()->keyCode, 49u);
+        QCOMPARE(hotkeys.onlyHotKey()->modifiers, 0x300u);
+    }
+
+    void refusesCombinationsThatMeanNothing_data() {
+        QTest::addColumn<quint64>("keyCode");
+        QTest::addColumn<quint64>("modifiers");
+        QTest::newRow("no modifier") << quint64(5) << quint64(0);
+        QTest::newRow("no key") << quint64(0) << quint64(HotkeyCombo::optionFlag);
+        QTest::newRow("foreign bit") << quint64(5) << quint64(HotkeyCombo::optionFlag | 0x1);
+        QTest::newRow("key beyond 32 bits") << (quint64(1) << 32) << quint64(HotkeyCombo::optionFlag);
+    }
+    void refusesCombinationsThatMeanNothing() {
+        QFETCH(quint64, keyCode);
+        QFETCH(quint64, modifiers);
+        FakeGlobalHotkeys hotkeys;
+        HotkeyManager manager(hotkeys);
+        manager.registerCombo(HotkeyCombo::defaultCombo());
+        DebugLogCapture log;
+        manager.registerCombo({keyCode, modifiers});
+        QVERIFY(!manager.registeredCombo());
+        QCOMPARE(hotkeys.handlers(), 0);
+        QCOMPARE(hotkeys.hotKeys(), 0);
+        QVERIFY(log.messages().isEmpty());
+    }
+
+    void platformFailuresAreLoggedOnly() {
+        DebugLogCapture log;
+        FakeGlobalHotkeys hotkeys;
+        HotkeyManager manager(hotkeys);
+        hotkeys.installStatus = -50;
+        manager.registerCombo(HotkeyCombo::defaultCombo());
+        QVERIFY(!manager.registeredCombo());
+        QCOMPARE(log.messages(), QStringList{QStringLiteral("hotkey: InstallEventHandler status=-50")});
+
+        // A refused key leaves the handler installed and nothing registered.
+        log.clear();
+        hotkeys.installStatus = 0;
+        hotkeys.registerStatus = -9878;
+        manager.registerCombo({40, HotkeyCombo::commandFlag | HotkeyCombo::controlFlag});
+        QVERIFY(!manager.registeredCombo());
+        QCOMPARE(hotkeys.handlers(), 1);
+        QCOMPARE(hotkeys.hotKeys(), 0);
+        QCOMPARE(log.messages().last(),
+                 QStringLiteral("hotkey: RegisterEventHotKey keyCode=40 carbonMods=4352 status=-9878"));
+    }
+
+    void unregisterRemovesEverything() {
+        FakeGlobalHotkeys hotkeys;
+        {
+            HotkeyManager manager(hotkeys);
+            manager.registerCombo(HotkeyCombo::defaultCombo());
+            manager.unregister();
+            QVERIFY(!manager.registeredCombo());
+            QCOMPARE(hotkeys.handlers(), 0);
+            QCOMPARE(hotkeys.hotKeys(), 0);
+            manager.registerCombo(HotkeyCombo::defaultCombo());
+        }
+        // Going away takes the hot key with it.
+        QCOMPARE(hotkeys.handlers(), 0);
+        QCOMPARE(hotkeys.hotKeys(), 0);
+    }
+};
+
+QTEST_APPLESS_MAIN(HotkeyManagerTest)
+#include "tst_hotkeymanager.moc"

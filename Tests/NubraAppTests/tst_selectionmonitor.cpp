@@ -1,0 +1,352 @@
+#include "NubraApp/Capture/BubbleHost.h"
+#include "NubraApp/Capture/BubblePlacement.h"
+#include "NubraApp/Capture/CardHost.h"
+#include "NubraApp/Capture/SelectionMonitor.h"
+#include "NubraCore/Capture/HotkeyCombo.h"
+#include "NubraPlatform/fake/FakeDesktop.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QTest>
+
+namespace {
+
+constexpr quint64 bubbleWindow = 7;
+constexpr quint64 cardWindow = 9;
+
+// Records what the monitor does to the screen, in order, in one shared journal.
+struct Journal {
+    QStringList entries;
+};
+
+class FakeBubble final : public BubbleHost {
+public:
+    explicit FakeBubble(Journal& journal) : m_journal(journal) {}
+    std::optional<QPointF> origin;
+    std::function<void()> onClick;
+    int shows = 0;
+
+    void showAt(const QPointF& at, std::function<void()> click) override {
+        ++shows;
+        origin = at;
+        onClick = std::move(click);
+        m_journal.entries << QStringLiteral("bubble");
+    }
+    void hide() override {
+        origin.reset();
+        m_journal.entries << QStringLiteral("hide");
+    }
+    bool isVisible() const override { return origin.has_value(); }
+    std::optional<quint64> windowId() const override {
+        return origin ? std::optional<quint64>(bubbleWindow) : std::nullopt;
+    }
+
+private:
+    Journal& m_journal;
+};
+
+class FakeCard final : public CardHost {
+public:
+    explicit FakeCard(Journal& journal) : m_journal(journal) {}
+    void close() override { m_journal.entries << QStringLiteral("close"); }
+    std::optional<quint64> windowId() const override { return cardWindow; }
+
+private:
+    Journal& m_journal;
+};
+
+MouseEvent release(quint64 modifiers = 0, int clicks = 1, MouseButton button = MouseButton::left) {
+    MouseEvent event;
+    event.button = button;
+    event.modifierFlags = modifiers;
+    event.clickCount = clicks;
+    return event;
+}
+
+} // namespace
+
+class SelectionMonitorTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<FakeDesktop> fake;
+    std::unique_ptr<SelectionService> service;
+    Journal journal;
+    std::unique_ptr<FakeBubble> bubble;
+    std::unique_ptr<FakeCard> card;
+    std::unique_ptr<SelectionMonitor> monitor;
+    std::unique_ptr<DebugLogCapture> log;
+    QList<SelectionSnapshot> triggered;
+    bool gateOpen = true;
+    int gateAsked = 0;
+
+    void start(TriggerMode mode) {
+        monitor->start(
+            mode, 3,
+            [this]() {
+                ++gateAsked;
+                return gateOpen;
+            },
+            [this](const SelectionSnapshot& snapshot) {
+                journal.entries << QStringLiteral("trigger");
+                triggered << snapshot;
+            });
+    }
+    // Lets the debounce run out and the background read finish.
+    void settle() {
+        fake->clock.advance(SelectionMonitor::debounceMs);
+        fake->tasks.drain();
+    }
+    void releaseAndSettle(quint64 modifiers = 0, int clicks = 1) {
+        fake->eventMonitors.globalMouseUp(release(modifiers, clicks));
+        settle();
+    }
+    SelectionSnapshot expectedSnapshot() const {
+        return {QStringLiteral("quick"), QStringLiteral("he "), QStringLiteral(" br"),
+                QStringLiteral("Editor"), QRectF(100, 680, 50, 20)};
+    }
+
+private slots:
+    void init() {
+        fake = std::make_unique<FakeDesktop>();
+        service = std::make_unique<SelectionService>(fake->desktop());
+        journal = {};
+        bubble = std::make_unique<FakeBubble>(journal);
+        card = std::make_unique<FakeCard>(journal);
+        monitor = std::make_unique<SelectionMonitor>(fake->desktop(), *service, *bubble, *card);
+        log = std::make_unique<DebugLogCapture>();
+        triggered.clear();
+        gateOpen = true;
+        gateAsked = 0;
+        fake->frontApplications.front =
+            FrontApp{QStringLiteral("Editor"), QStringLiteral("org.example.Editor"), 1};
+        auto element = FakeElement::textArea(QStringLiteral("The quick brown fox"), 4, 5);
+        element->bounds = QRectF(100, 200, 50, 20);
+        fake->accessibility.focused = element;
+    }
+    void cleanup() {
+        monitor.reset();
+        log.reset();
+    }
+
+    void startInstallsExactlyFourMonitors() {
+        start(TriggerMode::onSelection);
+        QCOMPARE(fake->eventMonitors.installed(), 4);
+        QVERIFY(monitor->isRunning());
+        QCOMPARE(monitor->contextRadius(), 3);
+        start(TriggerMode::doubleClick);
+        QCOMPARE(fake->eventMonitors.installed(), 4);
+        QCOMPARE(monitor->triggerMode(), TriggerMode::doubleClick);
+        monitor->stop();
+        QCOMPARE(fake->eventMonitors.installed(), 0);
+        QVERIFY(!monitor->isRunning());
+    }
+
+    void releaseCapturesAfterDebounceAndShowsBubble() {
+        start(TriggerMode::onSelection);
+        fake->eventMonitors.globalMouseUp(release());
+        fake->clock.advance(SelectionMonitor::debounceMs - 1);
+        QCOMPARE(fake->tasks.queued(), 0);
+        QCOMPARE(gateAsked, 0);
+        fake->clock.advance(1);
+        QCOMPARE(gateAsked, 1);
+        QCOMPARE(fake->tasks.queued(), 1); // the read waits for a background thread
+        QVERIFY(journal.entries.isEmpty());
+        fake->tasks.drain();
+
+        QCOMPARE(journal.entries, (QStringList{QStringLiteral("close"), QStringLiteral("bubble")}));
+        QCOMPARE(monitor->pendingSnapshot(), expectedSnapshot());
+        QCOMPARE(*bubble->origin,
+                 BubblePlacement::origin(QRectF(100, 680, 50, 20), fake->screen.visibleFrame));
+        QVERIFY(triggered.isEmpty());
+
+        // Clicking the bubble hides it and hands the snapshot on; the snapshot stays pending.
+        bubble->onClick();
+        QCOMPARE(journal.entries.mid(2), (QStringList{QStringLiteral("hide"), QStringLiteral("trigger")}));
+        QCOMPARE(triggered, QList<SelectionSnapshot>{expectedSnapshot()});
+        QVERIFY(monitor->pendingSnapshot());
+    }
+
+    void doubleClickInOnSelectionModeCapturesOnce() {
+        start(TriggerMode::onSelection);
+        fake->eventMonitors.globalMouseUp(release(0, 1));
+        fake->clock.advance(200);
+        fake->eventMonitors.globalMouseUp(release(0, 2));
+        fake->clock.advance(299);
+        QCOMPARE(gateAsked, 0); // 0.3 s counts from the second release
+        settle();
+        QCOMPARE(gateAsked, 1);
+        QCOMPARE(fake->tasks.backgroundRuns(), 1);
+        QCOMPARE(bubble->shows, 1);
+    }
+
+    void optionSelectionNeedsOption() {
+        start(TriggerMode::optionSelection);
+        releaseAndSettle(HotkeyCombo::controlFlag);
+        QCOMPARE(gateAsked, 0);
+        QCOMPARE(bubble->shows, 0);
+        releaseAndSettle(HotkeyCombo::optionFlag | HotkeyCombo::shiftFlag);
+        QCOMPARE(bubble->shows, 1);
+        QCOMPARE(log->messages(),
+                 (QStringList{QStringLiteral("optsel: mode=optionSelection mods=262144 hasOpt=false"),
+                              QStringLiteral("optsel: mode=optionSelection mods=655360 hasOpt=true")}));
+    }
+
+    void doubleClickModeNeedsTwoClicks() {
+        start(TriggerMode::doubleClick);
+        releaseAndSettle(0, 1);
+        QCOMPARE(gateAsked, 0);
+        releaseAndSettle(0, 2);
+        QCOMPARE(bubble->shows, 1);
+        // A triple click: three releases in a burst, one capture.
+        fake->eventMonitors.globalMouseUp(release(0, 1));
+        fake->eventMonitors.globalMouseUp(release(0, 2));
+        fake->eventMonitors.globalMouseUp(release(0, 3));
+        settle();
+        QCOMPARE(bubble->shows, 2);
+        QCOMPARE(gateAsked, 2);
+        QVERIFY(log->messages().isEmpty()); // the optsel line belongs to optionSelection only
+    }
+
+    void hotkeyModeOpensCardWithoutBubble() {
+        start(TriggerMode::hotkey);
+        releaseAndSettle(HotkeyCombo::optionFlag, 2);
+        QCOMPARE(gateAsked, 0);
+        monitor->triggerFromHotkey();
+        QCOMPARE(gateAsked, 1);
+        QVERIFY(triggered.isEmpty());
+        fake->tasks.drain();
+        QCOMPARE(journal.entries, (QStringList{QStringLiteral("close"), QStringLiteral("trigger")}));
+        QCOMPARE(triggered, QList<SelectionSnapshot>{expectedSnapshot()});
+        QCOMPARE(bubble->shows, 0);
+    }
+
+    void modeChangeAppliesAtNextRelease() {
+        start(TriggerMode::hotkey);
+        monitor->setTriggerMode(TriggerMode::onSelection);
+        releaseAndSettle();
+        QCOMPARE(bubble->shows, 1);
+    }
+
+    void refusedGate() {
+        start(TriggerMode::onSelection);
+        releaseAndSettle();
+        QVERIFY(bubble->isVisible());
+        gateOpen = false;
+        releaseAndSettle();
+        QVERIFY(!bubble->isVisible());
+        QCOMPARE(fake->tasks.backgroundRuns(), 1); // nothing was read
+        QCOMPARE(bubble->shows, 1);
+
+        // The hot key does nothing at all, not even hide the bubble.
+        gateOpen = true;
+        releaseAndSettle();
+        gateOpen = false;
+        const QStringList before = journal.entries;
+        monitor->triggerFromHotkey();
+        fake->tasks.drain();
+        QCOMPARE(journal.entries, before);
+        QVERIFY(triggered.isEmpty());
+    }
+
+    void captureWithoutSnapshotHidesBubble() {
+        start(TriggerMode::onSelection);
+        releaseAndSettle();
+        fake->accessibility.focused.reset(); // nothing anywhere: the reader gives up
+        releaseAndSettle();
+        QVERIFY(!bubble->isVisible());
+        QCOMPARE(journal.entries.last(), QStringLiteral("hide"));
+        QVERIFY(
+            log->messages().contains(QStringLiteral("selection: failed app=org.example.Editor name=Editor")));
+
+        monitor->setTriggerMode(TriggerMode::hotkey);
+        const qsizetype entries = journal.entries.size();
+        monitor->triggerFromHotkey();
+        fake->tasks.drain();
+        QCOMPARE(journal.entries.size(), entries);
+    }
+
+    void escapeDismisses() {
+        start(TriggerMode::onSelection);
+        releaseAndSettle();
+        fake->eventMonitors.localKeyDown({52, 0});
+        QVERIFY(bubble->isVisible());
+        fake->eventMonitors.localKeyDown({SelectionMonitor::escapeKeyCode, 0});
+        QVERIFY(!bubble->isVisible());
+        QCOMPARE(journal.entries.mid(2), (QStringList{QStringLiteral("hide"), QStringLiteral("close")}));
+    }
+
+    void clicksElsewhere_data() {
+        QTest::addColumn<bool>("global");
+        QTest::addColumn<std::optional<quint64>>("window");
+        QTest::addColumn<bool>("autoHide");
+        QTest::addColumn<bool>("dismissed");
+        const std::optional<quint64> none;
+        QTest::newRow("other app, auto-hide on") << true << none << true << true;
+        QTest::newRow("other app, auto-hide off") << true << none << false << false;
+        QTest::newRow("on the bubble") << false << std::optional<quint64>(bubbleWindow) << true << false;
+        QTest::newRow("inside the card") << false << std::optional<quint64>(cardWindow) << true << false;
+        QTest::newRow("settings window, auto-hide off")
+            << false << std::optional<quint64>(42) << false << true;
+        QTest::newRow("settings window, auto-hide on") << false << std::optional<quint64>(42) << true << true;
+        QTest::newRow("own event without window") << false << none << true << false;
+    }
+    void clicksElsewhere() {
+        QFETCH(bool, global);
+        QFETCH(std::optional<quint64>, window);
+        QFETCH(bool, autoHide);
+        QFETCH(bool, dismissed);
+        monitor->setAutoHideDismissEnabled(autoHide);
+        start(TriggerMode::onSelection);
+        releaseAndSettle();
+        journal.entries.clear();
+        MouseEvent click;
+        click.windowId = window;
+        if (global)
+            fake->eventMonitors.globalMouseDown(click);
+        else
+            fake->eventMonitors.localMouseDown(click);
+        QCOMPARE(bubble->isVisible(), !dismissed);
+        QCOMPARE(journal.entries.contains(QStringLiteral("close")), dismissed);
+    }
+
+    void stopHidesBubbleAndIgnoresLaterEvents() {
+        start(TriggerMode::onSelection);
+        releaseAndSettle();
+        monitor->stop();
+        QVERIFY(!bubble->isVisible());
+        releaseAndSettle();
+        QCOMPARE(bubble->shows, 1);
+    }
+
+    void releasedMonitorEndsPendingWorkSilently() {
+        start(TriggerMode::hotkey);
+        monitor->triggerFromHotkey();
+        monitor.reset();
+        fake->tasks.drain();
+        QVERIFY(triggered.isEmpty());
+
+        monitor = std::make_unique<SelectionMonitor>(fake->desktop(), *service, *bubble, *card);
+        start(TriggerMode::onSelection);
+        fake->eventMonitors.globalMouseUp(release());
+        monitor.reset();
+        QCOMPARE(fake->clock.pendingTasks(), 0);
+        settle();
+        QCOMPARE(bubble->shows, 0);
+    }
+
+    void observerSeesPathAndLatencyWithoutDebounce() {
+        QList<std::pair<CapturePath, qint64>> seen;
+        monitor->setCaptureObserver([&](const CaptureOutcome& outcome, qint64 latency) {
+            seen.append({outcome.path, latency});
+        });
+        start(TriggerMode::onSelection);
+        // The first probe comes back blank; the retry 250 ms later finds the selection.
+        auto element = std::static_pointer_cast<FakeElement>(fake->accessibility.focused);
+        element->selected = QString();
+        fake->clock.setOnSleep([element](int) { element->selected = QStringLiteral("quick"); });
+        releaseAndSettle();
+        QCOMPARE(seen, (QList<std::pair<CapturePath, qint64>>{{CapturePath::accessibility, 250}}));
+    }
+};
+
+QTEST_GUILESS_MAIN(SelectionMonitorTest)
+#include "tst_selectionmonitor.moc"

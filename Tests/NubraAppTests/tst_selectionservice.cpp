@@ -1,0 +1,297 @@
+#include "NubraApp/Capture/SelectionService.h"
+#include "NubraCore/Capture/ClipboardSnapshot.h"
+#include "NubraCore/Vocabulary/L10n.h"
+#include "NubraPlatform/fake/FakeDesktop.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QTest>
+
+using Stroke = SyntheticKeyboard::CopyStroke;
+
+class SelectionServiceTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<FakeDesktop> fake;
+    std::unique_ptr<SelectionService> service;
+    std::unique_ptr<DebugLogCapture> log;
+
+    void seedPasteboard() {
+        fake->pasteboard.setData("user's own text", Pasteboard::plainTextType());
+        fake->pasteboard.setData("<b>user's own text</b>", QStringLiteral("text/html"));
+    }
+    QList<ClipboardSnapshot::Item> userPasteboard() const {
+        return {{Pasteboard::plainTextType(), "user's own text"},
+                {QStringLiteral("text/html"), "<b>user's own text</b>"}};
+    }
+    QList<ClipboardSnapshot::Item> pasteboardNow() const {
+        return ClipboardSnapshot::capture(fake->pasteboard).items;
+    }
+
+private slots:
+    void init() {
+        fake = std::make_unique<FakeDesktop>();
+        service = std::make_unique<SelectionService>(fake->desktop());
+        log = std::make_unique<DebugLogCapture>();
+        fake->frontApplications.front =
+            FrontApp{QStringLiteral("Editor"), QStringLiteral("org.example.Editor"), 4242};
+        fake->screen.mouse = QPointF(300, 400);
+        L10n::setOverride(QStringLiteral("en"));
+    }
+    void cleanup() {
+        L10n::setOverride(std::nullopt);
+        log.reset();
+    }
+
+    void accessibilityPathCutsRangeOutOfValue() {
+        auto element = FakeElement::textArea(QStringLiteral("The quick brown fox jumps"), 4, 5);
+        element->selected = QStringLiteral("QUICK"); // the range, not this attribute, decides the text
+        element->bounds = QRectF(100, 200, 50, 20);
+        fake->accessibility.focused = element;
+        seedPasteboard();
+        const qint64 changes = fake->pasteboard.changeCount();
+
+        const auto outcome = service->capture(4);
+        QVERIFY(outcome);
+        QCOMPARE(outcome->path, CapturePath::accessibility);
+        QCOMPARE(outcome->snapshot.selectedText, QStringLiteral("quick"));
+        QCOMPARE(outcome->snapshot.before, QStringLiteral("The "));
+        QCOMPARE(outcome->snapshot.after, QStringLiteral(" bro"));
+        QCOMPARE(outcome->snapshot.sourceApp, QStringLiteral("Editor"));
+        // Top-left (100, 200) on a 900-high primary display: y = 900 - (200 + 20).
+        QCOMPARE(outcome->snapshot.bounds, QRectF(100, 680, 50, 20));
+        QCOMPARE(element->boundsQueries, (QList<TextRange>{{4, 5}}));
+        QCOMPARE(fake->accessibility.enabledApplications, QList<qint64>{4242});
+        QCOMPARE(fake->pasteboard.changeCount(), changes);
+        QCOMPARE(fake->keyboard.copies, 0);
+        QCOMPARE(fake->primarySelection.reads, 0);
+        QVERIFY(fake->clock.sleeps().isEmpty());
+        QCOMPARE(service->currentSelection(4), outcome->snapshot);
+    }
+
+    void accessibilityPathEdges() {
+        // An empty value: the untrimmed selected text through the grapheme cut, no context.
+        auto element = FakeElement::textArea(QString(), 0, 4);
+        element->selected = QStringLiteral(" hi ");
+        fake->accessibility.focused = element;
+        auto outcome = service->capture(200);
+        QVERIFY(outcome);
+        QCOMPARE(outcome->snapshot.selectedText, QStringLiteral(" hi "));
+        QVERIFY(outcome->snapshot.before.isEmpty() && outcome->snapshot.after.isEmpty());
+        // No bounds (or a flat rectangle): 1 x 1 at the mouse, not flipped again.
+        QCOMPARE(outcome->snapshot.bounds, QRectF(300, 400, 1, 1));
+        element->fullText = QStringLiteral("short hi");
+        element->bounds = QRectF(10, 10, 0, 16);
+        QCOMPARE(service->capture(200)->snapshot.bounds, QRectF(300, 400, 1, 1));
+
+        // A range beyond the value: the snapshot carries an empty selection.
+        element->range = TextRange{50, 3};
+        outcome = service->capture(3);
+        QCOMPARE(outcome->path, CapturePath::accessibility);
+        QVERIFY(outcome->snapshot.selectedText.isEmpty());
+        QCOMPARE(outcome->snapshot.before, QStringLiteral(" hi"));
+
+        // Without a front application the name is empty.
+        fake->frontApplications.front.reset();
+        element->range = TextRange{6, 2};
+        QCOMPARE(service->capture(3)->snapshot.sourceApp, QString());
+        QVERIFY(fake->clock.sleeps().isEmpty());
+    }
+
+    void blankProbeIsRetriedOnceAfter250ms() {
+        auto element = FakeElement::textArea(QStringLiteral("alpha beta"), 6, 4);
+        element->selected = QString();
+        fake->accessibility.focused = element;
+        fake->clock.setOnSleep([&](int) { element->selected = QStringLiteral("beta"); });
+
+        const auto outcome = service->capture(200);
+        QVERIFY(outcome);
+        QCOMPARE(outcome->path, CapturePath::accessibility);
+        QCOMPARE(outcome->snapshot.selectedText, QStringLiteral("beta"));
+        QCOMPARE(fake->clock.sleeps(), QList<int>{250});
+        QCOMPARE(fake->accessibility.focusQueries, 2);
+    }
+
+    void selectionWithoutRangeUsesPrimarySelection() {
+        auto element = FakeElement::textArea(QStringLiteral("alpha beta"), 6, 4);
+        element->rangeSucceeds = false;
+        fake->accessibility.focused = element;
+        fake->primarySelection.current = QStringLiteral("beta");
+        seedPasteboard();
+
+        const auto outcome = service->capture(200);
+        QVERIFY(outcome);
+        QCOMPARE(outcome->path, CapturePath::primary);
+        QCOMPARE(outcome->snapshot,
+                 (SelectionSnapshot{
+                     QStringLiteral("beta"), {}, {}, QStringLiteral("Editor"), QRectF(300, 400, 1, 1)}));
+        QCOMPARE(fake->keyboard.copies, 0);
+        QCOMPARE(pasteboardNow(), userPasteboard());
+        QVERIFY(fake->clock.sleeps().isEmpty()); // the selection was not blank, so no probe retry
+    }
+
+    void syntheticCopyRestoresPasteboard() {
+        fake->primarySelection.current = QStringLiteral("  \n"); // blank PRIMARY does not count
+        fake->keyboard.copiedText = QStringLiteral(" copied text ");
+        seedPasteboard();
+
+        const auto outcome = service->capture(200);
+        QVERIFY(outcome);
+        QCOMPARE(outcome->path, CapturePath::clipboard);
+        QCOMPARE(outcome->snapshot.selectedText, QStringLiteral(" copied text ")); // untrimmed
+        QCOMPARE(outcome->snapshot.bounds, QRectF(300, 400, 1, 1));
+        QCOMPARE(fake->keyboard.strokes,
+                 (QList<Stroke>{Stroke::modifierDown, Stroke::keyDown, Stroke::keyUp, Stroke::modifierUp}));
+        // No element: one probe retry, then the 40 ms key hold; the change is seen at the first poll.
+        QCOMPARE(fake->clock.sleeps(), (QList<int>{250, 40}));
+        QCOMPARE(pasteboardNow(), userPasteboard());
+    }
+
+    void copyThatNeverArrivesFailsAfterTwoAttempts() {
+        seedPasteboard();
+        const auto outcome = service->capture(200);
+        QVERIFY(!outcome);
+        QCOMPARE(fake->keyboard.copies, 2);
+        QList<int> expected{250, 40};
+        for (int i = 0; i < 40; ++i)
+            expected << 10;
+        expected << 150 << 40;
+        for (int i = 0; i < 40; ++i)
+            expected << 10;
+        QCOMPARE(fake->clock.sleeps(), expected);
+        QCOMPARE(pasteboardNow(), userPasteboard());
+        QCOMPARE(log->messages(),
+                 QStringList{QStringLiteral("selection: failed app=org.example.Editor name=Editor")});
+    }
+
+    void whitespaceOnlySelectionCountsAsNone() {
+        auto element = FakeElement::textArea(QStringLiteral("a   b"), 1, 3);
+        fake->accessibility.focused = element;
+        fake->keyboard.copiedText = QStringLiteral(" \t\n");
+        seedPasteboard();
+
+        QVERIFY(!service->capture(200));
+        QCOMPARE(fake->clock.sleeps().first(), 250);
+        QCOMPARE(fake->keyboard.copies, 2);
+        QCOMPARE(pasteboardNow(), userPasteboard());
+    }
+
+    void failureLineNamesUnknownsWithQuestionMarks() {
+        fake->frontApplications.front.reset();
+        QVERIFY(!service->capture(200));
+        fake->frontApplications.front = FrontApp{QString(), std::nullopt, 0};
+        QVERIFY(!service->capture(200));
+        fake->frontApplications.front = FrontApp{QStringLiteral("Terminal"), std::nullopt, 7};
+        QVERIFY(!service->capture(200));
+        QCOMPARE(log->messages(), (QStringList{QStringLiteral("selection: failed app=? name=?"),
+                                               QStringLiteral("selection: failed app=? name=?"),
+                                               QStringLiteral("selection: failed app=? name=Terminal")}));
+    }
+
+    void noEventSourceLeavesPasteboardUntouched() {
+        fake->keyboard.canBegin = false;
+        seedPasteboard();
+        const qint64 changes = fake->pasteboard.changeCount();
+        QVERIFY(!service->selectedTextViaClipboard());
+        QCOMPARE(fake->pasteboard.changeCount(), changes);
+        QVERIFY(fake->keyboard.strokes.isEmpty());
+    }
+
+    void pasteboardTextIsCutAtGraphemes() {
+        QString emoji;
+        for (int i = 0; i < 2001; ++i)
+            emoji += QStringLiteral("👍🏽");
+        fake->keyboard.copiedText = emoji;
+        const auto outcome = service->capture(200);
+        QVERIFY(outcome);
+        QCOMPARE(outcome->snapshot.selectedText, emoji.left(2000 * 4));
+    }
+
+    void secureFieldRoles_data() {
+        QTest::addColumn<std::optional<QString>>("role");
+        QTest::addColumn<bool>("secure");
+        QTest::newRow("secure text field")
+            << std::optional<QString>(QStringLiteral("AXSecureTextField")) << true;
+        QTest::newRow("secure combo box")
+            << std::optional<QString>(QStringLiteral("AXSecureComboBox")) << true;
+        QTest::newRow("password field") << std::optional<QString>(QStringLiteral("AXPasswordField")) << true;
+        QTest::newRow("plain text field") << std::optional<QString>(QStringLiteral("AXTextField")) << false;
+        QTest::newRow("case differs") << std::optional<QString>(QStringLiteral("axsecuretextfield")) << false;
+        QTest::newRow("no role") << std::optional<QString>() << false;
+    }
+    void secureFieldRoles() {
+        QFETCH(std::optional<QString>, role);
+        QFETCH(bool, secure);
+        auto element = std::make_shared<FakeElement>();
+        element->roleName = role;
+        fake->accessibility.focused = element;
+        QCOMPARE(service->isSecureInputActive(), secure);
+        fake->accessibility.focused.reset();
+        QVERIFY(!service->isSecureInputActive());
+    }
+
+    void selfCheck_data() {
+        QTest::addColumn<QList<int>>("statuses");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QList<int>>("sleeps");
+        QTest::newRow("success") << QList<int>{0} << true << QList<int>{};
+        QTest::newRow("unsupported") << QList<int>{-25205} << true << QList<int>{};
+        QTest::newRow("no value") << QList<int>{-25212} << true << QList<int>{};
+        QTest::newRow("api disabled") << QList<int>{-25211} << false << QList<int>{};
+        QTest::newRow("late answer") << QList<int>{-25204, -25204, 0} << true << QList<int>{600, 600};
+        QTest::newRow("never conclusive")
+            << QList<int>{-25204, -1, -25204, 0} << false << QList<int>{600, 600, 600};
+    }
+    void selfCheck() {
+        QFETCH(QList<int>, statuses);
+        QFETCH(bool, ok);
+        QFETCH(QList<int>, sleeps);
+        for (int status : statuses)
+            fake->accessibility.queueStatuses({status});
+        QCOMPARE(service->selfCheck() == AXSelfCheckResult::ok, ok);
+        QCOMPARE(fake->clock.sleeps(), sleeps);
+    }
+
+    void diagnosisLines() {
+        fake->accessibility.focused = std::make_shared<FakeElement>();
+        QStringList lines = service->diagnose().split(QLatin1Char('\n'));
+        QCOMPARE(
+            lines,
+            (QStringList{QStringLiteral("Accessibility: granted ✓"),
+                         QStringLiteral("Accessibility bus probe (focused element): OK ✓"),
+                         QStringLiteral("→ Permission chain is fine. Select text in another app, then run "
+                                        "diagnosis again."),
+                         QString(),
+                         QStringLiteral("Common cause: rebuilds change the signing fingerprint, so the old "
+                                        "grant is stale —"),
+                         QStringLiteral("toggle it off and on to fix.")}));
+
+        fake->accessibility.focused.reset();
+        lines = service->diagnose().split(QLatin1Char('\n'));
+        QCOMPARE(lines.size(), 5);
+        QCOMPARE(lines[1],
+                 QStringLiteral("Accessibility bus probe: -25212 (may be no focused element right now)"));
+        QCOMPARE(lines[2], QString());
+        QVERIFY(!service->diagnose().endsWith(QLatin1Char('\n')));
+
+        L10n::setOverride(QStringLiteral("zh"));
+        fake->accessibility.trusted = false;
+        lines = service->diagnose().split(QLatin1Char('\n'));
+        QCOMPARE(lines,
+                 (QStringList{
+                     QStringLiteral("辅助功能授权：未授权 ✗"),
+                     QStringLiteral("辅助功能总线探测：apiDisabled ✗（权限未对当前构建生效）"),
+                     QStringLiteral("→ 建议：系统设置里把 Nubra 开关关掉再打开；无效则重启应用。"), QString(),
+                     QStringLiteral("常见原因：重新构建后签名指纹变化，系统会保留旧授权记录但不再生效——"),
+                     QStringLiteral("关掉再打开开关即可修复。")}));
+    }
+
+    void openingSettingsTurnsAccessibilityOn() {
+        fake->accessibility.trusted = false;
+        service->openAccessibilitySettings();
+        QCOMPARE(fake->accessibility.settingsOpened, 1);
+        QVERIFY(fake->accessibility.isTrusted());
+    }
+};
+
+QTEST_GUILESS_MAIN(SelectionServiceTest)
+#include "tst_selectionservice.moc"

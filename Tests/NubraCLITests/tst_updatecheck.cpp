@@ -1,0 +1,145 @@
+#include "NubraCore/Service/GlossAPI.h"
+#include "NubraCore/Update/UpdateCheck.h"
+#include "NubraCore/Vocabulary/L10n.h"
+#include "TestSupport/DebugLogCapture.h"
+#include "TestSupport/LocalHttpServer.h"
+
+#include <QNetworkAccessManager>
+#include <QSignalSpy>
+#include <QTest>
+
+Q_DECLARE_METATYPE(CheckResult)
+
+namespace {
+
+UpdateManifest manifest(std::optional<QString> version,
+                        std::optional<QString> url = u"https://dl.example/N.zip"_qs,
+                        std::optional<QString> sha = QString(64, u'a'),
+                        std::optional<QString> notes = std::nullopt) {
+    return {true, std::move(version), std::move(notes), std::move(url), std::move(sha)};
+}
+
+} // namespace
+
+class UpdateCheckTest : public QObject {
+    Q_OBJECT
+private slots:
+    void cleanup() { L10n::setOverride(std::nullopt); }
+
+    void aFailedFetchIsTheUnreachableMessage() {
+        L10n::setOverride(u"en"_qs);
+        QCOMPARE(UpdateCheck::evaluate(std::nullopt, u"1.0.0"_qs),
+                 CheckResult::failed(u"Could not reach the update service."_qs));
+        L10n::setOverride(u"zh"_qs);
+        QCOMPARE(UpdateCheck::evaluate(std::nullopt, u"1.0.0"_qs),
+                 CheckResult::failed(u"无法连接更新服务。"_qs));
+    }
+
+    void nothingNewerIsUpToDate() {
+        UpdateManifest unavailable = manifest(u"9.0"_qs);
+        unavailable.available = false;
+        QCOMPARE(UpdateCheck::evaluate(unavailable, u"1.0.0"_qs).kind, CheckResult::Kind::upToDate);
+        QCOMPARE(UpdateCheck::evaluate(manifest(std::nullopt), u"1.0.0"_qs).kind,
+                 CheckResult::Kind::upToDate);
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"v1.2"_qs), u"1.2.0"_qs).kind, CheckResult::Kind::upToDate);
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"1.1.9"_qs), u"1.2.0"_qs).kind, CheckResult::Kind::upToDate);
+        // Up to date wins over a broken asset: nothing would be installed anyway.
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"1.0"_qs, std::nullopt, std::nullopt), u"1.0"_qs).kind,
+                 CheckResult::Kind::upToDate);
+    }
+
+    void aNewerReleaseNeedsAnAssetAndAChecksum() {
+        L10n::setOverride(u"en"_qs);
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"1.3"_qs, std::nullopt), u"1.2"_qs),
+                 CheckResult::failed(u"Release has no downloadable asset."_qs));
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"1.3"_qs, u"not a url"_qs), u"1.2"_qs),
+                 CheckResult::failed(u"Release has no downloadable asset."_qs));
+        QCOMPARE(
+            UpdateCheck::evaluate(manifest(u"1.3"_qs, u"https://dl.example/a.zip"_qs, QString()), u"1.2"_qs),
+            CheckResult::failed(u"Release manifest is missing its checksum."_qs));
+        L10n::setOverride(u"zh"_qs);
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"1.3"_qs, std::nullopt), u"1.2"_qs),
+                 CheckResult::failed(u"该版本没有可下载的安装包。"_qs));
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"1.3"_qs, u"https://dl.example/a.zip"_qs, std::nullopt),
+                                       u"1.2"_qs),
+                 CheckResult::failed(u"更新清单缺少校验值。"_qs));
+    }
+
+    void anInstallableReleaseCarriesLocalizedNotes() {
+        L10n::setOverride(u"zh"_qs);
+        const QString sha = u"ABCDEF"_qs + QString(58, u'0');
+        const CheckResult result =
+            UpdateCheck::evaluate(manifest(u"v2.0.1"_qs, u"https://dl.example/Nubra.zip"_qs, sha,
+                                           u"{\"zh\":\"修复\",\"en\":\"Fixes\"}"_qs),
+                                  u"2.0.0"_qs);
+        QCOMPARE(result, CheckResult::available(
+                             {u"v2.0.1"_qs, u"修复"_qs, QUrl(u"https://dl.example/Nubra.zip"_qs), sha}));
+        QCOMPARE(result.description(), u"available(v2.0.1)"_qs);
+        QCOMPARE(UpdateCheck::evaluate(manifest(u"3"_qs), u"2"_qs).info.notes, QString());
+    }
+
+    void checkAsksTheServiceForItsManifest_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<CheckResult>("expected");
+        QTest::addColumn<QString>("logged");
+        const QString sha = QString(64, u'c');
+        const QByteArray release = "{\"ok\":true,\"data\":{\"available\":true,\"version\":\"1.4.0\","
+                                   "\"notes\":\"Faster\",\"url\":\"https://dl.example/N.zip\",\"sha256\":\"" +
+                                   sha.toLatin1() + "\"}}";
+        const CheckResult unreachable = CheckResult::failed(u"Could not reach the update service."_qs);
+        const CheckResult newer =
+            CheckResult::available({u"1.4.0"_qs, u"Faster"_qs, QUrl(u"https://dl.example/N.zip"_qs), sha});
+        QTest::newRow("newer") << 200 << release << newer << QString();
+        QTest::newRow("nothing") << 200 << QByteArray("{\"ok\":true,\"data\":{\"available\":false}}")
+                                 << CheckResult::upToDate() << QString();
+        // "ok" must be there, but its value is not looked at.
+        QTest::newRow("not ok") << 200 << QByteArray(release).replace("true,\"data", "false,\"data") << newer
+                                << QString();
+        QTest::newRow("server error")
+            << 500 << QByteArray("{}") << unreachable << u"updater: manifest fetch failed: "_qs;
+        QTest::newRow("no envelope") << 200 << QByteArray("{\"available\":true}") << unreachable
+                                     << u"updater: manifest fetch failed: "_qs;
+    }
+
+    void checkAsksTheServiceForItsManifest() {
+        QFETCH(int, status);
+        QFETCH(QByteArray, body);
+        QFETCH(CheckResult, expected);
+        QFETCH(QString, logged);
+        L10n::setOverride(u"en"_qs);
+        LocalHttpServer server;
+        server.route("GET", "/v1/updates/latest", [status, body](const LocalHttpServer::Request&) {
+            return LocalHttpServer::Response::whole(status, body);
+        });
+        QVERIFY(server.start());
+        QNetworkAccessManager session;
+        DebugLogCapture log;
+
+        std::optional<CheckResult> outcome;
+        QObject context;
+        UpdateCheck::check(GlossAPI(server.url(), &session), u"1.3.9"_qs, &context,
+                           [&](const CheckResult& result) { outcome = result; });
+        QTRY_VERIFY(outcome.has_value());
+        QCOMPARE(*outcome, expected);
+        QCOMPARE(server.requests().size(), 1u);
+        QVERIFY(!server.requests().front().hasHeader("authorization"));
+        if (logged.isEmpty())
+            QCOMPARE(log.messages(), QStringList());
+        else
+            QVERIFY(log.messages().size() == 1 && log.messages().front().startsWith(logged));
+    }
+
+    void messagesForTheUser() {
+        L10n::setOverride(u"en"_qs);
+        QCOMPARE(UpdateCheck::upToDateMessage(u"0.1.0"_qs),
+                 u"You're up to date! Nubra 0.1.0 is the latest."_qs);
+        L10n::setOverride(u"zh"_qs);
+        QCOMPARE(UpdateCheck::upToDateMessage(u"0.1.0"_qs), u"已是最新版本！Nubra 0.1.0 即最新。"_qs);
+        QCOMPARE(CheckResult::upToDate().description(), u"upToDate"_qs);
+        QCOMPARE(CheckResult::failed(u"x"_qs).description(), u"failed(x)"_qs);
+    }
+};
+
+QTEST_GUILESS_MAIN(UpdateCheckTest)
+#include "tst_updatecheck.moc"

@@ -1,0 +1,88 @@
+#include "NubraCore/Service/DeviceIdentity.h"
+#include "NubraCore/Service/TokenStore.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+class CredentialsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void savingTwiceKeepsOneValue() {
+        InMemorySecretStore secrets;
+        InMemoryDefaults defaults;
+        TokenStore store(secrets, defaults);
+        store.save(u"device_token"_qs, u"first"_qs);
+        store.save(u"device_token"_qs, u"second"_qs);
+        QCOMPARE(secrets.size(), 1);
+        QCOMPARE(secrets.read(u"token.device_token"_qs), std::optional<QByteArray>("second"));
+        QCOMPARE(store.load(u"device_token"_qs), std::optional<QString>(u"second"_qs));
+        QCOMPARE(store.load(u"refresh_token"_qs), std::nullopt);
+        QCOMPARE(TokenStore::account(QString::fromLatin1(TokenKey::refreshToken)), u"token.refresh_token"_qs);
+        QCOMPARE(QString::fromLatin1(TokenStore::service), u"app.nubra.tokens"_qs);
+    }
+
+    void legacyEntryMovesIntoTheSecretStore() {
+        InMemorySecretStore secrets;
+        InMemoryDefaults defaults;
+        defaults.setValue(u"token.refresh_token"_qs, u"old"_qs);
+        TokenStore store(secrets, defaults);
+        QCOMPARE(store.load(u"refresh_token"_qs), std::optional<QString>(u"old"_qs));
+        QVERIFY(!defaults.contains(u"token.refresh_token"_qs));
+        QCOMPARE(secrets.read(u"token.refresh_token"_qs), std::optional<QByteArray>("old"));
+    }
+
+    void saveRemovesTheLegacyEntryAndKeychainWins() {
+        InMemorySecretStore secrets;
+        InMemoryDefaults defaults;
+        TokenStore store(secrets, defaults);
+        defaults.setValue(u"token.device_token"_qs, u"legacy"_qs);
+        secrets.write(u"token.device_token"_qs, "current");
+        QCOMPARE(store.load(u"device_token"_qs), std::optional<QString>(u"current"_qs));
+        QVERIFY(defaults.contains(u"token.device_token"_qs)); // a successful read leaves it
+        store.save(u"device_token"_qs, u"new"_qs);
+        QVERIFY(!defaults.contains(u"token.device_token"_qs));
+    }
+
+    void unreadableSecretFallsBackToLegacy() {
+        InMemorySecretStore secrets;
+        InMemoryDefaults defaults;
+        TokenStore store(secrets, defaults);
+        secrets.write(u"token.device_token"_qs, "\xff\xfe");
+        QCOMPARE(store.load(u"device_token"_qs), std::nullopt);
+        defaults.setValue(u"token.device_token"_qs, u"legacy"_qs);
+        QCOMPARE(store.load(u"device_token"_qs), std::optional<QString>(u"legacy"_qs));
+        QCOMPARE(secrets.read(u"token.device_token"_qs), std::optional<QByteArray>("legacy"));
+    }
+
+    void removeReportsWhatExisted() {
+        InMemorySecretStore secrets;
+        InMemoryDefaults defaults;
+        TokenStore store(secrets, defaults);
+        QVERIFY(!store.remove(u"device_token"_qs));
+        defaults.setValue(u"token.device_token"_qs, u"legacy"_qs);
+        QVERIFY(store.remove(u"device_token"_qs));
+        QVERIFY(!defaults.contains(u"token.device_token"_qs));
+        store.save(u"device_token"_qs, u"x"_qs);
+        QVERIFY(store.remove(u"device_token"_qs));
+        QCOMPARE(store.load(u"device_token"_qs), std::nullopt);
+        QVERIFY(!store.remove(u"device_token"_qs));
+    }
+
+    void platformUUIDIsCanonical() {
+        QCOMPARE(DeviceIdentity::platformUUIDFrom("0123456789abcdef0123456789abcdef\n"),
+                 u"01234567-89AB-CDEF-0123-456789ABCDEF"_qs);
+        QCOMPARE(DeviceIdentity::platformUUIDFrom("5c8a1f2e-0b6d-4f7a-9e3c-1d2b3a4c5e6f"),
+                 u"5C8A1F2E-0B6D-4F7A-9E3C-1D2B3A4C5E6F"_qs);
+        QCOMPARE(DeviceIdentity::platformUUID(), DeviceIdentity::platformUUID());
+        const QRegularExpression fallback(u"^fallback-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_qs);
+        const QString first = DeviceIdentity::platformUUIDFrom(QByteArray());
+        const QString second = DeviceIdentity::platformUUIDFrom("not an id");
+        QVERIFY2(fallback.match(first).hasMatch(), qPrintable(first));
+        QVERIFY2(fallback.match(second).hasMatch(), qPrintable(second));
+        QVERIFY(first != second);
+        QVERIFY(first != DeviceIdentity::platformUUIDFrom(QByteArray()));
+    }
+};
+
+QTEST_APPLESS_MAIN(CredentialsTest)
+#include "tst_credentials.moc"

@@ -1,0 +1,232 @@
+#include "NubraCore/Settings/AppSettings.h"
+#include "NubraCore/Settings/SettingsBindings.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+// Remembers the order in which keys are written.
+class RecordingDefaults final : public Defaults {
+public:
+    QVariant value(const QString& key) const override { return m_store.value(key); }
+    void setValue(const QString& key, const QVariant& value) override {
+        writes.append(key);
+        m_store.setValue(key, value);
+    }
+    void remove(const QString& key) override { m_store.remove(key); }
+    bool contains(const QString& key) const override { return m_store.contains(key); }
+
+    QStringList writes;
+
+private:
+    InMemoryDefaults m_store;
+};
+
+} // namespace
+
+class SettingsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void freshInstallation() {
+        InMemoryDefaults defaults;
+        AppSettings settings(defaults);
+        settings.loadPersisted();
+        QCOMPARE(settings.style(), GlossStyle::plain);
+        QCOMPARE(settings.length(), GlossLength::medium);
+        QCOMPARE(settings.contextRadius(), 200);
+        QCOMPARE(settings.modelTier(), ModelTier::fast);
+        QCOMPARE(settings.outputLang(), QStringLiteral("auto"));
+        QCOMPARE(settings.triggerMode(), TriggerMode::onSelection);
+        QVERIFY(settings.autoHide());
+        QVERIFY(settings.recordHistory());
+        QCOMPARE(settings.historyLimit(), 100);
+        QVERIFY(!settings.paused());
+        QCOMPARE(settings.permissionPhase(), PermissionPhase::notTrusted);
+        QCOMPARE(settings.excludedApps(),
+                 (QSet<QString>{QStringLiteral("com.agilebits.onepassword"), QStringLiteral("1Password")}));
+    }
+
+    void storedValuesAreReadKeyByKey() {
+        InMemoryDefaults defaults;
+        defaults.setValue("style", "languageLearning");
+        defaults.setValue("length", "Detailed"); // wrong case: ignored
+        defaults.setValue("contextRadius", 0);
+        defaults.setValue("modelTier", "quality");
+        defaults.setValue("recordHistory", false);
+        defaults.setValue("autoHide", "maybe"); // unreadable: ignored
+        defaults.setValue("outputLang", "x-klingon");
+        defaults.setValue("trigger", "hotkey");
+        AppSettings settings(defaults);
+        settings.loadPersisted();
+        QCOMPARE(settings.style(), GlossStyle::languageLearning);
+        QCOMPARE(settings.length(), GlossLength::medium);
+        QCOMPARE(settings.contextRadius(), 200);
+        QCOMPARE(settings.modelTier(), ModelTier::quality);
+        QVERIFY(!settings.recordHistory());
+        QVERIFY(settings.autoHide());
+        QCOMPARE(settings.outputLang(), QStringLiteral("x-klingon"));
+        QCOMPARE(settings.triggerMode(), TriggerMode::hotkey);
+    }
+
+    void unusableValuesKeepDefaults_data() {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("stored");
+        QTest::newRow("style wire value") << "style" << QVariant("language_learning");
+        QTest::newRow("unknown length") << "length" << QVariant("huge");
+        QTest::newRow("negative radius") << "contextRadius" << QVariant(-5);
+        QTest::newRow("text radius") << "contextRadius" << QVariant("wide");
+        QTest::newRow("unknown tier") << "modelTier" << QVariant("turbo");
+        QTest::newRow("unknown trigger") << "trigger" << QVariant("tripleClick");
+    }
+
+    void unusableValuesKeepDefaults() {
+        QFETCH(QString, key);
+        QFETCH(QVariant, stored);
+        InMemoryDefaults defaults;
+        defaults.setValue(key, stored);
+        AppSettings settings(defaults);
+        QSignalSpy spy(&settings, &AppSettings::changed);
+        settings.loadPersisted();
+        QCOMPARE(spy.count(), 0);
+        QCOMPARE(settings.contextRadius(), 200);
+    }
+
+    void persistWritesEightKeysInOrder() {
+        RecordingDefaults defaults;
+        AppSettings settings(defaults);
+        settings.setStyle(GlossStyle::languageLearning);
+        settings.setLength(GlossLength::short_);
+        settings.setContextRadius(80);
+        settings.setModelTier(ModelTier::quality);
+        settings.setAutoHide(false);
+        settings.setRecordHistory(false);
+        settings.setOutputLang("ja");
+        settings.setTriggerMode(TriggerMode::doubleClick);
+        settings.setPaused(true);
+        settings.setHistoryLimit(5);
+        settings.setExcludedApps({});
+        settings.persist();
+        QCOMPARE(defaults.writes, (QStringList{"style", "length", "contextRadius", "modelTier", "autoHide",
+                                               "recordHistory", "outputLang", "trigger"}));
+        QCOMPARE(defaults.value("style"), QVariant("languageLearning"));
+        QCOMPARE(defaults.value("trigger"), QVariant("doubleClick"));
+
+        // A new launch restores exactly the stored eight; the rest starts over.
+        AppSettings next(defaults);
+        next.loadPersisted();
+        QCOMPARE(next.style(), GlossStyle::languageLearning);
+        QCOMPARE(next.length(), GlossLength::short_);
+        QCOMPARE(next.contextRadius(), 80);
+        QCOMPARE(next.modelTier(), ModelTier::quality);
+        QVERIFY(!next.autoHide());
+        QVERIFY(!next.recordHistory());
+        QCOMPARE(next.outputLang(), QStringLiteral("ja"));
+        QCOMPARE(next.triggerMode(), TriggerMode::doubleClick);
+        QVERIFY(!next.paused());
+        QCOMPARE(next.historyLimit(), 100);
+        QCOMPARE(next.excludedApps(), SelectionGate::defaultExcludedApps()); // never stored
+    }
+
+    void persistSurvivesASettingsFile() {
+        QTemporaryDir dir;
+        const QString file = dir.filePath("Nubra.conf");
+        {
+            SettingsDefaults defaults(file);
+            AppSettings settings(defaults);
+            settings.setContextRadius(350);
+            settings.setRecordHistory(false);
+            settings.persist();
+        }
+        SettingsDefaults defaults(file);
+        AppSettings settings(defaults);
+        settings.loadPersisted();
+        QCOMPARE(settings.contextRadius(), 350);
+        QVERIFY(!settings.recordHistory());
+        QVERIFY(settings.autoHide());
+    }
+
+    void bindingsSelectAndSave() {
+        RecordingDefaults defaults;
+        AppSettings settings(defaults);
+        auto coding = styleBinding(settings, GlossStyle::coding);
+        auto plain = styleBinding(settings, GlossStyle::plain);
+        QVERIFY(plain.get() && !coding.get());
+
+        // Choosing a checked item turns it off, which does nothing.
+        plain.set(!plain.get());
+        QVERIFY(plain.get());
+        QVERIFY(defaults.writes.isEmpty());
+        coding.set(false);
+        QCOMPARE(settings.style(), GlossStyle::plain);
+        QVERIFY(defaults.writes.isEmpty());
+
+        coding.set(true);
+        QCOMPARE(settings.style(), GlossStyle::coding);
+        QVERIFY(coding.get() && !plain.get());
+        QCOMPARE(defaults.writes.size(), 8);
+        QCOMPARE(defaults.value("style"), QVariant("coding"));
+
+        lengthBinding(settings, GlossLength::detailed).set(true);
+        QCOMPARE(defaults.value("length"), QVariant("detailed"));
+        modelTierBinding(settings, ModelTier::quality).set(true);
+        QCOMPARE(defaults.value("modelTier"), QVariant("quality"));
+        QVERIFY(modelTierBinding(settings, ModelTier::quality).get());
+
+        auto english = outputLangBinding(settings, "en");
+        QVERIFY(!english.get());
+        QVERIFY(outputLangBinding(settings, "auto").get());
+        english.set(true);
+        QVERIFY(english.get());
+        QCOMPARE(defaults.value("outputLang"), QVariant("en"));
+        QCOMPARE(defaults.writes.size(), 32);
+    }
+
+    void historyPathUnderDataHome() {
+        QTemporaryDir dir;
+        const QByteArray previous = qgetenv("XDG_DATA_HOME");
+        qputenv("XDG_DATA_HOME", dir.path().toUtf8());
+        const QString path = AppSettings::historyPath();
+        qputenv("XDG_DATA_HOME", previous);
+        QCOMPARE(path, dir.path() + "/Nubra/history.sqlite3");
+        QVERIFY(QFileInfo(dir.path() + "/Nubra").isDir());
+    }
+
+    void unopenableHistoryFallsBackToMemory() {
+        DebugLogCapture log;
+        QTemporaryDir dir;
+        auto store = AppSettings::openHistory(dir.filePath("no/such/folder/history.sqlite3"));
+        QVERIFY(store);
+        HistoryRecord record;
+        record.createdAt = QDateTime::currentDateTimeUtc();
+        record.selectedText = "still works";
+        store->insert(record);
+        QCOMPARE(store->count(), 1);
+        QVERIFY(!QFileInfo::exists(dir.filePath("no")));
+        QCOMPARE(log.messages().size(), 1);
+        QVERIFY(log.messages().front().contains("unable to open database file"));
+
+        auto onDisk = AppSettings::openHistory(dir.filePath("history.sqlite3"));
+        QVERIFY(onDisk);
+        QVERIFY(QFileInfo::exists(dir.filePath("history.sqlite3")));
+    }
+
+    void startupLineOnlyIntoAnExistingLog() {
+        DebugLogCapture log;
+        AppSettings::writeStartupLine("https://gloss.example");
+        QVERIFY(!QFileInfo::exists(log.path()));
+
+        QFile file(log.path());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("earlier\n");
+        file.close();
+        AppSettings::writeStartupLine("https://gloss.example");
+        QCOMPARE(log.raw(), QByteArray("earlier\nAppState init: api.baseURL=https://gloss.example\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(SettingsTest)
+#include "tst_settings.moc"

@@ -1,0 +1,142 @@
+#include "NubraCore/Support/DebugLog.h"
+#include "NubraCore/Support/Defaults.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <thread>
+#include <vector>
+
+class DebugLogTest : public QObject {
+    Q_OBJECT
+private slots:
+    void lineHasUtcStampMessageAndLineFeed() {
+        const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
+        const QByteArray line = DebugLog::formatLine(u"hotkey: FIRED"_qs);
+        const QDateTime after = QDateTime::currentDateTimeUtc().addSecs(1);
+
+        static const QRegularExpression shape(
+            u"^(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}) \\+0000 hotkey: FIRED\\n$"_qs);
+        const auto match = shape.match(QString::fromUtf8(line));
+        QVERIFY2(match.hasMatch(), line.constData());
+        QDateTime stamp = QDateTime::fromString(match.captured(1), u"yyyy-MM-dd HH:mm:ss"_qs);
+        stamp.setTimeSpec(Qt::UTC);
+        QVERIFY(stamp >= before.addMSecs(-before.time().msec()) && stamp <= after);
+    }
+
+    void createsThenAppendsInUtf8() {
+        DebugLogCapture log;
+        QVERIFY(!QFile::exists(log.path()));
+        nbDebug(u"first"_qs);
+        QVERIFY(QFile::exists(log.path()));
+        nbDebug(u"选区 second"_qs);
+        QCOMPARE(log.messages(), (QStringList{u"first"_qs, u"选区 second"_qs}));
+        QVERIFY(log.raw().endsWith("\xe9\x80\x89\xe5\x8c\xba second\n"));
+    }
+
+    void appendsToAFileWrittenByOthers() {
+        DebugLogCapture log;
+        {
+            QFile file(log.path());
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("earlier content\n");
+        }
+        nbDebug(u"mine"_qs);
+        QVERIFY(log.raw().startsWith("earlier content\n"));
+        QVERIFY(log.raw().endsWith(" mine\n"));
+    }
+
+    void unwritableLocationIsIgnored() {
+        DebugLogCapture log;
+        DebugLog::setPath(u"/nonexistent-dir/for/sure/nb-debug.log"_qs);
+        nbDebug(u"lost quietly"_qs); // must neither throw nor crash
+        DebugLog::setPath(log.path());
+        nbDebug(u"after"_qs);
+        QCOMPARE(log.messages(), QStringList{u"after"_qs});
+    }
+
+    void concurrentWritersNeverInterleave() {
+        DebugLogCapture log;
+        nbDebug(u"start"_qs);
+        std::vector<std::thread> writers;
+        for (int t = 0; t < 4; ++t)
+            writers.emplace_back([t] {
+                for (int i = 0; i < 100; ++i)
+                    nbDebug(u"writer %1 line %2"_qs.arg(t).arg(i));
+            });
+        for (auto& writer : writers)
+            writer.join();
+        const QStringList messages = log.messages();
+        QCOMPARE(messages.size(), 401);
+        static const QRegularExpression whole(u"^(start|writer \\d line \\d+)$"_qs);
+        for (const QString& message : messages)
+            QVERIFY2(whole.match(message).hasMatch(), qPrintable(message));
+    }
+};
+
+class DefaultsTest : public QObject {
+    Q_OBJECT
+private:
+    // The same reading rules must hold for memory and for a settings file read back from disk.
+    void checkTypedReads(Defaults& defaults) {
+        defaults.setValue(u"contextRadius"_qs, 350);
+        defaults.setValue(u"recordHistory"_qs, false);
+        defaults.setValue(u"style"_qs, u"academic"_qs);
+        defaults.setValue(u"excludedApps"_qs, QStringList{u"com.agilebits.onepassword"_qs, u"1Password"_qs});
+        defaults.setValue(u"garbage"_qs, u"not a number"_qs);
+
+        QCOMPARE(defaults.integer(u"contextRadius"_qs), 350);
+        QCOMPARE(defaults.boolean(u"recordHistory"_qs), false);
+        QCOMPARE(defaults.string(u"style"_qs), u"academic"_qs);
+        QCOMPARE(defaults.stringList(u"excludedApps"_qs),
+                 (QStringList{u"com.agilebits.onepassword"_qs, u"1Password"_qs}));
+        QCOMPARE(defaults.integer(u"garbage"_qs), std::nullopt);
+        QCOMPARE(defaults.boolean(u"garbage"_qs), std::nullopt);
+        QCOMPARE(defaults.integer(u"absent"_qs), std::nullopt);
+        QCOMPARE(defaults.string(u"absent"_qs), std::nullopt);
+        QVERIFY(defaults.contains(u"style"_qs));
+        defaults.remove(u"style"_qs);
+        QVERIFY(!defaults.contains(u"style"_qs));
+        QCOMPARE(defaults.string(u"style"_qs), std::nullopt);
+    }
+
+private slots:
+    void inMemoryReadsTyped() {
+        InMemoryDefaults defaults;
+        checkTypedReads(defaults);
+    }
+
+    void settingsFileReadsTypedAfterReopening() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"Nubra.conf"_qs);
+        {
+            SettingsDefaults defaults(path);
+            defaults.setValue(u"contextRadius"_qs, 350);
+            defaults.setValue(u"hotkey.keyCode"_qs, 40);
+            defaults.setValue(u"recordHistory"_qs, false);
+            defaults.setValue(u"excludedApps"_qs, QStringList{u"1Password"_qs});
+            defaults.sync();
+        }
+        SettingsDefaults reopened(path); // everything comes back as text from the file
+        QCOMPARE(reopened.integer(u"contextRadius"_qs), 350);
+        QCOMPARE(reopened.integer(u"hotkey.keyCode"_qs), 40);
+        QCOMPARE(reopened.boolean(u"recordHistory"_qs), false);
+        QCOMPARE(reopened.stringList(u"excludedApps"_qs), QStringList{u"1Password"_qs});
+        checkTypedReads(reopened);
+    }
+};
+
+int main(int argc, char** argv) {
+    int status = 0;
+    DebugLogTest log;
+    status |= QTest::qExec(&log, argc, argv);
+    DefaultsTest defaults;
+    status |= QTest::qExec(&defaults, argc, argv);
+    return status;
+}
+
+#include "tst_support.moc"

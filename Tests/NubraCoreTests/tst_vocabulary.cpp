@@ -1,0 +1,225 @@
+#include "NubraCore/Vocabulary/L10n.h"
+#include "NubraCore/Vocabulary/Models.h"
+
+#include <QJsonDocument>
+#include <QLocale>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTest>
+
+namespace {
+
+template <typename E> QStringList rawValues() {
+    QStringList values;
+    for (E value : allCases<E>())
+        values.append(rawValue(value));
+    return values;
+}
+
+template <typename E> QStringList displayNames() {
+    QStringList names;
+    for (E value : allCases<E>())
+        names.append(displayName(value));
+    return names;
+}
+
+GlossResult sampleResult() {
+    return {QStringLiteral("a gloss"), QStringLiteral("in context"), QStringLiteral("en"), 3, 97, false};
+}
+
+} // namespace
+
+class VocabularyTest : public QObject {
+    Q_OBJECT
+private slots:
+    void cleanup() { L10n::setOverride(std::nullopt); }
+
+    void casesKeepTheirOrderAndRawValues() {
+        QCOMPARE(rawValues<GlossStyle>(), (QStringList{u"plain"_qs, u"academic"_qs, u"coding"_qs,
+                                                       u"languageLearning"_qs}));
+        QCOMPARE(rawValues<GlossLength>(), (QStringList{u"short"_qs, u"medium"_qs, u"detailed"_qs}));
+        QCOMPARE(rawValues<ModelTier>(), (QStringList{u"fast"_qs, u"quality"_qs}));
+        QCOMPARE(rawValues<TriggerMode>(), (QStringList{u"onSelection"_qs, u"optionSelection"_qs,
+                                                        u"doubleClick"_qs, u"hotkey"_qs}));
+    }
+
+    void displayNamesFollowTheInterfaceLanguage() {
+        L10n::setOverride(u"zh"_qs);
+        QCOMPARE(displayNames<GlossStyle>(), (QStringList{u"通俗"_qs, u"学术"_qs, u"编程"_qs, u"语言学习"_qs}));
+        QCOMPARE(displayNames<GlossLength>(), (QStringList{u"短"_qs, u"中"_qs, u"详细"_qs}));
+        QCOMPARE(displayNames<ModelTier>(), (QStringList{u"快速"_qs, u"高质量"_qs}));
+        QCOMPARE(displayNames<TriggerMode>(),
+                 (QStringList{u"选中即显示"_qs, u"⌥ + 选中"_qs, u"双击/三击选中"_qs, u"快捷键"_qs}));
+
+        L10n::setOverride(u"en"_qs);
+        QCOMPARE(displayNames<GlossStyle>(),
+                 (QStringList{u"Plain"_qs, u"Academic"_qs, u"Coding"_qs, u"Language learning"_qs}));
+        QCOMPARE(displayNames<GlossLength>(), (QStringList{u"Short"_qs, u"Medium"_qs, u"Detailed"_qs}));
+        QCOMPARE(displayNames<ModelTier>(), (QStringList{u"Fast"_qs, u"High quality"_qs}));
+        QCOMPARE(displayNames<TriggerMode>(), (QStringList{u"On selection"_qs, u"⌥ + Selection"_qs,
+                                                           u"Double-click"_qs, u"Hotkey"_qs}));
+
+        // Any language other than "zh" shows English.
+        L10n::setOverride(u"fr"_qs);
+        QCOMPARE(displayName(TriggerMode::doubleClick), u"Double-click"_qs);
+    }
+
+    void rawValueConstructionIsExactAndCaseSensitive() {
+        QCOMPARE(fromRawValue<GlossStyle>(u"languageLearning"), GlossStyle::languageLearning);
+        QCOMPARE(fromRawValue<GlossStyle>(u"language_learning"), std::nullopt);
+        QCOMPARE(fromRawValue<GlossStyle>(u"Plain"), std::nullopt);
+        QCOMPARE(fromRawValue<GlossLength>(u"SHORT"), std::nullopt);
+        QCOMPARE(fromRawValue<ModelTier>(u""), std::nullopt);
+        QCOMPARE(fromRawValue<TriggerMode>(u"hotkey "), std::nullopt);
+        for (TriggerMode mode : allCases<TriggerMode>())
+            QCOMPARE(fromRawValue<TriggerMode>(rawValue(mode)), mode);
+        for (GlossLength length : allCases<GlossLength>())
+            QCOMPARE(fromRawValue<GlossLength>(rawValue(length)), length);
+    }
+
+    void onlyLanguageLearningHasADifferentWireValue() {
+        QCOMPARE(wireValue(GlossStyle::languageLearning), u"language_learning"_qs);
+        for (GlossStyle style : {GlossStyle::plain, GlossStyle::academic, GlossStyle::coding})
+            QCOMPARE(wireValue(style), rawValue(style));
+    }
+
+    void requestEncodesWireStrings() {
+        const GlossRequest request(u"bank"_qs, u"the river "_qs, u" was steep"_qs, u"Notes"_qs,
+                                   GlossStyle::languageLearning, GlossLength::detailed, u"auto"_qs,
+                                   ModelTier::quality, u"00000000-0000-0000-0000-0000000000AB"_qs);
+        const QJsonObject json = request.toJson();
+        const QJsonObject expected{
+            {u"selected_text"_qs, u"bank"_qs},     {u"context_before"_qs, u"the river "_qs},
+            {u"context_after"_qs, u" was steep"_qs}, {u"source_app"_qs, u"Notes"_qs},
+            {u"style"_qs, u"language_learning"_qs}, {u"length"_qs, u"detailed"_qs},
+            {u"lang"_qs, u"auto"_qs},               {u"model_tier"_qs, u"quality"_qs},
+            {u"request_id"_qs, u"00000000-0000-0000-0000-0000000000AB"_qs},
+        };
+        QCOMPARE(json, expected);
+    }
+
+    void sourceAppIsLeftOutOnlyWhenAbsent() {
+        const GlossRequest without(u"x"_qs, {}, {}, std::nullopt, GlossStyle::plain, GlossLength::short_, u"en"_qs,
+                                   ModelTier::fast);
+        QVERIFY(!without.toJson().contains(u"source_app"));
+        QVERIFY(!QJsonDocument(without.toJson()).toJson().contains("null"));
+
+        const GlossRequest empty(u"x"_qs, {}, {}, QString(), GlossStyle::plain, GlossLength::short_, u"en"_qs,
+                                 ModelTier::fast);
+        QCOMPARE(empty.toJson().value(u"source_app"), QJsonValue(u""_qs));
+    }
+
+    void everyRequestGetsAFreshUpperCaseUuid() {
+        const QRegularExpression canonical(u"^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}$"_qs);
+        QSet<QString> seen;
+        for (int i = 0; i < 50; ++i) {
+            const GlossRequest request(u"same"_qs, {}, {}, std::nullopt, GlossStyle::plain, GlossLength::medium,
+                                       u"auto"_qs, ModelTier::fast);
+            QVERIFY2(canonical.match(request.requestId()).hasMatch(), qPrintable(request.requestId()));
+            seen.insert(request.requestId());
+        }
+        QCOMPARE(seen.size(), 50);
+    }
+
+    void resultDecodesStrictly_data() {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<bool>("decodes");
+        const QByteArray base = R"("gloss":"g","contextual_meaning":"m","credits_cost":2,"credits_remaining":8)";
+        QTest::newRow("complete") << "{" + base + R"(,"cached":true,"language":"en"})" << true;
+        QTest::newRow("language missing") << "{" + base + R"(,"cached":false})" << true;
+        QTest::newRow("language null") << "{" + base + R"(,"cached":false,"language":null})" << true;
+        QTest::newRow("unknown member ignored") << "{" + base + R"(,"cached":false,"extra":[1]})" << true;
+        QTest::newRow("cached missing") << "{" + base + "}" << false;
+        QTest::newRow("cached as number") << "{" + base + R"(,"cached":1})" << false;
+        QTest::newRow("cost as text") << QByteArray(R"({"gloss":"g","contextual_meaning":"m","credits_cost":"2",)"
+                                                    R"("credits_remaining":8,"cached":true})")
+                                      << false;
+        QTest::newRow("cost fractional") << QByteArray(R"({"gloss":"g","contextual_meaning":"m","credits_cost":2.5,)"
+                                                       R"("credits_remaining":8,"cached":true})")
+                                         << false;
+        QTest::newRow("gloss missing") << QByteArray(R"({"contextual_meaning":"m","credits_cost":2,)"
+                                                     R"("credits_remaining":8,"cached":true})")
+                                       << false;
+        QTest::newRow("language as number") << "{" + base + R"(,"cached":false,"language":7})" << false;
+    }
+
+    void resultDecodesStrictly() {
+        QFETCH(QByteArray, json);
+        QFETCH(bool, decodes);
+        const auto result = GlossResult::fromJson(QJsonDocument::fromJson(json).object());
+        QCOMPARE(result.has_value(), decodes);
+    }
+
+    void resultRoundTripsAndComparesEveryField() {
+        const GlossResult original = sampleResult();
+        QCOMPARE(GlossResult::fromJson(original.toJson()), original);
+
+        GlossResult noLanguage = original;
+        noLanguage.language.reset();
+        QCOMPARE(GlossResult::fromJson(noLanguage.toJson()), noLanguage);
+        QVERIFY(noLanguage != original);
+
+        GlossResult cached = original;
+        cached.cached = true;
+        QVERIFY(cached != original);
+        GlossResult cheaper = original;
+        cheaper.creditsCost = 2;
+        QVERIFY(cheaper != original);
+    }
+
+    void selectionLimitIsTwoThousand() { QCOMPARE(MaxSelectedCharacters, 2000); }
+};
+
+class L10nTest : public QObject {
+    Q_OBJECT
+private slots:
+    void cleanup() { L10n::setOverride(std::nullopt); }
+
+    void firstChineseOrEnglishTagDecides_data() {
+        QTest::addColumn<QStringList>("preferred");
+        QTest::addColumn<QString>("language");
+        QTest::newRow("japanese, chinese, english") << QStringList{u"ja-JP"_qs, u"zh-Hans-CN"_qs, u"en-US"_qs}
+                                                    << u"zh"_qs;
+        QTest::newRow("french, english, chinese") << QStringList{u"fr-FR"_qs, u"en-GB"_qs, u"zh-Hans"_qs}
+                                                  << u"en"_qs;
+        QTest::newRow("french and german only") << QStringList{u"fr"_qs, u"de-DE"_qs} << u"en"_qs;
+        QTest::newRow("empty list") << QStringList{} << u"en"_qs;
+        QTest::newRow("traditional chinese") << QStringList{u"zh-Hant-TW"_qs} << u"zh"_qs;
+        QTest::newRow("hong kong") << QStringList{u"zh-HK"_qs, u"en"_qs} << u"zh"_qs;
+        QTest::newRow("prefix test is case-sensitive") << QStringList{u"ZH-CN"_qs, u"en"_qs} << u"en"_qs;
+    }
+
+    void firstChineseOrEnglishTagDecides() {
+        QFETCH(QStringList, preferred);
+        QFETCH(QString, language);
+        QCOMPARE(L10n::languageFrom(preferred), language);
+    }
+
+    void overrideWinsAndPicksTheHalf() {
+        L10n::setOverride(u"zh"_qs);
+        QCOMPARE(L10n::language(), u"zh"_qs);
+        QVERIFY(L10n::isZh());
+        QCOMPARE(L10n::t(u"Close"_qs, u"关闭"_qs), u"关闭"_qs);
+
+        L10n::setOverride(u"de"_qs);
+        QCOMPARE(L10n::language(), u"de"_qs); // returned unchanged
+        QVERIFY(!L10n::isZh());
+        QCOMPARE(L10n::t(u"Close"_qs, u"关闭"_qs), u"Close"_qs);
+    }
+
+    void withoutOverrideTheSystemListDecides() {
+        QCOMPARE(L10n::override(), std::nullopt);
+        QCOMPARE(L10n::language(), L10n::languageFrom(QLocale::system().uiLanguages()));
+    }
+};
+
+int main(int argc, char** argv) {
+    int status = 0;
+    VocabularyTest vocabulary;
+    status |= QTest::qExec(&vocabulary, argc, argv);
+    L10nTest l10n;
+    status |= QTest::qExec(&l10n, argc, argv);
+    return status;
+}
+
+#include "tst_vocabulary.moc"

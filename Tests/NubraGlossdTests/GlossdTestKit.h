@@ -1,0 +1,40 @@
+#pragma once
+
+#include "NubraGlossd/GlossServer.h"
+
+#include <QJsonObject>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace httplib {
+class Client;
+}
+
+// A service on a free loopback port, served from a thread of the test.
+class RunningServer {
+public:
+    explicit RunningServer(ServerSetup setup);
+    ~RunningServer();
+
+    int port() const { return m_port; }
+    std::unique_ptr<httplib::Client> client() const;
+    void stop();
+
+private:
+    GlossServer m_server;
+    int m_port = 0;
+    std::thread m_thread;
+};
+
+using Event = std::pair<std::string, QJsonObject>;
+
+// The events of a whole event-stream body, in order: "event:" name and the "data:" object.
+std::vector<Event> parseEvents(const std::string& body);
+
+// A well-formed lookup body with one member replaced (or removed when `value` is undefined).
+std::string glossBody(const QString& key = {}, const QJsonValue& value = QJsonValue::Undefined,
+                      const QString& text = QStringLiteral("word"));

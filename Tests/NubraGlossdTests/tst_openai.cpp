@@ -1,0 +1,139 @@
+#include "ScriptedUpstream.h"
+
+#include "NubraGlossd/OpenAIBackend.h"
+#include "NubraGlossd/SectionSplitter.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QTest>
+
+namespace {
+
+struct Collector : EventSink {
+    std::vector<std::pair<QString, QString>> deltas;
+    bool delta(const QString& field, const QString& text) override {
+        deltas.emplace_back(field, text);
+        return true;
+    }
+};
+
+GlossRequest request(ModelTier tier = ModelTier::fast) {
+    return GlossRequest(QStringLiteral("bank"), QStringLiteral("sat on the"), QStringLiteral("of the river"),
+                        QStringLiteral("Notes"), GlossStyle::languageLearning, GlossLength::short_,
+                        QStringLiteral("zh"), tier);
+}
+
+OpenAIConfig config(const ScriptedUpstream& upstream, const QString& model) {
+    return {upstream.baseUrl(), model, {}, {}, "sk-test", 1};
+}
+
+QString joined(const std::vector<std::pair<QString, QString>>& pieces, const QString& field) {
+    QString text;
+    for (const auto& [name, piece] : pieces)
+        if (name == field)
+            text += piece;
+    return text;
+}
+
+} // namespace
+
+class OpenAITest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void splitterHoldsBackAMarkerCutInPieces() {
+        SectionSplitter splitter;
+        std::vector<std::pair<QString, QString>> all;
+        for (const char* piece : {"Gloss [", "[CON", "TEXT", "]]", "  \n", "Mean", "ing"}) {
+            auto out = splitter.feed(QString::fromUtf8(piece));
+            all.insert(all.end(), out.begin(), out.end());
+        }
+        auto rest = splitter.finish();
+        all.insert(all.end(), rest.begin(), rest.end());
+        QCOMPARE(joined(all, QStringLiteral("gloss")), QStringLiteral("Gloss "));
+        QCOMPARE(joined(all, QStringLiteral("contextual_meaning")), QStringLiteral("Meaning"));
+        QCOMPARE(all.front(), std::make_pair(QStringLiteral("gloss"), QStringLiteral("Gloss ")));
+
+        SectionSplitter lookalike; // a bracket that never becomes the marker is released in the end
+        auto out = lookalike.feed(QStringLiteral("a [[CON"));
+        QCOMPARE(joined(out, QStringLiteral("gloss")), QStringLiteral("a "));
+        out = lookalike.finish();
+        QCOMPARE(joined(out, QStringLiteral("gloss")), QStringLiteral("[[CON"));
+    }
+
+    void upstreamTokensBecomeDeltas() {
+        ScriptedUpstream upstream;
+        OpenAIBackend backend(config(upstream, QStringLiteral("ok")));
+        Collector sink;
+        const auto outcome = backend.gloss(request(), sink);
+        const auto* result = std::get_if<GlossResult>(&outcome);
+        QVERIFY(result);
+        QCOMPARE(result->gloss, QStringLiteral("A bank is sloping land."));
+        QCOMPARE(result->contextualMeaning, QStringLiteral("Here: the river side."));
+        QCOMPARE(sink.deltas.front(), std::make_pair(QStringLiteral("gloss"), QStringLiteral("A bank is ")));
+        QCOMPARE(sink.deltas.back(),
+                 std::make_pair(QStringLiteral("contextual_meaning"), QStringLiteral("the river side.")));
+        QVERIFY(sink.deltas.size() >= 4);
+
+        // The prompt carries the selection, its context, style, length and language.
+        const QJsonObject sent = upstream.lastRequest();
+        QCOMPARE(sent.value(u"model").toString(), QStringLiteral("ok"));
+        QCOMPARE(sent.value(u"stream").toBool(), true);
+        QCOMPARE(upstream.lastAuthorization(), std::string("Bearer sk-test"));
+        const QJsonArray messages = sent.value(u"messages").toArray();
+        const QString system = messages.at(0).toObject().value(u"content").toString();
+        const QString user = messages.at(1).toObject().value(u"content").toString();
+        QVERIFY(system.contains(QStringLiteral("language learner")));
+        QVERIFY(system.contains(QStringLiteral("one or two sentences")));
+        QVERIFY(system.contains(QStringLiteral("Simplified Chinese")));
+        QVERIFY(system.contains(QStringLiteral("[[CONTEXT]]")));
+        QCOMPARE(user, QStringLiteral(
+                           "Selection:\nbank\n\nText before it:\nsat on the\n\nText after it:\nof the river"
+                           "\n\nApplication: Notes"));
+    }
+
+    void tiersPickTheirModels() {
+        ScriptedUpstream upstream;
+        OpenAIBackend backend(
+            {upstream.baseUrl(), QStringLiteral("base"), QStringLiteral("small"), {}, {}, 1});
+        QCOMPARE(backend.modelName(request(ModelTier::fast)), QStringLiteral("small"));
+        QCOMPARE(backend.modelName(request(ModelTier::quality)), QStringLiteral("base"));
+    }
+
+    void upstreamErrorBecomesAnErrorOutcome() {
+        ScriptedUpstream upstream;
+        OpenAIBackend backend(config(upstream, QStringLiteral("fail")));
+        Collector sink;
+        const auto outcome = backend.gloss(request(), sink);
+        const auto* error = std::get_if<BackendError>(&outcome);
+        QVERIFY(error);
+        QCOMPARE(error->code, QStringLiteral("UPSTREAM_ERROR"));
+        QCOMPARE(error->message,
+                 QStringLiteral("The language model service answered 500: the model is overloaded"));
+        QVERIFY(sink.deltas.empty());
+    }
+
+    void stalledUpstreamTimesOut() {
+        ScriptedUpstream upstream;
+        OpenAIBackend backend(config(upstream, QStringLiteral("stall")));
+        Collector sink;
+        QElapsedTimer timer;
+        timer.start();
+        const auto outcome = backend.gloss(request(), sink);
+        QVERIFY(timer.elapsed() < 2500);
+        const auto* error = std::get_if<BackendError>(&outcome);
+        QVERIFY(error);
+        QCOMPARE(error->code, QStringLiteral("UPSTREAM_TIMEOUT"));
+        QCOMPARE(joined(sink.deltas, QStringLiteral("gloss")), QStringLiteral("Thinking"));
+    }
+
+    void unreachableUpstream() {
+        OpenAIBackend backend({"http://127.0.0.1:1/v1", QStringLiteral("ok"), {}, {}, {}, 1});
+        Collector sink;
+        const auto outcome = backend.gloss(request(), sink);
+        QCOMPARE(std::get<BackendError>(outcome).code, QStringLiteral("UPSTREAM_UNREACHABLE"));
+    }
+};
+
+QTEST_APPLESS_MAIN(OpenAITest)
+#include "tst_openai.moc"

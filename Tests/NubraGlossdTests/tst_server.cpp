@@ -1,0 +1,231 @@
+#include "GlossdTestKit.h"
+
+#include "NubraGlossd/FixedBackend.h"
+#include "NubraGlossd/RateLimiter.h"
+#include "NubraGlossd/SSEWriter.h"
+
+#include <QJsonDocument>
+#include <QTest>
+
+#include <httplib.h>
+
+namespace {
+
+QJsonObject jsonOf(const httplib::Result& result) {
+    return QJsonDocument::fromJson(QByteArray::fromStdString(result->body)).object();
+}
+
+QString errorMessage(const httplib::Result& result) {
+    return jsonOf(result).value(u"error").toObject().value(u"message").toString();
+}
+
+ServerSetup fixedSetup() {
+    ServerSetup setup;
+    setup.backend = std::make_unique<FixedBackend>();
+    setup.accessLog = std::tmpfile();
+    return setup;
+}
+
+std::string readAll(std::FILE* file) {
+    std::rewind(file);
+    std::string text;
+    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file))
+        text += char(c);
+    return text;
+}
+
+} // namespace
+
+class ServerTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void lookupStreamsMetaDeltasAndDone() {
+        RunningServer server(fixedSetup());
+        const auto result =
+            server.client()->Post("/v1/gloss", glossBody({}, {}, QStringLiteral("bank")), "application/json");
+        QVERIFY(result);
+        QCOMPARE(result->status, 200);
+        QCOMPARE(result->get_header_value("Content-Type"), std::string("text/event-stream"));
+
+        GlossResult expected;
+        expected.gloss = QStringLiteral("bank: a fixed answer.");
+        expected.contextualMeaning = QStringLiteral("The same in every context.");
+        expected.language = QStringLiteral("en");
+        const std::string body =
+            SSEWriter::meta(QStringLiteral("fixed"), 0, 0) +
+            SSEWriter::delta(QStringLiteral("gloss"), expected.gloss) +
+            SSEWriter::delta(QStringLiteral("contextual_meaning"), expected.contextualMeaning) +
+            SSEWriter::done(expected);
+        QCOMPARE(result->body, body);
+    }
+
+    void writerBlocksAreWhatTheClientDecodes() {
+        QCOMPARE(SSEWriter::delta(QStringLiteral("gloss"), QStringLiteral("two\nlines")),
+                 std::string("event: delta\ndata: {\"field\":\"gloss\",\"text\":\"two\\nlines\"}\n\n"));
+        QCOMPARE(SSEWriter::error(QStringLiteral("X"), QStringLiteral("m")),
+                 std::string("event: error\ndata: {\"code\":\"X\",\"message\":\"m\"}\n\n"));
+        const auto events = parseEvents(SSEWriter::meta(QStringLiteral("m1"), 3, 7));
+        QCOMPARE(events.front().first, std::string("meta"));
+        QCOMPARE(events.front().second.value(u"estimated_cost").toInt(), 3);
+        QCOMPARE(events.front().second.value(u"credits_remaining").toInt(), 7);
+    }
+
+    void badBodiesGetAClearJson400_data() {
+        QTest::addColumn<QString>("body");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("not json") << QStringLiteral("{oops") << QStringLiteral("not valid JSON");
+        QTest::newRow("array") << QStringLiteral("[]") << QStringLiteral("must be a JSON object");
+        QTest::newRow("missing") << QString::fromStdString(glossBody(QStringLiteral("context_after")))
+                                 << QStringLiteral("The member \"context_after\" is missing.");
+        QTest::newRow("wrong type") << QString::fromStdString(glossBody(QStringLiteral("lang"), 3))
+                                    << QStringLiteral("The member \"lang\" must be a string.");
+        QTest::newRow("source_app type")
+            << QString::fromStdString(glossBody(QStringLiteral("source_app"), true))
+            << QStringLiteral("The member \"source_app\" must be a string.");
+        QTest::newRow("empty selection")
+            << QString::fromStdString(glossBody(QStringLiteral("selected_text"), " "))
+            << QStringLiteral("The member \"selected_text\" is empty.");
+        QTest::newRow("raw style") << QString::fromStdString(
+                                          glossBody(QStringLiteral("style"), "languageLearning"))
+                                   << QStringLiteral(
+                                          "Unknown style \"languageLearning\"; expected one of: plain, "
+                                          "academic, coding, language_learning.");
+        QTest::newRow("length") << QString::fromStdString(glossBody(QStringLiteral("length"), "Short"))
+                                << QStringLiteral("Unknown length \"Short\"; expected one of: short, medium, "
+                                                  "detailed.");
+        QTest::newRow("tier") << QString::fromStdString(glossBody(QStringLiteral("model_tier"), "best"))
+                              << QStringLiteral(
+                                     "Unknown model_tier \"best\"; expected one of: fast, quality.");
+        QTest::newRow("too large") << QString(64 * 1024 + 1, u'a')
+                                   << QStringLiteral("The request body is larger than 65536 bytes.");
+    }
+    void badBodiesGetAClearJson400() {
+        QFETCH(QString, body);
+        QFETCH(QString, message);
+        RunningServer server(fixedSetup());
+        const auto result = server.client()->Post("/v1/gloss", body.toStdString(), "application/json");
+        QVERIFY(result);
+        QCOMPARE(result->status, 400);
+        QCOMPARE(jsonOf(result).value(u"ok").toBool(true), false);
+        QVERIFY2(errorMessage(result).contains(message), qPrintable(errorMessage(result)));
+    }
+
+    void styleAndSourceAppAreAccepted() {
+        RunningServer server(fixedSetup());
+        const auto result = server.client()->Post(
+            "/v1/gloss", glossBody(QStringLiteral("style"), QStringLiteral("language_learning")),
+            "application/json");
+        QCOMPARE(result->status, 200);
+        const auto withApp = server.client()->Post(
+            "/v1/gloss", glossBody(QStringLiteral("source_app"), "Notes"), "application/json");
+        QCOMPARE(withApp->status, 200);
+    }
+
+    void tokensAreCheckedAndRefreshed() {
+        ServerSetup setup = fixedSetup();
+        setup.tokens = std::make_unique<TokenRegistry>(std::set<QString>{QStringLiteral("dev-1")},
+                                                       std::set<QString>{QStringLiteral("ref-1")});
+        std::FILE* log = setup.accessLog;
+        RunningServer server(std::move(setup));
+        auto client = server.client();
+
+        QCOMPARE(client->Post("/v1/gloss", glossBody(), "application/json")->status, 401);
+        const httplib::Headers wrong{{"authorization", "Bearer dev-2"}};
+        QCOMPARE(client->Post("/v1/gloss", wrong, glossBody(), "application/json")->status, 401);
+        const httplib::Headers right{{"authorization", "Bearer dev-1"}};
+        QCOMPARE(client->Post("/v1/gloss", right, glossBody(), "application/json")->status, 200);
+
+        const auto refused = client->Post("/v1/auth/refresh", R"({"refresh_token":"nope","device_id":"d"})",
+                                          "application/json");
+        QCOMPARE(refused->status, 401);
+        QCOMPARE(client->Post("/v1/auth/refresh", R"({"refresh_token":"ref-1"})", "application/json")->status,
+                 400);
+        const auto renewed = client->Post("/v1/auth/refresh", R"({"refresh_token":"ref-1","device_id":"d"})",
+                                          "application/json");
+        QCOMPARE(renewed->status, 200);
+        QCOMPARE(jsonOf(renewed).value(u"ok").toBool(), true);
+        const QString token = jsonOf(renewed).value(u"data").toObject().value(u"device_token").toString();
+        QVERIFY(token.size() >= 32);
+        const httplib::Headers fresh{{"authorization", "Bearer " + token.toStdString()}};
+        QCOMPARE(client->Post("/v1/gloss", fresh, glossBody(), "application/json")->status, 200);
+
+        // Every request is logged, no credential ever is.
+        server.stop();
+        const std::string logged = readAll(log);
+        QCOMPARE(std::count(logged.begin(), logged.end(), '\n'), 7);
+        QVERIFY(logged.find("\"POST /v1/auth/refresh\" 401") != std::string::npos);
+        QVERIFY(logged.find("dev-1") == std::string::npos);
+        QVERIFY(logged.find("ref-1") == std::string::npos);
+        QVERIFY(logged.find(token.toStdString()) == std::string::npos);
+        std::fclose(log);
+    }
+
+    void withoutTokensNoCredentialIsNeeded() {
+        RunningServer server(fixedSetup());
+        const httplib::Headers any{{"authorization", "Bearer whatever"}};
+        QCOMPARE(server.client()->Post("/v1/gloss", any, glossBody(), "application/json")->status, 200);
+        QCOMPARE(
+            server.client()
+                ->Post("/v1/auth/refresh", R"({"refresh_token":"r","device_id":"d"})", "application/json")
+                ->status,
+            404);
+    }
+
+    void manifestIsWrappedInTheEnvelope() {
+        RunningServer plain(fixedSetup());
+        QCOMPARE(plain.client()->Get("/v1/updates/latest")->body,
+                 std::string(R"({"data":{"available":false},"ok":true})"));
+
+        ServerSetup setup = fixedSetup();
+        setup.manifest =
+            QJsonObject{{QStringLiteral("available"), true}, {QStringLiteral("version"), "1.4.0"}};
+        RunningServer offering(std::move(setup));
+        const auto result = offering.client()->Get("/v1/updates/latest");
+        QCOMPARE(result->status, 200);
+        QCOMPARE(jsonOf(result).value(u"data").toObject().value(u"version").toString(),
+                 QStringLiteral("1.4.0"));
+        QCOMPARE(offering.client()->Get("/v1/nothing")->status, 404);
+    }
+
+    void rateLimitIsPerDevice() {
+        ServerSetup setup = fixedSetup();
+        setup.ratePerMinute = 2;
+        RunningServer server(std::move(setup));
+        auto client = server.client();
+        const httplib::Headers a{{"x-device-id", "A"}};
+        const httplib::Headers b{{"x-device-id", "B"}};
+        QCOMPARE(client->Post("/v1/gloss", a, glossBody(), "application/json")->status, 200);
+        QCOMPARE(client->Post("/v1/gloss", a, glossBody(), "application/json")->status, 200);
+        const auto limited = client->Post("/v1/gloss", a, glossBody(), "application/json");
+        QCOMPARE(limited->status, 429);
+        const int wait = std::stoi(limited->get_header_value("retry-after"));
+        QVERIFY(wait >= 59 && wait <= 60);
+        QCOMPARE(client->Post("/v1/gloss", b, glossBody(), "application/json")->status, 200);
+        // A rejected body does not use up the allowance.
+        QCOMPARE(client->Post("/v1/gloss", b, "{}", "application/json")->status, 400);
+        QCOMPARE(client->Post("/v1/gloss", b, glossBody(), "application/json")->status, 200);
+    }
+
+    void rateWindowSlides() {
+        auto now = std::chrono::steady_clock::time_point{} + std::chrono::hours(1);
+        RateLimiter limiter(3, [&] { return now; });
+        QCOMPARE(limiter.admit(QStringLiteral("d")), std::nullopt);
+        now += std::chrono::seconds(20);
+        QCOMPARE(limiter.admit(QStringLiteral("d")), std::nullopt);
+        QCOMPARE(limiter.admit(QStringLiteral("d")), std::nullopt);
+        QCOMPARE(limiter.admit(QStringLiteral("d")), std::optional<int>(40));
+        now += std::chrono::milliseconds(39500);
+        QCOMPARE(limiter.admit(QStringLiteral("d")), std::optional<int>(1));
+        now += std::chrono::milliseconds(500);
+        QCOMPARE(limiter.admit(QStringLiteral("d")), std::nullopt); // the first lookup left the window
+        QCOMPARE(limiter.admit(QStringLiteral("d")), std::optional<int>(20));
+
+        RateLimiter unlimited(0);
+        for (int i = 0; i < 100; ++i)
+            QCOMPARE(unlimited.admit(QStringLiteral("d")), std::nullopt);
+    }
+};
+
+QTEST_APPLESS_MAIN(ServerTest)
+#include "tst_server.moc"

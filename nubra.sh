@@ -1,0 +1,166 @@
+#!/usr/bin/env bash
+# Nubra's one entry point on a Debian 12 machine.
+#
+#   ./nubra.sh setup   install the Debian packages the build, the tests and the tools need
+#   ./nubra.sh build   setup, then configure and build everything into build/
+#   ./nubra.sh test    build, run the whole test suite, then rebuild under AddressSanitizer +
+#                      UndefinedBehaviorSanitizer and run the unit tests again, then fuzz the
+#                      event-stream decoder for a bounded time
+#   ./nubra.sh run     build, then start Nubra
+#   ./nubra.sh bench   build the benchmarks and run them (numbers are reported, never judged)
+set -euo pipefail
+
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+BUILD="$ROOT/build"
+ASAN_BUILD="$ROOT/build-asan"
+JOBS="$(nproc 2>/dev/null || echo 2)"
+
+PACKAGES=(
+    # toolchain
+    build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
+    # libraries
+    qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
+    libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libbenchmark-dev
+    # offline gloss backend data
+    wordnet-base
+    # test tools
+    xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
+    openbox mousepad imagemagick x11-apps python3 libglib2.0-bin
+)
+
+log() { printf '\n==> %s\n' "$*"; }
+
+setup() {
+    local missing=()
+    for package in "${PACKAGES[@]}"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
+            missing+=("$package")
+    done
+    if ((${#missing[@]} == 0)); then
+        log "All ${#PACKAGES[@]} Debian packages are present"
+        return
+    fi
+    log "Installing: ${missing[*]}"
+    local sudo=()
+    ((EUID == 0)) || sudo=(sudo)
+    export DEBIAN_FRONTEND=noninteractive
+    "${sudo[@]}" apt-get update -q
+    "${sudo[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+configure() { # <build dir> [cmake options...]
+    local dir="$1"
+    shift
+    cmake -S "$ROOT" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+}
+
+build() {
+    setup
+    log "Building into $BUILD"
+    configure "$BUILD"
+    cmake --build "$BUILD" -j "$JOBS"
+}
+
+TALLY="$(mktemp)"
+trap 'rm -f "$TALLY"' EXIT
+
+# The closing tally: one "<passed> <failed>" line per step.
+tally() { echo "$1 $2" >>"$TALLY"; }
+
+# Runs ctest with the given arguments and tallies its summary line.
+ctest_tallied() {
+    local output summary status=0
+    output="$(mktemp)"
+    ctest "$@" 2>&1 | tee "$output" || status=1
+    summary="$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$output")" || status=1
+    rm -f "$output"
+    # "100% tests passed, 0 tests failed out of 33"
+    [[ -n "$summary" ]] && tally "$(($(awk '{print $NF - $4}' <<<"$summary")))" "$(awk '{print $4}' <<<"$summary")"
+    return "$status"
+}
+
+run_tests() {
+    build
+    local status=0
+    log "Running the test suite"
+    ctest_tallied --test-dir "$BUILD" --output-on-failure -j "$JOBS" || status=1
+
+    log "Building the unit tests under AddressSanitizer + UndefinedBehaviorSanitizer"
+    configure "$ASAN_BUILD" -DNUBRA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
+    cmake --build "$ASAN_BUILD" -j "$JOBS"
+    log "Running the unit tests under the sanitizers"
+    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+        ctest_tallied --test-dir "$ASAN_BUILD" -L unit --output-on-failure -j "$JOBS" || status=1
+
+    log "Fuzzing the event-stream decoder for ${NUBRA_FUZZ_SECONDS:-60} s (clang, ASan + UBSan)"
+    if "$ROOT/fuzz/run.sh" "${NUBRA_FUZZ_SECONDS:-60}"; then
+        tally 1 0
+    else
+        tally 0 1
+        status=1
+    fi
+
+    local passed failed
+    passed="$(awk '{sum += $1} END {print sum + 0}' "$TALLY")"
+    failed="$(awk '{sum += $2} END {print sum + 0}' "$TALLY")"
+    ((failed == 0)) || status=1
+    echo
+    echo "$passed passed, $failed failed"
+    return "$status"
+}
+
+# Until the desktop application lands, Nubra's main job runs headless: the reference gloss service
+# with its offline WordNet backend, and one lookup through the command-line front end.
+run_app() {
+    build
+    local glossd="$BUILD/Sources/NubraGlossd/nubra-glossd" cli="$BUILD/Sources/NubraCLI/nubra-cli"
+    local address="http://127.0.0.1:8790" service=""
+    if curl -fsS "$address/v1/updates/latest" >/dev/null 2>&1; then
+        log "A gloss service already answers at $address; using it"
+    else
+        log "Starting nubra-glossd (WordNet backend) at $address"
+        "$glossd" --backend wordnet &
+        service=$!
+        trap 'kill "$service" 2>/dev/null; rm -f "$TALLY"' EXIT
+        for _ in $(seq 50); do
+            curl -fsS "$address/v1/updates/latest" >/dev/null 2>&1 && break
+            kill -0 "$service" 2>/dev/null || { echo "nubra-glossd did not start" >&2; return 1; }
+            sleep 0.1
+        done
+    fi
+    log "nubra-cli gloss --dev bank (beside \"river\")"
+    "$cli" gloss --dev --before "We walked along the river " --after " to watch the boats come in." bank
+    if [[ -n "$service" ]]; then
+        log "nubra-glossd keeps listening at $address. Try: $cli gloss --dev <text>"
+        echo "Stop it with Ctrl+C."
+        wait "$service"
+    fi
+}
+
+run_bench() {
+    setup
+    configure "$BUILD" -DNUBRA_BENCH=ON
+    cmake --build "$BUILD" -j "$JOBS"
+    log "Event-stream decoder throughput, beside plain UTF-8 decoding"
+    "$BUILD/bench/service/bench_sse_decoder" --benchmark_min_time=1
+    log "Added latency from the server's write to the consumer, beside curl's time to first byte"
+    "$BUILD/bench/service/bench_added_latency"
+    log "nubra-glossd under load from a second process: WordNet beside a fixed answer"
+    "$ROOT/bench/glossd/run.sh" "$BUILD"
+    log "History store beside the sqlite3 shell"
+    "$ROOT/bench/history/compare_sqlite3.sh" "$BUILD/bench/history/bench_history"
+    log "Selection capture: release to snapshot on the AT-SPI and PRIMARY paths"
+    cmake --build "$BUILD" --target bench_capture
+}
+
+case "${1:-}" in
+setup) setup ;;
+build) build ;;
+test) run_tests ;;
+run) run_app ;;
+bench) run_bench ;;
+*)
+    sed -n '2,10p' "$0" | sed 's/^# \{0,1\}//'
+    exit 2
+    ;;
+esac

@@ -62,9 +62,10 @@ build() {
 }
 
 TALLY="$(mktemp)"
-trap 'rm -f "$TALLY"' EXIT
+FAILURES="$(mktemp)"
+trap 'rm -f "$TALLY" "$FAILURES"' EXIT
 
-# The closing tally: one "<passed> <failed>" line per step.
+# The closing tally: one "<passed> <failed>" line per step, and the names of what failed.
 tally() { echo "$1 $2" >>"$TALLY"; }
 
 # Runs ctest with the given arguments and tallies its summary line.
@@ -73,6 +74,8 @@ ctest_tallied() {
     output="$(mktemp)"
     ctest "$@" 2>&1 | tee "$output" || status=1
     summary="$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$output")" || status=1
+    # "	 31 - capture_desktop (Failed)" under "The following tests FAILED:"
+    sed -n '/^The following tests FAILED:/,$p' "$output" | grep -E '^\s+[0-9]+ - ' >>"$FAILURES" || true
     rm -f "$output"
     # "100% tests passed, 0 tests failed out of 33"
     [[ -n "$summary" ]] && tally "$(($(awk '{print $NF - $4}' <<<"$summary")))" "$(awk '{print $4}' <<<"$summary")"
@@ -93,9 +96,16 @@ run_tests() {
         ctest_tallied --test-dir "$ASAN_BUILD" -L unit --output-on-failure -j "$JOBS" || status=1
 
     log "Fuzzing the event-stream decoder for ${NUBRA_FUZZ_SECONDS:-60} s (clang, ASan + UBSan)"
-    if "$ROOT/fuzz/run.sh" "${NUBRA_FUZZ_SECONDS:-60}"; then
+    # libFuzzer reports every new input; keep that in a file and show the closing statistics, or the
+    # whole end of the report when it found something.
+    local fuzzlog="$ROOT/build-fuzz/run.log"
+    mkdir -p "$ROOT/build-fuzz"
+    if "$ROOT/fuzz/run.sh" "${NUBRA_FUZZ_SECONDS:-60}" >"$fuzzlog" 2>&1; then
+        grep -E '^(Done|stat::)' "$fuzzlog" || true
         tally 1 0
     else
+        tail -n 80 "$fuzzlog"
+        echo "	fuzz_sse_decoder (Failed; the whole report is in $fuzzlog)" >>"$FAILURES"
         tally 0 1
         status=1
     fi
@@ -105,6 +115,10 @@ run_tests() {
     failed="$(awk '{sum += $2} END {print sum + 0}' "$TALLY")"
     ((failed == 0)) || status=1
     echo
+    if [[ -s "$FAILURES" ]]; then
+        echo "Failed:"
+        cat "$FAILURES"
+    fi
     echo "$passed passed, $failed failed"
     return "$status"
 }
@@ -121,7 +135,7 @@ run_app() {
         log "Starting nubra-glossd (WordNet backend) at $address"
         "$glossd" --backend wordnet &
         service=$!
-        trap 'kill "$service" 2>/dev/null; rm -f "$TALLY"' EXIT
+        trap 'kill "$service" 2>/dev/null; rm -f "$TALLY" "$FAILURES"' EXIT
         for _ in $(seq 50); do
             curl -fsS "$address/v1/updates/latest" >/dev/null 2>&1 && break
             kill -0 "$service" 2>/dev/null || { echo "nubra-glossd did not start" >&2; return 1; }

@@ -238,36 +238,44 @@ def run_checks(desktop, textwindow_lines):
     return results
 
 
-def gtk_checks(desktop):
-    """mousepad counts offsets in code points; the snapshot must still hold the right UTF-16 cut."""
+def start_mousepad(desktop):
+    """Started early so the editor has settled long before its case runs: a GTK application's first
+    start on a fresh machine is slow, and input sent to it too early can go missing."""
     path = os.path.join(os.environ["XDG_RUNTIME_DIR"], "gtk.txt")
     with open(path, "w", encoding="utf-8") as f:
         f.write("Zulu 😀 yankee xray whiskey victor uniform\n")
     desktop.spawn(["mousepad", "--disable-server", path])
-    for _ in range(50):
-        found = subprocess.run(["xdotool", "search", "--name", "gtk.txt - Mousepad"], capture_output=True, text=True).stdout
-        if found.strip():
-            break
+    for _ in range(150):
+        found = subprocess.run(["xdotool", "search", "--name", "gtk.txt - Mousepad"], capture_output=True,
+                               text=True).stdout.split()
+        if found:
+            return found[0]
         time.sleep(0.2)
-    check(found.strip(), "mousepad did not open")
-    window = found.split()[0]
-    xdotool("windowactivate", "--sync", window)
-    time.sleep(1.0)
+    raise Failure("mousepad did not open")
+
+
+def gtk_checks(desktop, window):
+    """mousepad counts offsets in code points; the snapshot must still hold the right UTF-16 cut."""
     probe, lines = desktop.probe("hotkey")
-    # A freshly started GTK application answers its first accessibility queries slowly; ask once and
-    # throw the answer away so the checked capture measures a settled editor.
-    xdotool("key", "alt+g")
-    lines.next_json(5)
-    lines.drain()
-    # Select "yankee" with the keyboard (after "Zulu 😀 "), then ask with the hot key.
-    xdotool("key", "ctrl+Home")
-    for _ in range(7):
-        xdotool("key", "Right")
-    for _ in range(6):
-        xdotool("key", "shift+Right")
-    time.sleep(0.3)
-    xdotool("key", "alt+g")
-    got = lines.next_json(5)
+    got = None
+    for attempt in range(1, 4):
+        xdotool("windowactivate", "--sync", window)
+        time.sleep(0.5)
+        # Select "yankee" with the keyboard (after "Zulu 😀 "), then ask with the hot key.
+        xdotool("key", "ctrl+Home")
+        for _ in range(7):
+            xdotool("key", "Right")
+        for _ in range(6):
+            xdotool("key", "shift+Right")
+        time.sleep(0.3)
+        lines.drain()
+        xdotool("key", "alt+g")
+        got = lines.next_json(5)
+        if got is not None:
+            break
+        print(f"# no capture in mousepad on attempt {attempt}; active window "
+              f"{subprocess.run(['xdotool', 'getactivewindow'], capture_output=True, text=True).stdout.strip()}",
+              flush=True)
     check(got is not None, "no capture in mousepad")
     check(got["text"] == "yankee", f"mousepad captured {got}")
     check(got["before"].endswith("Zulu 😀 ") and got["after"].startswith(" xray"), f"mousepad context: {got}")
@@ -301,17 +309,25 @@ def inner(args):
                     '<keyboard></keyboard><mouse></mouse></openbox_config>')
         desktop.spawn(["openbox", "--config-file", config])
         time.sleep(0.5)
+        mousepad = start_mousepad(desktop) if shutil.which("mousepad") else None
         env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_QPA_PLATFORM="xcb")
         textwindow = desktop.spawn([args.textwindow], capture=True, env=env)
         textwindow_lines = Lines(textwindow)
         run_checks(desktop, textwindow_lines)
-        if shutil.which("mousepad"):
-            gtk_checks(desktop)
+        if mousepad:
+            gtk_checks(desktop, mousepad)
         subprocess.run(f"import -window root {args.artifacts}/capture-desktop.png", shell=True)
         return 0
     except Failure as failure:
         subprocess.run(f"import -window root {args.artifacts}/capture-desktop.png", shell=True)
         print(f"FAIL: {failure}", flush=True)
+        # What capture itself logged last, for the run that cannot be repeated by hand.
+        try:
+            with open("/tmp/nb-debug.log", encoding="utf-8", errors="replace") as log:
+                for line in log.readlines()[-15:]:
+                    print(f"# {line.rstrip()}", flush=True)
+        except OSError:
+            pass
         return 1
     finally:
         desktop.stop_all()

@@ -68,7 +68,10 @@ void TextEventPrinter::print(const SSEEvent& event) {
         }
     } else if (const auto* done = event.as<SSEEvent::Done>()) {
         const GlossResult& result = done->result;
-        if (m_outOfOrder || result.gloss != m_gloss || result.contextualMeaning != m_meaning) {
+        // Services stream the blank lines around their sections and trim the final text; that alone
+        // is no reason to print everything again.
+        if (m_outOfOrder || result.gloss.trimmed() != m_gloss.trimmed() ||
+            result.contextualMeaning.trimmed() != m_meaning.trimmed()) {
             // The service's final word differs from what streamed in: show the final text whole.
             if (!m_gloss.isEmpty() || m_meaningStarted)
                 write(QStringLiteral("\n\n"));

@@ -17,6 +17,7 @@
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QThreadPool>
 
 #include <cstdio>
 
@@ -114,5 +115,8 @@ int main(int argc, char** argv) {
                {QStringLiteral("trusted"), linux.accessibility.isTrusted()},
                {QStringLiteral("hotkey"),
                 hotkeys.registeredCombo() ? hotkeys.registeredCombo()->display() : QString()}});
-    return app.exec();
+    const int status = app.exec();
+    // A capture still reading on the pool uses the desktop and the service above: let it end first.
+    QThreadPool::globalInstance()->waitForDone();
+    return status;
 }

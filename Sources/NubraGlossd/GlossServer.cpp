@@ -92,8 +92,15 @@ void GlossServer::stop() {
 }
 
 void GlossServer::installRoutes() {
-    m_server->set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
+    m_server->set_pre_routing_handler([](const httplib::Request& req, httplib::Response& res) {
         requestStart = std::chrono::steady_clock::now();
+        // The library holds a body to the size limit only when its length is stated up front; a
+        // chunked or compressed body could grow without bound, so it is refused before it is read.
+        if (req.has_header("transfer-encoding") || req.has_header("content-encoding")) {
+            fail(res, 400, "BAD_REQUEST",
+                 QStringLiteral("Send the request body uncompressed, with a Content-Length."));
+            return httplib::Server::HandlerResponse::Handled;
+        }
         return httplib::Server::HandlerResponse::Unhandled;
     });
     m_server->set_logger([this](const httplib::Request& req, const httplib::Response& res) {

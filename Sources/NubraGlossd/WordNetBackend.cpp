@@ -69,7 +69,9 @@ std::vector<std::string> tokens(const std::string& text) {
     std::vector<std::string> found;
     std::string current;
     for (char c : text + ' ') {
-        if (std::isalnum(static_cast<unsigned char>(c)) || c == '\'' || c == '-') {
+        const auto byte = static_cast<unsigned char>(c);
+        // Bytes of non-ASCII letters belong to the word: "naïve" is one word, not "na" and "ve".
+        if (std::isalnum(byte) || byte >= 0x80 || c == '\'' || c == '-') {
             current += c;
         } else if (!current.empty()) {
             while (!current.empty() && (current.back() == '\'' || current.back() == '-'))
@@ -82,15 +84,17 @@ std::vector<std::string> tokens(const std::string& text) {
     return found;
 }
 
-// Selections arrive with quotes and punctuation around them; the dictionary knows neither.
+// Selections arrive with quotes and punctuation around them ("bank,", "«élan»"); the dictionary knows
+// neither. Letters of any script stay: "élan" must not become "lan".
 std::string lookupKey(const std::string& selection) {
-    std::string key = lowerAscii(selection);
-    const auto isEdge = [](unsigned char c) { return !std::isalnum(c); };
-    while (!key.empty() && isEdge(static_cast<unsigned char>(key.front())) && key.front() < 0x7f)
-        key.erase(key.begin());
-    while (!key.empty() && isEdge(static_cast<unsigned char>(key.back())) && key.back() > 0 &&
-           key.back() < 0x7f)
-        key.pop_back();
+    const QString text = QString::fromStdString(selection);
+    qsizetype first = 0;
+    qsizetype last = text.size();
+    while (first < last && !text.at(first).isLetterOrNumber())
+        ++first;
+    while (last > first && !text.at(last - 1).isLetterOrNumber())
+        --last;
+    const std::string key = lowerAscii(text.sliced(first, last - first).toStdString());
     std::string collapsed;
     for (char c : key)
         if (!(std::isspace(static_cast<unsigned char>(c)) && (collapsed.empty() || collapsed.back() == '_')))
@@ -233,7 +237,13 @@ BackendOutcome WordNetBackend::gloss(const GlossRequest& request, EventSink& sin
     const std::string selection = request.selectedText().trimmed().toStdString();
     const std::string context =
         request.contextBefore().toStdString() + " \n " + request.contextAfter().toStdString();
-    const std::string shown = selection.size() > 80 ? selection.substr(0, 80) + "\u2026" : selection;
+    std::string shown = selection;
+    if (shown.size() > 80) {
+        std::size_t cut = 80;
+        while (cut > 0 && (static_cast<unsigned char>(shown[cut]) & 0xC0) == 0x80)
+            --cut; // never inside a UTF-8 sequence
+        shown = shown.substr(0, cut) + "\u2026";
+    }
     Composition out;
 
     auto whole = entries(lookupKey(selection));

@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QJsonDocument>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <thread>
@@ -157,12 +159,19 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "nubra-glossd listening on http://%s:%d (backend %s)\n", host.c_str(), *bound,
                  qPrintable(backendName));
 
+    std::atomic<bool> finished = false;
     std::thread signalWaiter([&] {
         int received = 0;
         sigwait(&stopSignals, &received);
-        server.stop();
+        // A signal that arrives before the server listens would find nothing to stop: keep asking
+        // until the server has ended.
+        while (!finished) {
+            server.stop();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
     });
     server.run();
+    finished = true;
     // Wake the waiter if the server ended on its own.
     pthread_kill(signalWaiter.native_handle(), SIGTERM);
     signalWaiter.join();

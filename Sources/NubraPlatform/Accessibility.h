@@ -32,6 +32,8 @@ public:
     virtual std::optional<QRectF> boundsForRange(const TextRange& range) = 0;
     // The role in the accessibility vocabulary of the product ("AXTextArea", "AXSecureTextField", ...).
     virtual std::optional<QString> role() = 0;
+    // The process of the application the element belongs to, when the platform says.
+    virtual std::optional<qint64> processId() = 0;
 };
 
 // The answer to "which element has focus", with the status code of the query. The codes are those

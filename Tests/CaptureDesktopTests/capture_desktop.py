@@ -185,7 +185,14 @@ def run_checks(desktop, textwindow_lines):
             check(got["before"] == "" and got["bounds"]["width"] == 1, f"PRIMARY has no context: {got}")
         finally:
             set_bus_enabled(True)
-            time.sleep(0.3)
+        # Toolkits come back onto the bus in their own time; wait until a capture reads it again.
+        for _ in range(10):
+            double_click(words["charlie"])
+            got = lines.next_json(5)
+            if got is not None and got["path"] == "accessibility":
+                break
+        else:
+            raise Failure("the accessibility path did not come back after the bus was switched on")
     case("accessibility bus off: the PRIMARY selection takes over", primary_without_bus)
 
     def password_refused():

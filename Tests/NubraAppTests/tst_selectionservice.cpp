@@ -129,6 +129,22 @@ private slots:
         QVERIFY(fake->clock.sleeps().isEmpty()); // the selection was not blank, so no probe retry
     }
 
+    void focusLeftBehindInAnotherApplicationIsNotRead() {
+        auto element = FakeElement::textArea(QStringLiteral("alpha beta"), 6, 4);
+        element->owner = 77; // the editor in front is process 4242
+        fake->accessibility.focused = element;
+        QVERIFY(!service->capture(200));
+        QCOMPARE(fake->keyboard.copies, 2);
+        // A password field left behind does not stand in the way of the application in front either.
+        element->roleName = QStringLiteral("AXSecureTextField");
+        QVERIFY(!service->isSecureInputActive());
+
+        element->owner = 4242;
+        QVERIFY(service->isSecureInputActive());
+        element->roleName = QStringLiteral("AXTextArea");
+        QCOMPARE(service->capture(200)->path, CapturePath::accessibility);
+    }
+
     void syntheticCopyRestoresPasteboard() {
         fake->primarySelection.current = QStringLiteral("  \n"); // blank PRIMARY does not count
         fake->keyboard.copiedText = QStringLiteral(" copied text ");

@@ -257,6 +257,13 @@ private slots:
         const auto result = cli({u"gloss"_qs, u"bank"_qs, u"--no-history"_qs});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("Draft\n\nFinal\n"));
+
+        // A final text that only lost the blank lines around it is not printed twice.
+        answer(Response::streamed(
+            {"event: delta\ndata: {\"field\":\"gloss\",\"text\":\"Steep \"}\n\n"
+             "event: delta\ndata: {\"field\":\"gloss\",\"text\":\"bank\\n\\n\"}\n\n"
+             "event: done\ndata: {\"gloss\":\"Steep bank\",\"contextual_meaning\":\"\"}\n\n"}));
+        QCOMPARE(cli({u"gloss"_qs, u"bank"_qs, u"--no-history"_qs}).out, QByteArray("Steep bank\n\n"));
     }
 
     void anOverlongSelectionIsNotSent() {

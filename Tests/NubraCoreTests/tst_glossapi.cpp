@@ -234,6 +234,12 @@ private slots:
         outcome = run();
         QVERIFY((outcome.events == std::vector{delta(u"Hel"_qs), delta(u"lo"_qs)}));
         QCOMPARE(outcome.finishedCount, 1);
+
+        // A final "\r" is still an (empty) line: it closes the block, and the error ends the lookup.
+        m_next = Response::streamed({deltaBlock1 + "event: error\ndata: {\"code\":\"X\"}\n\r"});
+        outcome = run();
+        QCOMPARE(outcome.finishedCount, 0);
+        QCOMPARE(outcome.failures, std::vector{GlossAPIError::upstream(u"X"_qs, QString())});
     }
 
     void droppedConnectionKeepsTheCompleteEvents() {

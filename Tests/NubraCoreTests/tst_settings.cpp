@@ -206,8 +206,8 @@ private slots:
         store->insert(record);
         QCOMPARE(store->count(), 1);
         QVERIFY(!QFileInfo::exists(dir.filePath("no")));
-        QCOMPARE(log.messages().size(), 1);
-        QVERIFY(log.messages().front().contains("unable to open database file"));
+        // The failure is dropped: a log line would create the debug log that the start-up line checks.
+        QCOMPARE(log.messages(), QStringList());
 
         auto onDisk = AppSettings::openHistory(dir.filePath("history.sqlite3"));
         QVERIFY(onDisk);

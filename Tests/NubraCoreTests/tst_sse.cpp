@@ -241,6 +241,14 @@ private slots:
         QVERIFY(decoder.finish().empty());
     }
 
+    void aLastLineWithoutLineFeedClosesItsBlockAsUsual() {
+        SSEDecoder decoder;
+        QVERIFY(decoder.push("event: error\ndata: {\"code\":\"X\"}\n\r").empty());
+        QCOMPARE(decoder.endOfBody(), std::vector{error(u"X"_qs, QString())});
+        QCOMPARE(decoder.state(), SSEDecoder::State::ended);
+        QVERIFY(decoder.finish().empty());
+    }
+
     void decoderFinishDeliversUnterminatedBlock() {
         SSEDecoder decoder;
         QCOMPARE(decoder.push("event: delta\ndata: {\"text\":\"a\"}\n\nevent: error\ndata: {}\n"),

@@ -111,6 +111,28 @@ private slots:
         QVERIFY2(errorMessage(result).contains(message), qPrintable(errorMessage(result)));
     }
 
+    void bodiesWithoutAStatedLengthAreRefusedUnread() {
+        RunningServer server(fixedSetup());
+        // Chunked: the client never says how much is coming.
+        const std::string body = glossBody();
+        const auto chunked = server.client()->Post(
+            "/v1/gloss",
+            [&body](std::size_t, httplib::DataSink& sink) {
+                sink.write(body.data(), body.size());
+                sink.done();
+                return true;
+            },
+            "application/json");
+        QVERIFY(chunked);
+        QCOMPARE(chunked->status, 400);
+        QVERIFY2(errorMessage(chunked).contains(u"Content-Length"), qPrintable(errorMessage(chunked)));
+
+        const auto compressed = server.client()->Post(
+            "/v1/gloss", httplib::Headers{{"content-encoding", "gzip"}}, body, "application/json");
+        QVERIFY(compressed);
+        QCOMPARE(compressed->status, 400);
+    }
+
     void styleAndSourceAppAreAccepted() {
         RunningServer server(fixedSetup());
         const auto result = server.client()->Post(

@@ -188,6 +188,10 @@ private slots:
         QVERIFY(unknown.result.gloss.contains(QStringLiteral("--backend openai")));
         QVERIFY(lookup(QStringLiteral("xqzzyv blorft"))
                     .result.gloss.startsWith(QStringLiteral("\u201cxqzzyv blorft\u201d has no entry")));
+        // Accented letters are part of the word: "élan" is not "lan" (a local area network).
+        QVERIFY(lookup(QStringLiteral("«bank»")).result.gloss.startsWith(QStringLiteral("bank (noun)\n")));
+        QVERIFY(lookup(QStringLiteral("«élan»"))
+                    .result.gloss.startsWith(QStringLiteral("\u201c«élan»\u201d has no entry")));
     }
 
     void streamedDeltasAddUpToTheResult() {

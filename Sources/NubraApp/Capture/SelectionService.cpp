@@ -35,7 +35,17 @@ QString capturePathName(CapturePath path) {
 
 std::shared_ptr<AccessibleElement> SelectionService::focusedElement() {
     FocusQuery query = m_desktop.accessibility.focusedElement();
-    return query.status == FocusQuery::success ? query.element : nullptr;
+    if (query.status != FocusQuery::success || !query.element)
+        return nullptr;
+    // Focus is known from the last application that reported it; when one without accessibility has
+    // come to the front since, that element is not what the user is looking at.
+    const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
+    if (front && front->processId > 0) {
+        const std::optional<qint64> owner = query.element->processId();
+        if (owner && *owner != front->processId)
+            return nullptr;
+    }
+    return query.element;
 }
 
 SelectionService::Probe SelectionService::probeOnce() {

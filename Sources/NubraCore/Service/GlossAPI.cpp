@@ -54,7 +54,7 @@ QUrl GlossAPI::configuredBaseURL(bool dev) {
 }
 
 QString GlossAPI::baseURLDescription() const {
-    return m_baseURL.toString();
+    return m_baseURL.toString(QUrl::FullyEncoded);
 }
 
 QUrl GlossAPI::endpoint(const QString& path) const {

@@ -149,7 +149,7 @@ void GlossLookup::onReplyFinished() {
     onReadyRead();
     if (m_ended)
         return;
-    if (!deliver(m_decoder.finish(), false))
+    if (!deliver(m_decoder.endOfBody(), true) || !deliver(m_decoder.finish(), false))
         return;
     if (m_decoder.state() == SSEDecoder::State::tooLarge) {
         dropReply();

@@ -32,15 +32,25 @@ std::vector<SSEEvent> SSEDecoder::push(QByteArrayView bytes) {
     }
 }
 
-std::vector<SSEEvent> SSEDecoder::finish() {
+std::vector<SSEEvent> SSEDecoder::endOfBody() {
     std::vector<SSEEvent> events;
-    if (m_state != State::reading)
+    if (m_state != State::reading || m_bodyEnded)
         return events;
-    m_state = State::ended;
+    m_bodyEnded = true;
     if (auto line = m_splitter.finish(); line && !take(*line, events)) {
         m_state = State::tooLarge;
         return events;
     }
+    if (!events.empty() && (events.back().isDone() || events.back().isError()))
+        m_state = State::ended;
+    return events;
+}
+
+std::vector<SSEEvent> SSEDecoder::finish() {
+    std::vector<SSEEvent> events = endOfBody();
+    if (m_state != State::reading)
+        return events;
+    m_state = State::ended;
     if (auto block = m_accumulator.flush())
         decode(*block, events);
     for (SSEEvent& event : m_parser.finish())

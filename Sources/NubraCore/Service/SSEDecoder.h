@@ -26,8 +26,12 @@ public:
     // The events completed by `bytes`, up to and including a terminal one.
     std::vector<SSEEvent> push(QByteArrayView bytes);
 
-    // At the end of the body: the events of whatever is left unterminated, delivered as they are (a
-    // terminal event here does not stop the ones before it).
+    // At the end of the body, first: a last line without its line feed is still a line of the stream,
+    // so a block it closes comes out (and may end the stream) exactly as in `push`.
+    std::vector<SSEEvent> endOfBody();
+
+    // Then: the events of whatever is left unterminated, delivered as they are (a terminal event here
+    // does not stop the ones before it). Runs `endOfBody` first if nobody did.
     std::vector<SSEEvent> finish();
 
     State state() const { return m_state; }
@@ -45,5 +49,6 @@ private:
     QByteArray m_block; // the block with the extra line feed that makes the parser decode it at once
     qsizetype m_received = 0;
     State m_state = State::reading;
+    bool m_bodyEnded = false;
     bool m_responseTooLarge = false;
 };

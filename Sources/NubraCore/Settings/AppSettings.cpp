@@ -69,16 +69,15 @@ QString AppSettings::historyPath() {
 }
 
 std::unique_ptr<HistoryStore> AppSettings::openHistory(const QString& path) {
+    // Failures are dropped without a log line: logging would create the debug log, and whether it
+    // exists decides whether the start-up line is written.
     try {
         return std::make_unique<HistoryStore>(path);
-    } catch (const HistoryStoreError& error) {
-        nbDebug(QStringLiteral("history: cannot open ") + path + QStringLiteral(" (") + error.message() +
-                QStringLiteral("), keeping it in memory"));
+    } catch (const HistoryStoreError&) {
     }
     try {
         return std::make_unique<HistoryStore>(QStringLiteral(":memory:"));
-    } catch (const HistoryStoreError& error) {
-        nbDebug(QStringLiteral("history: no store at all: ") + error.message());
+    } catch (const HistoryStoreError&) {
         return nullptr;
     }
 }

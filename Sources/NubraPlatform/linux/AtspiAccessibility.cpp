@@ -103,6 +103,23 @@ public:
             .value_or(std::nullopt);
     }
 
+    std::optional<qint64> processId() override {
+        AtspiAccessible* object = m_object;
+        return m_thread
+            ->call(
+                [object]() {
+                    GError* error = nullptr;
+                    const guint pid = atspi_accessible_get_process_id(object, &error);
+                    if (error) {
+                        g_error_free(error);
+                        return std::optional<qint64>();
+                    }
+                    return std::optional<qint64>(pid);
+                },
+                AtspiAccessibility::callTimeoutMs)
+            .value_or(std::nullopt);
+    }
+
 private:
     struct Snapshot {
         bool hasText = false;

@@ -16,7 +16,7 @@ struct LinuxDesktop {
     X11Desktop x11;
     QtPasteboard pasteboard;
     QtPrimarySelection primarySelection;
-    X11Keyboard keyboard;
+    X11Keyboard keyboard{pasteboard};
     X11EventMonitors eventMonitors;
     X11Hotkeys hotkeys;
     QtClock clock;

@@ -14,17 +14,18 @@ QtPasteboard::QtPasteboard() {
 }
 
 QStringList QtPasteboard::types() const {
-    return callOnMainThread(
-               []() {
-                   const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-                   return mime ? mime->formats() : QStringList();
-               },
-               mainThreadTimeoutMs)
-        .value_or(QStringList());
+    const std::optional<QStringList> types = callOnMainThread(
+        []() {
+            const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+            return mime ? mime->formats() : QStringList();
+        },
+        mainThreadTimeoutMs);
+    m_readsIncomplete = !types;
+    return types.value_or(QStringList());
 }
 
 std::optional<QByteArray> QtPasteboard::data(const QString& type) const {
-    return callOnMainThread(
+    std::optional<std::optional<QByteArray>> read = callOnMainThread(
                [type]() -> std::optional<QByteArray> {
                    const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
                    if (!mime || !mime->hasFormat(type))
@@ -34,8 +35,10 @@ std::optional<QByteArray> QtPasteboard::data(const QString& type) const {
                        return std::nullopt;
                    return bytes;
                },
-               mainThreadTimeoutMs)
-        .value_or(std::nullopt);
+               mainThreadTimeoutMs);
+    if (!read)
+        m_readsIncomplete = true;
+    return read.value_or(std::nullopt);
 }
 
 void QtPasteboard::clearContents() {

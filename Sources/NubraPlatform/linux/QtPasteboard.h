@@ -23,8 +23,13 @@ public:
     void clearContents() override;
     bool setData(const QByteArray& data, const QString& type) override;
 
+    // Whether a read since the last listing of the types went unanswered (the main thread was busy),
+    // so that a snapshot taken now would miss some of the user's clipboard.
+    bool readsIncomplete() const { return m_readsIncomplete.load(); }
+
 private:
     std::atomic<qint64> m_changes = 0;
+    mutable std::atomic<bool> m_readsIncomplete = false;
 };
 
 // The PRIMARY selection through QClipboard, with the same bounded main-thread hop.

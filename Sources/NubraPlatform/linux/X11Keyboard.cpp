@@ -1,5 +1,7 @@
 #include "NubraPlatform/linux/X11Keyboard.h"
 
+#include "NubraPlatform/linux/QtPasteboard.h"
+
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
@@ -10,6 +12,10 @@ X11Keyboard::~X11Keyboard() {
 }
 
 bool X11Keyboard::beginCopy() {
+    // The clipboard was saved just before; if that save is incomplete, copying over the clipboard would
+    // lose what it missed. No copy is better than a lost clipboard.
+    if (m_pasteboard.readsIncomplete())
+        return false;
     std::lock_guard guard(m_lock);
     if (!m_display)
         m_display = XOpenDisplay(nullptr);

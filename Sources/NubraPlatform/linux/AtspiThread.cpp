@@ -116,30 +116,34 @@ AtspiAccessible* AtspiThread::searchFocused() {
 }
 
 AtspiAccessible* AtspiThread::takeFocused(int timeoutMs) {
-    AtspiAccessible* known = nullptr;
-    {
-        std::lock_guard guard(m_lock);
-        if (m_focused)
-            known = ATSPI_ACCESSIBLE(g_object_ref(m_focused));
-    }
-    if (known) {
-        // Focus events arrive a moment late: right after a click into another field the element we
-        // know may have lost focus already, and reading it would capture the wrong selection.
-        const bool stillFocused =
-            call([known]() { return hasState(known, ATSPI_STATE_FOCUSED); }, timeoutMs).value_or(true);
-        if (stillFocused)
-            return known;
-        g_object_unref(known);
-    }
-    // No focus known, or it moved without telling us yet: look for the focus in the active window.
-    AtspiAccessible* found = call([this]() { return searchFocused(); }, timeoutMs).value_or(nullptr);
-    if (found) {
-        std::lock_guard guard(m_lock);
-        if (m_focused)
-            g_object_unref(m_focused);
-        m_focused = ATSPI_ACCESSIBLE(g_object_ref(found));
-    }
-    return found;
+    // Everything runs on the AT-SPI thread, where the last reference of an object may be dropped.
+    return call(
+               [this]() -> AtspiAccessible* {
+                   AtspiAccessible* known = nullptr;
+                   {
+                       std::lock_guard guard(m_lock);
+                       if (m_focused)
+                           known = ATSPI_ACCESSIBLE(g_object_ref(m_focused));
+                   }
+                   // Focus events arrive a moment late: right after a click into another field the
+                   // element we know may have lost focus already, and reading it would capture the
+                   // wrong selection.
+                   if (known && hasState(known, ATSPI_STATE_FOCUSED))
+                       return known;
+                   if (known)
+                       g_object_unref(known);
+                   // No focus known, or it moved without telling us yet: look in the active window.
+                   AtspiAccessible* found = searchFocused();
+                   if (found) {
+                       std::lock_guard guard(m_lock);
+                       if (m_focused)
+                           g_object_unref(m_focused);
+                       m_focused = ATSPI_ACCESSIBLE(g_object_ref(found));
+                   }
+                   return found;
+               },
+               timeoutMs)
+        .value_or(nullptr);
 }
 
 void AtspiThread::submit(std::function<void()> task) {

@@ -144,6 +144,12 @@ def contains_point(bounds, x, y_top_left):
 
 def run_checks(desktop, textwindow_lines):
     words = word_positions(textwindow_lines)
+    # The window manager runs without bindings, so a click does not focus a window; and mousepad may
+    # have mapped its window after ours. Put our window in front explicitly.
+    window = subprocess.run(["xdotool", "search", "--name", "Nubra Test Text"], capture_output=True,
+                            text=True).stdout.split()
+    check(window, "the text window is not on the desktop")
+    xdotool("windowactivate", "--sync", window[0])
     results = []
 
     def case(name, fn):

@@ -50,6 +50,7 @@ void printLine(const QJsonObject& object) {
 } // namespace
 
 int main(int argc, char** argv) {
+    LinuxDesktop::prepareProcess();
     QGuiApplication app(argc, argv);
     QCommandLineParser parser;
     parser.addHelpOption();

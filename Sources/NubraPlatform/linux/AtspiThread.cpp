@@ -3,7 +3,11 @@
 #include <atspi/atspi.h>
 
 AtspiThread::AtspiThread(int dbusTimeoutMs) {
-    m_context = g_main_context_new();
+    // libatspi attaches the connections it opens to each application to the default GLib context,
+    // whatever context it was given. Were the GUI thread to run that context too, it would dispatch
+    // those connections while this thread calls through them, and the two can deadlock. So this
+    // thread runs the default context, and the GUI thread runs without GLib (see LinuxDesktop).
+    m_context = g_main_context_ref(g_main_context_default());
     m_loop = g_main_loop_new(m_context, FALSE);
     std::promise<bool> started;
     std::future<bool> ready = started.get_future();

@@ -10,8 +10,13 @@
 #include "NubraPlatform/linux/X11Hotkeys.h"
 #include "NubraPlatform/linux/X11Keyboard.h"
 
-// The real desktop of an X11 session. Create it on the main thread after the QGuiApplication.
+// The real desktop of an X11 session. Call `prepareProcess()` before creating the QGuiApplication,
+// then create the desktop on the main thread.
 struct LinuxDesktop {
+    // The GUI thread must not run the default GLib context: the accessibility thread does (see
+    // AtspiThread). Qt then uses its own event dispatcher.
+    static void prepareProcess() { qputenv("QT_NO_GLIB", "1"); }
+
     AtspiAccessibility accessibility;
     X11Desktop x11;
     QtPasteboard pasteboard;

@@ -87,40 +87,31 @@ public:
     }
     std::optional<QRectF> boundsForRange(const TextRange& range) override;
     std::optional<QString> role() override {
-        AtspiAccessible* object = m_object;
-        return m_thread
-            ->call(
-                [object]() {
-                    GError* error = nullptr;
-                    const AtspiRole role = atspi_accessible_get_role(object, &error);
-                    if (error) {
-                        g_error_free(error);
-                        return std::optional<QString>();
-                    }
-                    return std::optional<QString>(roleName(role));
-                },
-                AtspiAccessibility::callTimeoutMs)
-            .value_or(std::nullopt);
+        const std::optional<AtspiRole> role = query<AtspiRole>(&atspi_accessible_get_role);
+        return role ? std::optional<QString>(roleName(*role)) : std::nullopt;
     }
-
-    std::optional<qint64> processId() override {
-        AtspiAccessible* object = m_object;
-        return m_thread
-            ->call(
-                [object]() {
-                    GError* error = nullptr;
-                    const guint pid = atspi_accessible_get_process_id(object, &error);
-                    if (error) {
-                        g_error_free(error);
-                        return std::optional<qint64>();
-                    }
-                    return std::optional<qint64>(pid);
-                },
-                AtspiAccessibility::callTimeoutMs)
-            .value_or(std::nullopt);
-    }
+    std::optional<qint64> processId() override { return query<guint>(&atspi_accessible_get_process_id); }
 
 private:
+    // One libatspi getter of this object, run on the AT-SPI thread; an error or no answer in time is
+    // nothing.
+    template <typename T> std::optional<T> query(T (*get)(AtspiAccessible*, GError**)) {
+        AtspiAccessible* object = m_object;
+        return m_thread
+            ->call(
+                [object, get]() -> std::optional<T> {
+                    GError* error = nullptr;
+                    const T value = get(object, &error);
+                    if (error) {
+                        g_error_free(error);
+                        return std::nullopt;
+                    }
+                    return value;
+                },
+                AtspiAccessibility::callTimeoutMs)
+            .value_or(std::nullopt);
+    }
+
     struct Snapshot {
         bool hasText = false;
         bool utf16Offsets = false;

@@ -26,16 +26,16 @@ QStringList QtPasteboard::types() const {
 
 std::optional<QByteArray> QtPasteboard::data(const QString& type) const {
     std::optional<std::optional<QByteArray>> read = callOnMainThread(
-               [type]() -> std::optional<QByteArray> {
-                   const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-                   if (!mime || !mime->hasFormat(type))
-                       return std::nullopt;
-                   QByteArray bytes = mime->data(type);
-                   if (bytes.size() > maxFormatBytes)
-                       return std::nullopt;
-                   return bytes;
-               },
-               mainThreadTimeoutMs);
+        [type]() -> std::optional<QByteArray> {
+            const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+            if (!mime || !mime->hasFormat(type))
+                return std::nullopt;
+            QByteArray bytes = mime->data(type);
+            if (bytes.size() > maxFormatBytes)
+                return std::nullopt;
+            return bytes;
+        },
+        mainThreadTimeoutMs);
     if (!read)
         m_readsIncomplete = true;
     return read.value_or(std::nullopt);

@@ -6,7 +6,7 @@
 #   ./nubra.sh test    build, run the whole test suite, then rebuild under AddressSanitizer +
 #                      UndefinedBehaviorSanitizer and run the unit tests again, then fuzz the
 #                      event-stream decoder for a bounded time
-#   ./nubra.sh run     build, then start Nubra
+#   ./nubra.sh run     build, start nubra-glossd and Nubra on this desktop (a terminal lookup without one)
 #   ./nubra.sh bench   build the benchmarks and run them (numbers are reported, never judged)
 set -euo pipefail
 
@@ -25,7 +25,10 @@ PACKAGES=(
     wordnet-base
     # test tools
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
-    openbox mousepad imagemagick x11-apps python3 libglib2.0-bin
+    openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
+    trayer
+    # Qt's own dialog texts in Chinese
+    qt6-translations-l10n
 )
 
 log() { printf '\n==> %s\n' "$*"; }
@@ -123,31 +126,43 @@ run_tests() {
     return "$status"
 }
 
-# Until the desktop application lands, Nubra's main job runs headless: the reference gloss service
-# with its offline WordNet backend, and one lookup through the command-line front end.
-run_app() {
-    build
-    local glossd="$BUILD/Sources/NubraGlossd/nubra-glossd" cli="$BUILD/Sources/NubraCLI/nubra-cli"
-    local address="http://127.0.0.1:8790" service=""
+# Starts nubra-glossd at the development endpoint unless a service already answers there; sets SERVICE
+# to the process it started (empty when it used one that was running).
+SERVICE=""
+start_service() {
+    local glossd="$BUILD/Sources/NubraGlossd/nubra-glossd" address="http://127.0.0.1:8790"
     if curl -fsS "$address/v1/updates/latest" >/dev/null 2>&1; then
         log "A gloss service already answers at $address; using it"
-    else
-        log "Starting nubra-glossd (WordNet backend) at $address"
-        "$glossd" --backend wordnet &
-        service=$!
-        trap 'kill "$service" 2>/dev/null; rm -f "$TALLY" "$FAILURES"' EXIT
-        for _ in $(seq 50); do
-            curl -fsS "$address/v1/updates/latest" >/dev/null 2>&1 && break
-            kill -0 "$service" 2>/dev/null || { echo "nubra-glossd did not start" >&2; return 1; }
-            sleep 0.1
-        done
+        return
     fi
-    log "nubra-cli gloss --dev bank (beside \"river\")"
+    log "Starting nubra-glossd (WordNet backend) at $address"
+    "$glossd" --backend wordnet &
+    SERVICE=$!
+    trap 'kill "$SERVICE" 2>/dev/null; rm -f "$TALLY" "$FAILURES"' EXIT
+    for _ in $(seq 50); do
+        curl -fsS "$address/v1/updates/latest" >/dev/null 2>&1 && return
+        kill -0 "$SERVICE" 2>/dev/null || { echo "nubra-glossd did not start" >&2; return 1; }
+        sleep 0.1
+    done
+}
+
+# Nubra on the user's desktop, talking to the local reference service. Without a display there is no
+# desktop to explain text on: one lookup through the command-line front end shows the same service.
+run_app() {
+    build
+    start_service
+    if [[ -n "${DISPLAY:-}" ]]; then
+        log "Starting nubra --dev: select a word in any application (quit from the tray or: nubra --quit)"
+        "$BUILD/Sources/NubraApp/nubra" --dev
+        return
+    fi
+    local cli="$BUILD/Sources/NubraCLI/nubra-cli"
+    log "No X display (DISPLAY is not set), so Nubra cannot run here; one lookup through nubra-cli instead"
     "$cli" gloss --dev --before "We walked along the river " --after " to watch the boats come in." bank
-    if [[ -n "$service" ]]; then
-        log "nubra-glossd keeps listening at $address. Try: $cli gloss --dev <text>"
+    if [[ -n "$SERVICE" ]]; then
+        log "nubra-glossd keeps listening at http://127.0.0.1:8790. Try: $cli gloss --dev <text>"
         echo "Stop it with Ctrl+C."
-        wait "$service"
+        wait "$SERVICE"
     fi
 }
 
@@ -165,6 +180,8 @@ run_bench() {
     "$ROOT/bench/history/compare_sqlite3.sh" "$BUILD/bench/history/bench_history"
     log "Selection capture: release to snapshot on the AT-SPI and PRIMARY paths"
     cmake --build "$BUILD" --target bench_capture
+    log "The application beside GoldenDict: start-up, idle memory and CPU, bubble and card latency"
+    "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }
 
 case "${1:-}" in

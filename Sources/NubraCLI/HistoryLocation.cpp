@@ -1,7 +1,7 @@
 #include "NubraCLI/HistoryLocation.h"
 
 #include "NubraCLI/Console.h"
-#include "NubraCore/Settings/AppSettings.h"
+#include "NubraCore/History/HistoryFile.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
 HistoryLocation::HistoryLocation(CommandParser& command)
@@ -16,7 +16,7 @@ HistoryLocation::HistoryLocation(CommandParser& command)
 }
 
 QString HistoryLocation::path() const {
-    return m_command.parser().isSet(m_db) ? m_command.parser().value(m_db) : AppSettings::historyPath();
+    return m_command.parser().isSet(m_db) ? m_command.parser().value(m_db) : HistoryFile::defaultPath();
 }
 
 std::unique_ptr<HistoryStore> HistoryLocation::open() const {

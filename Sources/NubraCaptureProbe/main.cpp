@@ -38,6 +38,7 @@ private:
 class NoCard final : public CardHost {
 public:
     void close() override {}
+    bool isVisible() const override { return false; }
     std::optional<quint64> windowId() const override { return std::nullopt; }
 };
 

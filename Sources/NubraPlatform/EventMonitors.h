@@ -18,7 +18,8 @@ struct MouseEvent {
     std::optional<quint64> windowId; // the window of this application the event went to, if any
 };
 
-// A key press inside this application; `keyCode` is an ANSI virtual key code (Escape is 53).
+// A key press (inside this application unless a global monitor says otherwise); `keyCode` is an ANSI virtual
+// key code (Escape is 53).
 struct KeyEvent {
     int keyCode = 0;
     quint64 modifierFlags = 0;
@@ -41,5 +42,8 @@ public:
     // Left-button presses in this application's windows; the event itself is never swallowed.
     virtual std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) = 0;
     virtual std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) = 0;
+    // Escape pressed anywhere, whichever window has the keyboard; no other key is ever reported. A
+    // window that never takes focus (the bubble, an unclicked card) hears Escape only this way.
+    virtual std::optional<Token> addGlobalKeyDownMonitor(KeyHandler handler) = 0;
     virtual void removeMonitor(Token token) = 0;
 };

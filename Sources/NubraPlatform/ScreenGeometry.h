@@ -1,9 +1,8 @@
 #pragma once
 
-#include <QPointF>
-#include <QRectF>
+#include "NubraPlatform/ScreenSpace.h"
 
-#include <optional>
+#include <QPointF>
 
 // Screen facts in the product's global coordinates: origin at the bottom-left of the primary display,
 // y growing upwards.
@@ -13,7 +12,7 @@ public:
 
     // Height of the primary display, the one whose frame starts at (0, 0).
     virtual double primaryScreenHeight() = 0;
-    // The main screen's area not covered by panels or docks; absent without a screen.
-    virtual std::optional<QRectF> mainVisibleFrame() = 0;
+    // Every screen, for placing windows next to a selection. Main thread only.
+    virtual ScreenSpace screens() = 0;
     virtual QPointF mouseLocation() = 0;
 };

@@ -1,116 +1,29 @@
 #!/usr/bin/env python3
 """End-to-end capture test on a virtual X11 desktop.
 
-Starts Xvfb, a D-Bus session, the accessibility bus, openbox, a small Qt text window and mousepad,
-drives them with xdotool and checks the JSON lines of nubra-capture-probe. Exits 77 (skipped) when
-the desktop cannot be made.
+Starts a small Qt text window and mousepad on the test desktop (see DesktopTestKit), drives them with
+xdotool and checks the JSON lines of nubra-capture-probe. Exits 77 (skipped) when the desktop cannot be
+made.
 """
 import argparse
-import json
 import os
-import queue
 import shutil
 import subprocess
 import sys
-import tempfile
-import threading
 import time
 
-SKIP = 77
-SCREEN_W, SCREEN_H = 1280, 800
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
+from desktop_kit import SCREEN_H, Failure, Lines, check, run, set_bus_enabled, start_mousepad, xdotool  # noqa: E402
+
+ARGS = None
 
 
-def skip(reason):
-    print(f"SKIP: {reason}")
-    sys.exit(SKIP)
-
-
-class Failure(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
-
-
-class Lines:
-    """Collects a child's stdout lines on a thread so the test can wait for them with a timeout."""
-
-    def __init__(self, process):
-        self.queue = queue.Queue()
-        threading.Thread(target=self._pump, args=(process.stdout,), daemon=True).start()
-
-    def _pump(self, stream):
-        for raw in stream:
-            line = raw.strip()
-            if line:
-                self.queue.put(line)
-
-    def next_json(self, timeout):
-        deadline = time.monotonic() + timeout
-        while True:
-            remaining = deadline - time.monotonic()
-            if remaining <= 0:
-                return None
-            try:
-                line = self.queue.get(timeout=remaining)
-            except queue.Empty:
-                return None
-            try:
-                return json.loads(line)
-            except json.JSONDecodeError:
-                continue
-
-    def drain(self):
-        while not self.queue.empty():
-            self.queue.get_nowait()
-
-
-def free_display():
-    for n in range(90, 200):
-        if not os.path.exists(f"/tmp/.X11-unix/X{n}") and not os.path.exists(f"/tmp/.X{n}-lock"):
-            return n
-    skip("no free X display number")
-
-
-def xdotool(*args):
-    subprocess.run(["xdotool", *map(str, args)], check=True)
-
-
-def set_bus_enabled(enabled):
-    subprocess.run(["gdbus", "call", "--session", "--dest", "org.a11y.Bus", "--object-path", "/org/a11y/bus",
-                    "--method", "org.freedesktop.DBus.Properties.Set", "org.a11y.Status", "IsEnabled",
-                    f"<{'true' if enabled else 'false'}>"], check=True, stdout=subprocess.DEVNULL)
-
-
-class Desktop:
-    def __init__(self, args):
-        self.args = args
-        self.children = []
-
-    def spawn(self, argv, capture=False, env=None):
-        process = subprocess.Popen(argv, stdout=subprocess.PIPE if capture else subprocess.DEVNULL,
-                                   stderr=subprocess.DEVNULL, text=True, env=env)
-        self.children.append(process)
-        return process
-
-    def stop_all(self):
-        for process in reversed(self.children):
-            if process.poll() is None:
-                process.terminate()
-                try:
-                    process.wait(timeout=3)
-                except subprocess.TimeoutExpired:
-                    process.kill()
-                    process.wait()
-
-    def probe(self, trigger):
-        process = self.spawn([self.args.probe, "--trigger", trigger, "--radius", "12"], capture=True)
-        lines = Lines(process)
-        ready = lines.next_json(10)
-        check(ready and ready.get("event") == "ready", f"probe did not start: {ready}")
-        return process, lines
+def start_probe(desktop, trigger):
+    process = desktop.spawn([ARGS.probe, "--trigger", trigger, "--radius", "12"], capture=True)
+    lines = Lines(process)
+    ready = lines.next_json(10)
+    check(ready and ready.get("event") == "ready", f"probe did not start: {ready}")
+    return process, lines
 
 
 def word_positions(lines):
@@ -171,7 +84,7 @@ def run_checks(desktop, textwindow_lines):
         results.append(name)
         print(f"ok - {name}", flush=True)
 
-    probe, lines = desktop.probe("onSelection")
+    probe, lines = start_probe(desktop, "onSelection")
     # Until the first focus event arrives, capture searches the accessibility tree for the focus, and a
     # loaded machine can push that past its time limit: warm up, then check.
     settle(lines, words["charlie"])
@@ -230,7 +143,7 @@ def run_checks(desktop, textwindow_lines):
     probe.terminate()
     probe.wait()
 
-    probe, lines = desktop.probe("optionSelection")
+    probe, lines = start_probe(desktop, "optionSelection")
 
     def option_rule():
         drag(words["delta"], words["foxtrot"])
@@ -248,7 +161,7 @@ def run_checks(desktop, textwindow_lines):
     probe.terminate()
     probe.wait()
 
-    probe, lines = desktop.probe("hotkey")
+    probe, lines = start_probe(desktop, "hotkey")
 
     def hotkey_fires():
         double_click(words["charlie"])
@@ -262,25 +175,9 @@ def run_checks(desktop, textwindow_lines):
     return results
 
 
-def start_mousepad(desktop):
-    """Started early so the editor has settled long before its case runs: a GTK application's first
-    start on a fresh machine is slow, and input sent to it too early can go missing."""
-    path = os.path.join(os.environ["XDG_RUNTIME_DIR"], "gtk.txt")
-    with open(path, "w", encoding="utf-8") as f:
-        f.write("Zulu 😀 yankee xray whiskey victor uniform\n")
-    desktop.spawn(["mousepad", "--disable-server", path])
-    for _ in range(150):
-        found = subprocess.run(["xdotool", "search", "--name", "gtk.txt - Mousepad"], capture_output=True,
-                               text=True).stdout.split()
-        if found:
-            return found[0]
-        time.sleep(0.2)
-    raise Failure("mousepad did not open")
-
-
 def gtk_checks(desktop, window):
     """mousepad counts offsets in code points; the snapshot must still hold the right UTF-16 cut."""
-    probe, lines = desktop.probe("hotkey")
+    probe, lines = start_probe(desktop, "hotkey")
     got = None
     for attempt in range(1, 4):
         xdotool("windowactivate", "--sync", window)
@@ -310,90 +207,25 @@ def gtk_checks(desktop, window):
     probe.wait()
 
 
-def inner(args):
-    desktop = Desktop(args)
-    try:
-        launcher = "/usr/libexec/at-spi-bus-launcher"
-        if not os.path.exists(launcher):
-            skip("at-spi2-core's bus launcher is missing")
-        desktop.spawn([launcher, "--launch-immediately"])
-        for _ in range(50):
-            if subprocess.run(["gdbus", "call", "--session", "--dest", "org.a11y.Bus", "--object-path",
-                               "/org/a11y/bus", "--method", "org.a11y.Bus.GetAddress"],
-                              capture_output=True).returncode == 0:
-                break
-            time.sleep(0.1)
-        else:
-            skip("the accessibility bus did not start")
-        set_bus_enabled(True)
-        # Openbox binds Alt+drag to moving windows; the Option-selection case needs Alt+drag to reach
-        # the text window, so run it without any bindings.
-        config = os.path.join(os.environ["XDG_RUNTIME_DIR"], "rc.xml")  # removed with the runtime dir
-        with open(config, "w", encoding="utf-8") as f:
-            f.write('<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">'
-                    '<keyboard></keyboard><mouse></mouse></openbox_config>')
-        desktop.spawn(["openbox", "--config-file", config])
-        time.sleep(0.5)
-        mousepad = start_mousepad(desktop) if shutil.which("mousepad") else None
-        env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_QPA_PLATFORM="xcb")
-        textwindow = desktop.spawn([args.textwindow], capture=True, env=env)
-        textwindow_lines = Lines(textwindow)
-        run_checks(desktop, textwindow_lines)
-        if mousepad:
-            gtk_checks(desktop, mousepad)
-        subprocess.run(f"import -window root {args.artifacts}/capture-desktop.png", shell=True)
-        return 0
-    except Failure as failure:
-        subprocess.run(f"import -window root {args.artifacts}/capture-desktop.png", shell=True)
-        print(f"FAIL: {failure}", flush=True)
-        # What capture itself logged last, for the run that cannot be repeated by hand.
-        try:
-            with open("/tmp/nb-debug.log", encoding="utf-8", errors="replace") as log:
-                for line in log.readlines()[-15:]:
-                    print(f"# {line.rstrip()}", flush=True)
-        except OSError:
-            pass
-        return 1
-    finally:
-        desktop.stop_all()
-
-
-def outer(args):
-    for tool in ("Xvfb", "dbus-run-session", "xdotool", "openbox", "gdbus", "import"):
-        if not shutil.which(tool):
-            skip(f"{tool} is not installed")
-    display = free_display()
-    runtime = tempfile.mkdtemp(prefix="nubra-xdg-")
-    xvfb = subprocess.Popen(["Xvfb", f":{display}", "-screen", "0", f"{SCREEN_W}x{SCREEN_H}x24", "-nolisten", "tcp"],
-                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    try:
-        for _ in range(50):
-            if os.path.exists(f"/tmp/.X11-unix/X{display}"):
-                break
-            time.sleep(0.1)
-        else:
-            skip("Xvfb did not start")
-        env = dict(os.environ, DISPLAY=f":{display}", XDG_RUNTIME_DIR=runtime, NO_AT_BRIDGE="0",
-                   GTK_A11Y="atspi")
-        env.pop("DBUS_SESSION_BUS_ADDRESS", None)
-        env.pop("QT_QPA_PLATFORM", None)
-        result = subprocess.run(["dbus-run-session", "--", sys.executable, __file__, "--inner", *sys.argv[1:]],
-                                env=env)
-        return result.returncode
-    finally:
-        xvfb.terminate()
-        xvfb.wait()
-        shutil.rmtree(runtime, ignore_errors=True)
+def body(desktop):
+    mousepad = None
+    if shutil.which("mousepad"):
+        mousepad = start_mousepad(desktop, "Zulu 😀 yankee xray whiskey victor uniform\n")
+    env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_QPA_PLATFORM="xcb")
+    textwindow = desktop.spawn([ARGS.textwindow], capture=True, env=env)
+    run_checks(desktop, Lines(textwindow))
+    if mousepad:
+        gtk_checks(desktop, mousepad)
 
 
 def main():
+    global ARGS
     parser = argparse.ArgumentParser()
     parser.add_argument("--probe", required=True)
     parser.add_argument("--textwindow", required=True)
     parser.add_argument("--artifacts", required=True)
-    parser.add_argument("--inner", action="store_true")
-    args = parser.parse_args()
-    sys.exit(inner(args) if args.inner else outer(args))
+    ARGS = parser.parse_args()
+    run(body, os.path.join(ARGS.artifacts, "capture-desktop.png"))
 
 
 if __name__ == "__main__":

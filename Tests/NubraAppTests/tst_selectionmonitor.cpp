@@ -47,7 +47,12 @@ private:
 class FakeCard final : public CardHost {
 public:
     explicit FakeCard(Journal& journal) : m_journal(journal) {}
-    void close() override { m_journal.entries << QStringLiteral("close"); }
+    bool visible = false;
+    void close() override {
+        visible = false;
+        m_journal.entries << QStringLiteral("close");
+    }
+    bool isVisible() const override { return visible; }
     std::optional<quint64> windowId() const override { return cardWindow; }
 
 private:
@@ -127,13 +132,14 @@ private slots:
         log.reset();
     }
 
-    void startInstallsExactlyFourMonitors() {
+    void startTwiceKeepsOneSetOfMonitors() {
+        // Mouse up, outside click, own-window click, Escape here and Escape anywhere.
         start(TriggerMode::onSelection);
-        QCOMPARE(fake->eventMonitors.installed(), 4);
+        QCOMPARE(fake->eventMonitors.installed(), 5);
         QVERIFY(monitor->isRunning());
         QCOMPARE(monitor->contextRadius(), 3);
         start(TriggerMode::doubleClick);
-        QCOMPARE(fake->eventMonitors.installed(), 4);
+        QCOMPARE(fake->eventMonitors.installed(), 5);
         QCOMPARE(monitor->triggerMode(), TriggerMode::doubleClick);
         monitor->stop();
         QCOMPARE(fake->eventMonitors.installed(), 0);
@@ -154,8 +160,10 @@ private slots:
 
         QCOMPARE(journal.entries, (QStringList{QStringLiteral("close"), QStringLiteral("bubble")}));
         QCOMPARE(monitor->pendingSnapshot(), expectedSnapshot());
-        QCOMPARE(*bubble->origin,
-                 BubblePlacement::origin(QRectF(100, 680, 50, 20), fake->screen.visibleFrame));
+        // 22.4 left of the selection's end, its bottom 5 above the selection's top (y 700 from the
+        // bottom of the 900-high screen), given as a top-left corner.
+        QVERIFY(qAbs(bubble->origin->x() - 127.6) < 1e-9);
+        QCOMPARE(bubble->origin->y(), 900.0 - 705 - 44);
         QVERIFY(triggered.isEmpty());
 
         // Clicking the bubble hides it and hands the snapshot on; the snapshot stays pending.
@@ -272,6 +280,76 @@ private slots:
         fake->eventMonitors.localKeyDown({SelectionMonitor::escapeKeyCode, 0});
         QVERIFY(!bubble->isVisible());
         QCOMPARE(journal.entries.mid(2), (QStringList{QStringLiteral("hide"), QStringLiteral("close")}));
+    }
+
+    void escapeInAnotherAppDismissesOnlyWhatIsShown() {
+        start(TriggerMode::onSelection);
+        const KeyEvent escape{SelectionMonitor::escapeKeyCode, 0};
+        fake->eventMonitors.globalKeyDown(escape);
+        QVERIFY(journal.entries.isEmpty()); // nothing on screen: the key is the other app's business
+
+        releaseAndSettle();
+        journal.entries.clear();
+        fake->eventMonitors.globalKeyDown(escape);
+        QCOMPARE(journal.entries, (QStringList{QStringLiteral("hide"), QStringLiteral("close")}));
+
+        card->visible = true; // a card opened from the bubble, never clicked
+        journal.entries.clear();
+        fake->eventMonitors.globalKeyDown(escape);
+        QCOMPARE(journal.entries, QStringList{QStringLiteral("close")});
+        QVERIFY(!card->isVisible());
+
+        monitor->stop();
+        card->visible = true;
+        journal.entries.clear();
+        fake->eventMonitors.globalKeyDown(escape);
+        QVERIFY(journal.entries.isEmpty());
+    }
+
+    void onlyTheNewestReadCounts() {
+        start(TriggerMode::onSelection);
+        auto element = std::static_pointer_cast<FakeElement>(fake->accessibility.focused);
+        fake->eventMonitors.globalMouseUp(release());
+        fake->clock.advance(SelectionMonitor::debounceMs);
+        fake->eventMonitors.globalMouseUp(release());
+        fake->clock.advance(SelectionMonitor::debounceMs);
+        QCOMPARE(fake->tasks.queued(), 2); // two reads under way, the older one slow
+
+        element->selected = QStringLiteral("brown");
+        element->range = TextRange{10, 5};
+        fake->tasks.runAt(1); // the newer read finishes first ...
+        fake->tasks.runAt(1); // ... and reaches the main thread
+        QCOMPARE(monitor->pendingSnapshot()->selectedText, QStringLiteral("brown"));
+
+        element->selected = QStringLiteral("quick");
+        element->range = TextRange{4, 5};
+        fake->tasks.drain(); // the older one arrives last and is dropped
+        QCOMPARE(monitor->pendingSnapshot()->selectedText, QStringLiteral("brown"));
+        QCOMPARE(bubble->shows, 1);
+
+        // A hot key read is superseded the same way by a later mouse capture.
+        monitor->triggerFromHotkey();
+        releaseAndSettle();
+        QVERIFY(triggered.isEmpty());
+        QCOMPARE(bubble->shows, 2);
+    }
+
+    void readFinishingAfterStopIsDropped() {
+        start(TriggerMode::onSelection);
+        fake->eventMonitors.globalMouseUp(release());
+        fake->clock.advance(SelectionMonitor::debounceMs);
+        monitor->stop();
+        fake->tasks.drain();
+        QCOMPARE(bubble->shows, 0);
+        QVERIFY(!monitor->pendingSnapshot());
+
+        // Nor does a restart before it finishes revive it.
+        start(TriggerMode::onSelection);
+        fake->eventMonitors.globalMouseUp(release());
+        fake->clock.advance(SelectionMonitor::debounceMs);
+        start(TriggerMode::onSelection);
+        fake->tasks.drain();
+        QCOMPARE(bubble->shows, 0);
     }
 
     void clicksElsewhere_data() {

@@ -270,16 +270,15 @@ private slots:
     void diagnosisLines() {
         fake->accessibility.focused = std::make_shared<FakeElement>();
         QStringList lines = service->diagnose().split(QLatin1Char('\n'));
-        QCOMPARE(
-            lines,
-            (QStringList{QStringLiteral("Accessibility: granted ✓"),
-                         QStringLiteral("Accessibility bus probe (focused element): OK ✓"),
-                         QStringLiteral("→ Permission chain is fine. Select text in another app, then run "
-                                        "diagnosis again."),
-                         QString(),
-                         QStringLiteral("Common cause: rebuilds change the signing fingerprint, so the old "
-                                        "grant is stale —"),
-                         QStringLiteral("toggle it off and on to fix.")}));
+        QCOMPARE(lines, (QStringList{
+                            QStringLiteral("Accessibility: granted ✓"),
+                            QStringLiteral("Accessibility bus probe (focused element): OK ✓"),
+                            QStringLiteral("→ Permission chain is fine. Select text in another app, then run "
+                                           "diagnosis again."),
+                            QString(),
+                            QStringLiteral("Common cause: Chromium and Electron apps publish their text to "
+                                           "accessibility only on request —"),
+                            QStringLiteral("start them with --force-renderer-accessibility to fix.")}));
 
         fake->accessibility.focused.reset();
         lines = service->diagnose().split(QLatin1Char('\n'));
@@ -295,10 +294,10 @@ private slots:
         QCOMPARE(lines,
                  (QStringList{
                      QStringLiteral("辅助功能授权：未授权 ✗"),
-                     QStringLiteral("辅助功能总线探测：apiDisabled ✗（权限未对当前构建生效）"),
-                     QStringLiteral("→ 建议：系统设置里把 Nubra 开关关掉再打开；无效则重启应用。"), QString(),
-                     QStringLiteral("常见原因：重新构建后签名指纹变化，系统会保留旧授权记录但不再生效——"),
-                     QStringLiteral("关掉再打开开关即可修复。")}));
+                     QStringLiteral("辅助功能总线探测：apiDisabled ✗（辅助功能开关未打开）"),
+                     QStringLiteral("→ 建议：把桌面的辅助功能开关关掉再打开；无效则重启应用。"), QString(),
+                     QStringLiteral("常见原因：Chromium 与 Electron 类应用默认不向辅助功能公开文本——"),
+                     QStringLiteral("用 --force-renderer-accessibility 参数启动它们即可修复。")}));
     }
 
     void openingSettingsTurnsAccessibilityOn() {

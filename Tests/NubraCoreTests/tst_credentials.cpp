@@ -68,11 +68,17 @@ private slots:
         QVERIFY(!store.remove(u"device_token"_qs));
     }
 
-    void platformUUIDIsCanonical() {
-        QCOMPARE(DeviceIdentity::platformUUIDFrom("0123456789abcdef0123456789abcdef\n"),
-                 u"01234567-89AB-CDEF-0123-456789ABCDEF"_qs);
-        QCOMPARE(DeviceIdentity::platformUUIDFrom("5c8a1f2e-0b6d-4f7a-9e3c-1d2b3a4c5e6f"),
-                 u"5C8A1F2E-0B6D-4F7A-9E3C-1D2B3A4C5E6F"_qs);
+    void platformUUIDIsCanonicalAndNeverTheRawId() {
+        const QString fromHex = DeviceIdentity::platformUUIDFrom("0123456789abcdef0123456789abcdef\n");
+        const QRegularExpression canonical(
+            u"^[0-9A-F]{8}-[0-9A-F]{4}-5[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$"_qs);
+        QVERIFY2(canonical.match(fromHex).hasMatch(), qPrintable(fromHex));
+        QVERIFY(!QString(fromHex).remove(u'-').contains(u"0123456789ABCDEF"_qs));
+        // The same machine id written either way is the same device; another id is another device.
+        QCOMPARE(DeviceIdentity::platformUUIDFrom("01234567-89AB-cdef-0123-456789abcdef"),
+                 DeviceIdentity::platformUUIDFrom("0123456789abcdef0123456789abcdef"));
+        QVERIFY(DeviceIdentity::platformUUIDFrom("5c8a1f2e-0b6d-4f7a-9e3c-1d2b3a4c5e6f") !=
+                DeviceIdentity::platformUUIDFrom("0123456789abcdef0123456789abcdef"));
         QCOMPARE(DeviceIdentity::platformUUID(), DeviceIdentity::platformUUID());
         const QRegularExpression fallback(u"^fallback-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_qs);
         const QString first = DeviceIdentity::platformUUIDFrom(QByteArray());

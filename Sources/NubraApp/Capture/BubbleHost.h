@@ -12,10 +12,10 @@ class BubbleHost {
 public:
     virtual ~BubbleHost() = default;
 
-    // `origin` is the panel's lower-left corner in bottom-left-origin global coordinates.
-    virtual void showAt(const QPointF& origin, std::function<void()> onClick) = 0;
+    // `topLeft` is the panel's top-left corner in Qt's logical coordinates (ScreenSpace).
+    virtual void showAt(const QPointF& topLeft, std::function<void()> onClick) = 0;
     virtual void hide() = 0;
     virtual bool isVisible() const = 0;
-    // The panel's window number while it exists.
+    // The native window id of the panel while it exists, as local mouse events carry it.
     virtual std::optional<quint64> windowId() const = 0;
 };

@@ -11,5 +11,8 @@ public:
     virtual ~CardHost() = default;
 
     virtual void close() = 0;
+    // Whether the card is on screen; Escape typed in another application dismisses only then.
+    virtual bool isVisible() const = 0;
+    // The native window id of the card while it exists, as local mouse events carry it.
     virtual std::optional<quint64> windowId() const = 0;
 };

@@ -51,16 +51,25 @@ void SelectionMonitor::start(TriggerMode triggerMode, int contextRadius, Gate ca
         if (self && event.keyCode == escapeKeyCode)
             self->dismiss();
     });
+    // The bubble never takes focus and the card only once clicked, so Escape usually goes to the
+    // application the user reads in. Hear it there too, but only while there is something to dismiss.
+    m_globalEscMonitor = monitors.addGlobalKeyDownMonitor([self](const KeyEvent& event) {
+        if (self && event.keyCode == escapeKeyCode &&
+            (self->m_bubble.isVisible() || self->m_card.isVisible()))
+            self->dismiss();
+    });
 }
 
 void SelectionMonitor::stop() {
     for (std::optional<EventMonitors::Token>* token :
-         {&m_mouseMonitor, &m_outsideClickMonitor, &m_localClickMonitor, &m_escMonitor}) {
+         {&m_mouseMonitor, &m_outsideClickMonitor, &m_localClickMonitor, &m_escMonitor,
+          &m_globalEscMonitor}) {
         if (*token)
             m_desktop.eventMonitors.removeMonitor(**token);
         token->reset();
     }
     m_isRunning = false;
+    ++m_readGeneration; // a read still under way must not bring the bubble back
     hideBubble();
 }
 
@@ -99,16 +108,19 @@ void SelectionMonitor::readSelection(qint64 triggeredAtMs,
     SelectionService* service = &m_service;
     TaskRunner* tasks = &m_desktop.tasks;
     const int radius = m_contextRadius; // a change during the read applies to the next capture
-    tasks->runInBackground([self, service, tasks, radius, triggeredAtMs, done = std::move(done)]() {
-        std::optional<CaptureOutcome> outcome = service->capture(radius);
-        tasks->runOnMain([self, outcome = std::move(outcome), triggeredAtMs, done]() {
-            if (!self)
-                return;
-            if (outcome)
-                self->report(*outcome, triggeredAtMs);
-            done(outcome);
+    const quint64 generation = ++m_readGeneration;
+    tasks->runInBackground(
+        [self, service, tasks, radius, triggeredAtMs, generation, done = std::move(done)]() {
+            std::optional<CaptureOutcome> outcome = service->capture(radius);
+            tasks->runOnMain([self, outcome = std::move(outcome), triggeredAtMs, generation, done]() {
+                // Reads can finish in any order; only the newest one, and none after stop(), counts.
+                if (!self || generation != self->m_readGeneration)
+                    return;
+                if (outcome)
+                    self->report(*outcome, triggeredAtMs);
+                done(outcome);
+            });
         });
-    });
 }
 
 void SelectionMonitor::report(const CaptureOutcome& outcome, qint64 triggeredAtMs) {
@@ -118,6 +130,7 @@ void SelectionMonitor::report(const CaptureOutcome& outcome, qint64 triggeredAtM
 
 void SelectionMonitor::capture() {
     if (m_canCapture && !m_canCapture()) {
+        ++m_readGeneration; // an older read must not show a bubble the gate just refused
         hideBubble();
         return;
     }
@@ -156,9 +169,12 @@ void SelectionMonitor::bubbleClicked() {
 
 void SelectionMonitor::showBubble(const QRectF& near) {
     hideBubble();
-    const QPointF origin = BubblePlacement::origin(near, m_desktop.screen.mainVisibleFrame());
+    // Placed in the units of the screen that holds the selection.
+    const ScreenSpace screens = m_desktop.screen.screens();
+    const QPointF lowerLeft =
+        BubblePlacement::origin(screens.toPlacement(near), screens.visibleFrameFor(near));
     QPointer<SelectionMonitor> self(this);
-    m_bubble.showAt(origin, [self]() {
+    m_bubble.showAt(screens.windowTopLeft(lowerLeft, BubblePlacement::bubbleSize), [self]() {
         if (self)
             self->bubbleClicked();
     });

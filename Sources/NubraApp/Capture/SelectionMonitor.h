@@ -70,9 +70,13 @@ private:
     std::optional<EventMonitors::Token> m_outsideClickMonitor;
     std::optional<EventMonitors::Token> m_localClickMonitor;
     std::optional<EventMonitors::Token> m_escMonitor;
+    std::optional<EventMonitors::Token> m_globalEscMonitor;
     std::optional<SelectionSnapshot> m_pendingSnapshot;
     std::optional<Clock::TaskId> m_workItem;
     qint64 m_releasedAtMs = 0;
+    // Bumped by every read, refused capture and stop(): a read whose number is no longer current
+    // finished too late and is dropped.
+    quint64 m_readGeneration = 0;
     Trigger m_onTrigger;
     Gate m_canCapture;
     bool m_isRunning = false;

@@ -1,5 +1,7 @@
 #include "NubraApp/Capture/SelectionService.h"
 
+#include "NubraApp/Shell/PlatformTexts.h"
+
 #include "NubraCore/Capture/ClipboardSnapshot.h"
 #include "NubraCore/Capture/ContextExtractor.h"
 #include "NubraCore/Support/DebugLog.h"
@@ -211,14 +213,8 @@ QString SelectionService::diagnose() {
                                         "diagnosis again."),
                          QStringLiteral("→ 权限链路正常。请先在其他应用里选中一段文字，再点一次诊断。"));
     } else if (status == FocusQuery::apiDisabled) {
-        lines << L10n::t(
-            QStringLiteral("Accessibility bus probe: apiDisabled ✗ (permission not effective for "
-                           "this build)"),
-            QStringLiteral("辅助功能总线探测：apiDisabled ✗（权限未对当前构建生效）"));
-        lines << L10n::t(
-            QStringLiteral("→ Toggle Nubra off and on in System Settings; if that fails, restart "
-                           "the app."),
-            QStringLiteral("→ 建议：系统设置里把 Nubra 开关关掉再打开；无效则重启应用。"));
+        lines << PlatformTexts::text(PlatformText::diagnosisApiDisabled);
+        lines << PlatformTexts::text(PlatformText::diagnosisToggleAdvice);
     } else {
         lines << L10n::t(QStringLiteral("Accessibility bus probe: ") + QString::number(status) +
                              QStringLiteral(" (may be no focused element right now)"),
@@ -226,12 +222,8 @@ QString SelectionService::diagnose() {
                              QStringLiteral("（此刻可能无焦点元素，可忽略）"));
     }
     lines << QString();
-    lines << L10n::t(
-        QStringLiteral("Common cause: rebuilds change the signing fingerprint, so the old grant is "
-                       "stale —"),
-        QStringLiteral("常见原因：重新构建后签名指纹变化，系统会保留旧授权记录但不再生效——"));
-    lines << L10n::t(QStringLiteral("toggle it off and on to fix."),
-                     QStringLiteral("关掉再打开开关即可修复。"));
+    lines << PlatformTexts::text(PlatformText::diagnosisCommonCause);
+    lines << PlatformTexts::text(PlatformText::diagnosisCommonCauseFix);
     return lines.join(QLatin1Char('\n'));
 }
 

@@ -9,6 +9,18 @@ QString canonical(const QUuid& uuid) {
     return uuid.toString(QUuid::WithoutBraces).toUpper();
 }
 
+// machine-id(5) asks that the raw id never leave the machine: what Linux sends is a name-based UUID
+// derived from it in Nubra's own namespace, stable across runs and useless to anybody else.
+QUuid forThisApplication(const QUuid& machine) {
+#ifdef Q_OS_MACOS
+    return machine;
+#else
+    static const QUuid nubraNamespace(0x6a1c3e52, 0x9b07, 0x4d8e, 0xa4, 0x1f, 0x52, 0x0d, 0x7c, 0xe9, 0x3b,
+                                      0x86);
+    return QUuid::createUuidV5(nubraNamespace, machine.toRfc4122());
+#endif
+}
+
 } // namespace
 
 QString DeviceIdentity::platformUUID() {
@@ -25,6 +37,6 @@ QString DeviceIdentity::platformUUIDFrom(const QByteArray& machineId) {
         uuid = QUuid::fromString(QLatin1StringView(hyphenated));
     }
     if (!uuid.isNull())
-        return canonical(uuid);
+        return canonical(forThisApplication(uuid));
     return QStringLiteral("fallback-") + canonical(QUuid::createUuid());
 }

@@ -1,11 +1,5 @@
 #include "NubraCore/Settings/AppSettings.h"
 
-#include "NubraCore/Support/DebugLog.h"
-
-#include <QDir>
-#include <QFile>
-#include <QStandardPaths>
-
 #include <limits>
 
 namespace {
@@ -57,35 +51,4 @@ void AppSettings::persist() {
     m_defaults.setValue(Key::recordHistory, m_recordHistory);
     m_defaults.setValue(Key::outputLang, m_outputLang);
     m_defaults.setValue(Key::trigger, rawValue(m_triggerMode));
-}
-
-QString AppSettings::historyPath() {
-    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    if (base.isEmpty())
-        return QStringLiteral(":memory:");
-    const QString folder = QDir(base).filePath(QStringLiteral("Nubra"));
-    QDir().mkpath(folder); // a failure shows up as an open failure of the store
-    return QDir(folder).filePath(QStringLiteral("history.sqlite3"));
-}
-
-std::unique_ptr<HistoryStore> AppSettings::openHistory(const QString& path) {
-    // Failures are dropped without a log line: logging would create the debug log, and whether it
-    // exists decides whether the start-up line is written.
-    try {
-        return std::make_unique<HistoryStore>(path);
-    } catch (const HistoryStoreError&) {
-    }
-    try {
-        return std::make_unique<HistoryStore>(QStringLiteral(":memory:"));
-    } catch (const HistoryStoreError&) {
-        return nullptr;
-    }
-}
-
-void AppSettings::writeStartupLine(const QString& baseUrl) {
-    QFile log(DebugLog::path());
-    // Unlike nbDebug this line never creates the log.
-    if (!log.exists() || !log.open(QIODevice::WriteOnly | QIODevice::Append))
-        return;
-    log.write((QStringLiteral("AppState init: api.baseURL=") + baseUrl + u'\n').toUtf8());
 }

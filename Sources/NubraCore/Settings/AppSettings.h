@@ -1,7 +1,6 @@
 #pragma once
 
 #include "NubraCore/Capture/SelectionGate.h"
-#include "NubraCore/History/HistoryStore.h"
 #include "NubraCore/Settings/PermissionPhase.h"
 #include "NubraCore/Support/Defaults.h"
 #include "NubraCore/Vocabulary/Models.h"
@@ -10,13 +9,26 @@
 #include <QSet>
 #include <QString>
 
-#include <memory>
-
 // The user's settings and the shared run-time switches, without any user interface. The application
 // state wraps one instance together with the gloss client, the credential and the history store.
-// Setters only change the value and emit changed(); saving is always an explicit persist().
+// Every setting is a Qt property with its own change signal, so a view follows exactly what it shows.
+// Setters only change the value and signal it; saving is always an explicit persist().
 class AppSettings : public QObject {
     Q_OBJECT
+    Q_PROPERTY(GlossStyle style READ style WRITE setStyle NOTIFY styleChanged)
+    Q_PROPERTY(GlossLength length READ length WRITE setLength NOTIFY lengthChanged)
+    Q_PROPERTY(int contextRadius READ contextRadius WRITE setContextRadius NOTIFY contextRadiusChanged)
+    Q_PROPERTY(ModelTier modelTier READ modelTier WRITE setModelTier NOTIFY modelTierChanged)
+    Q_PROPERTY(bool paused READ paused WRITE setPaused NOTIFY pausedChanged)
+    Q_PROPERTY(bool recordHistory READ recordHistory WRITE setRecordHistory NOTIFY recordHistoryChanged)
+    Q_PROPERTY(QString outputLang READ outputLang WRITE setOutputLang NOTIFY outputLangChanged)
+    Q_PROPERTY(int historyLimit READ historyLimit WRITE setHistoryLimit NOTIFY historyLimitChanged)
+    Q_PROPERTY(TriggerMode triggerMode READ triggerMode WRITE setTriggerMode NOTIFY triggerModeChanged)
+    Q_PROPERTY(bool autoHide READ autoHide WRITE setAutoHide NOTIFY autoHideChanged)
+    Q_PROPERTY(PermissionPhase permissionPhase READ permissionPhase WRITE setPermissionPhase NOTIFY
+                   permissionPhaseChanged)
+    Q_PROPERTY(QSet<QString> excludedApps READ excludedApps WRITE setExcludedApps NOTIFY excludedAppsChanged)
+
 public:
     // Starts from the built-in values; nothing is read until loadPersisted().
     explicit AppSettings(Defaults& defaults, QObject* parent = nullptr);
@@ -34,18 +46,22 @@ public:
     PermissionPhase permissionPhase() const { return m_permissionPhase; }
     const QSet<QString>& excludedApps() const { return m_excludedApps; }
 
-    void setStyle(GlossStyle value) { update(m_style, value); }
-    void setLength(GlossLength value) { update(m_length, value); }
-    void setContextRadius(int value) { update(m_contextRadius, value); }
-    void setModelTier(ModelTier value) { update(m_modelTier, value); }
-    void setPaused(bool value) { update(m_paused, value); }
-    void setRecordHistory(bool value) { update(m_recordHistory, value); }
-    void setOutputLang(const QString& value) { update(m_outputLang, value); }
-    void setHistoryLimit(int value) { update(m_historyLimit, value); }
-    void setTriggerMode(TriggerMode value) { update(m_triggerMode, value); }
-    void setAutoHide(bool value) { update(m_autoHide, value); }
-    void setPermissionPhase(PermissionPhase value) { update(m_permissionPhase, value); }
-    void setExcludedApps(const QSet<QString>& value) { update(m_excludedApps, value); }
+    void setStyle(GlossStyle value) { update(m_style, value, &AppSettings::styleChanged); }
+    void setLength(GlossLength value) { update(m_length, value, &AppSettings::lengthChanged); }
+    void setContextRadius(int value) { update(m_contextRadius, value, &AppSettings::contextRadiusChanged); }
+    void setModelTier(ModelTier value) { update(m_modelTier, value, &AppSettings::modelTierChanged); }
+    void setPaused(bool value) { update(m_paused, value, &AppSettings::pausedChanged); }
+    void setRecordHistory(bool value) { update(m_recordHistory, value, &AppSettings::recordHistoryChanged); }
+    void setOutputLang(const QString& value) { update(m_outputLang, value, &AppSettings::outputLangChanged); }
+    void setHistoryLimit(int value) { update(m_historyLimit, value, &AppSettings::historyLimitChanged); }
+    void setTriggerMode(TriggerMode value) { update(m_triggerMode, value, &AppSettings::triggerModeChanged); }
+    void setAutoHide(bool value) { update(m_autoHide, value, &AppSettings::autoHideChanged); }
+    void setPermissionPhase(PermissionPhase value) {
+        update(m_permissionPhase, value, &AppSettings::permissionPhaseChanged);
+    }
+    void setExcludedApps(const QSet<QString>& value) {
+        update(m_excludedApps, value, &AppSettings::excludedAppsChanged);
+    }
 
     // Reads the eight stored settings over the current values, key by key; a missing or unusable
     // value keeps what is there. The credential is not a setting and is loaded by the caller.
@@ -54,24 +70,26 @@ public:
     // excluded applications are never stored.
     void persist();
 
-    // ~/.local/share/Nubra/history.sqlite3 on Linux, Application Support/Nubra on macOS (the folder is
-    // created); ":memory:" when there is no data location.
-    static QString historyPath();
-    // The store at `path`, or an in-memory one when that cannot be opened, so lookups keep working
-    // for the session; null only when even that fails.
-    static std::unique_ptr<HistoryStore> openHistory(const QString& path);
-    // Appends "AppState init: api.baseURL=<url>" to the debug log, only if the log already exists.
-    static void writeStartupLine(const QString& baseUrl);
-
 signals:
-    void changed();
+    void styleChanged();
+    void lengthChanged();
+    void contextRadiusChanged();
+    void modelTierChanged();
+    void pausedChanged();
+    void recordHistoryChanged();
+    void outputLangChanged();
+    void historyLimitChanged();
+    void triggerModeChanged();
+    void autoHideChanged();
+    void permissionPhaseChanged();
+    void excludedAppsChanged();
 
 private:
-    template <typename T> void update(T& field, const T& value) {
+    template <typename T> void update(T& field, const T& value, void (AppSettings::*notify)()) {
         if (field == value)
             return;
         field = value;
-        emit changed();
+        emit(this->*notify)();
     }
 
     Defaults& m_defaults;

@@ -8,9 +8,15 @@
 
 namespace {
 
+// NUBRA_DEBUG_LOG lets a test desktop keep a log of its own instead of the machine's one.
+QString initialPath() {
+    const QString overridden = qEnvironmentVariable("NUBRA_DEBUG_LOG");
+    return overridden.isEmpty() ? QString::fromLatin1(DebugLog::defaultPath) : overridden;
+}
+
 struct PathSlot {
     std::mutex lock;
-    QString path = QString::fromLatin1(DebugLog::defaultPath);
+    QString path = initialPath();
 };
 
 PathSlot& pathSlot() {

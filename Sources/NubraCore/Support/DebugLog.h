@@ -10,7 +10,8 @@ namespace DebugLog {
 
 inline constexpr const char* defaultPath = "/tmp/nb-debug.log";
 
-// The file nbDebug writes to. Tests point it at a file of their own.
+// The file nbDebug writes to: defaultPath, or NUBRA_DEBUG_LOG when that is set. Tests point it at a
+// file of their own.
 QString path();
 void setPath(const QString& path);
 

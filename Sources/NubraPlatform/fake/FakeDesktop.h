@@ -27,12 +27,12 @@ public:
 
 class FakeScreen final : public ScreenGeometry {
 public:
-    double height = 900;
-    std::optional<QRectF> visibleFrame = QRectF(0, 0, 1440, 875);
+    // One 1440 x 900 screen whose top 25 pixels are taken by a panel.
+    QList<ScreenInfo> screenList{{QRect(0, 0, 1440, 900), QRect(0, 25, 1440, 875), 1}};
     QPointF mouse{100, 100};
 
-    double primaryScreenHeight() override { return height; }
-    std::optional<QRectF> mainVisibleFrame() override { return visibleFrame; }
+    double primaryScreenHeight() override { return screens().deviceHeight(); }
+    ScreenSpace screens() override { return ScreenSpace(screenList); }
     QPointF mouseLocation() override { return mouse; }
 };
 

@@ -24,6 +24,10 @@ std::optional<EventMonitors::Token> FakeEventMonitors::addLocalKeyDownMonitor(Ke
     return add({Kind::localKey, {}, std::move(handler)});
 }
 
+std::optional<EventMonitors::Token> FakeEventMonitors::addGlobalKeyDownMonitor(KeyHandler handler) {
+    return add({Kind::globalKey, {}, std::move(handler)});
+}
+
 void FakeEventMonitors::removeMonitor(Token token) {
     m_monitors.erase(token);
 }
@@ -59,12 +63,22 @@ void FakeEventMonitors::localMouseDown(const MouseEvent& event) {
         playMouse(Kind::localDown, event);
 }
 
-void FakeEventMonitors::localKeyDown(const KeyEvent& event) {
+void FakeEventMonitors::playKey(Kind kind, const KeyEvent& event) {
     QList<KeyHandler> handlers;
     for (const auto& [token, entry] : m_monitors) {
-        if (entry.kind == Kind::localKey)
+        if (entry.kind == kind)
             handlers.append(entry.key);
     }
     for (const KeyHandler& handler : handlers)
         handler(event);
+}
+
+void FakeEventMonitors::localKeyDown(const KeyEvent& event) {
+    playKey(Kind::localKey, event);
+}
+
+void FakeEventMonitors::globalKeyDown(const KeyEvent& event) {
+    constexpr int escapeKeyCode = 53;
+    if (event.keyCode == escapeKeyCode)
+        playKey(Kind::globalKey, event);
 }

@@ -11,6 +11,7 @@ public:
     std::optional<Token> addGlobalMouseDownMonitor(MouseHandler handler) override;
     std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) override;
     std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) override;
+    std::optional<Token> addGlobalKeyDownMonitor(KeyHandler handler) override;
     void removeMonitor(Token token) override;
 
     int installed() const;
@@ -19,9 +20,11 @@ public:
     void globalMouseDown(const MouseEvent& event);
     void localMouseDown(const MouseEvent& event);
     void localKeyDown(const KeyEvent& event);
+    // A key pressed in another application; like the platform, only Escape gets through.
+    void globalKeyDown(const KeyEvent& event);
 
 private:
-    enum class Kind { globalUp, globalDown, localDown, localKey };
+    enum class Kind { globalUp, globalDown, localDown, localKey, globalKey };
     struct Entry {
         Kind kind;
         MouseHandler mouse;
@@ -29,6 +32,7 @@ private:
     };
     Token add(Entry entry);
     void playMouse(Kind kind, const MouseEvent& event);
+    void playKey(Kind kind, const KeyEvent& event);
 
     Token m_next = 1;
     std::map<Token, Entry> m_monitors;

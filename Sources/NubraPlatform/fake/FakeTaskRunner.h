@@ -13,6 +13,8 @@ public:
 
     // Runs queued work, including work queued meanwhile, until nothing is left.
     void drain();
+    // Runs only the job at `index` in the queue (0 is the oldest), so work can finish out of order.
+    void runAt(int index);
     int queued() const { return int(m_queue.size()); }
     int backgroundRuns() const { return m_backgroundRuns; }
     bool inBackground() const { return m_inBackground; }
@@ -22,6 +24,8 @@ private:
         bool background;
         std::function<void()> work;
     };
+    void run(Job job);
+
     std::deque<Job> m_queue;
     int m_backgroundRuns = 0;
     bool m_inBackground = false;

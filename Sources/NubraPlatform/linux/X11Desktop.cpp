@@ -1,11 +1,9 @@
 #include "NubraPlatform/linux/X11Desktop.h"
 
 #include "NubraPlatform/Coordinates.h"
-#include "NubraPlatform/linux/MainThreadCall.h"
+#include "NubraPlatform/linux/QtScreens.h"
 
 #include <QFile>
-#include <QGuiApplication>
-#include <QScreen>
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -103,17 +101,8 @@ double X11Desktop::primaryScreenHeight() {
     return m_display ? DisplayHeight(m_display, DefaultScreen(m_display)) : 0;
 }
 
-std::optional<QRectF> X11Desktop::mainVisibleFrame() {
-    const double height = primaryScreenHeight();
-    return callOnMainThread(
-               [height]() -> std::optional<QRectF> {
-                   const QScreen* screen = QGuiApplication::primaryScreen();
-                   if (!screen)
-                       return std::nullopt;
-                   return Coordinates::flipRect(QRectF(screen->availableGeometry()), height);
-               },
-               500)
-        .value_or(std::nullopt);
+ScreenSpace X11Desktop::screens() {
+    return QtScreens::space();
 }
 
 QPointF X11Desktop::mouseLocation() {

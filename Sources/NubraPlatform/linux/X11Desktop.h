@@ -15,7 +15,7 @@ public:
 
     std::optional<FrontApp> frontmost() override;
     double primaryScreenHeight() override;
-    std::optional<QRectF> mainVisibleFrame() override;
+    ScreenSpace screens() override;
     QPointF mouseLocation() override;
 
 private:

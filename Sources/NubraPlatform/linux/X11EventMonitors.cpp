@@ -1,6 +1,7 @@
 #include "NubraPlatform/linux/X11EventMonitors.h"
 
 #include "NubraPlatform/Coordinates.h"
+#include "NubraPlatform/linux/QtScreens.h"
 #include "NubraPlatform/linux/X11KeyMap.h"
 
 #include <QGuiApplication>
@@ -9,6 +10,8 @@
 #include <QStyleHints>
 #include <QWindow>
 
+#include <algorithm>
+
 namespace {
 // Read before the X11 headers, which define KeyPress as a macro.
 constexpr QEvent::Type qtKeyPress = QEvent::KeyPress;
@@ -16,6 +19,7 @@ constexpr QEvent::Type qtKeyPress = QEvent::KeyPress;
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
+#include <X11/keysym.h>
 
 namespace {
 constexpr int escapeKeyCode = 53;
@@ -37,13 +41,21 @@ X11EventMonitors::X11EventMonitors()
         m_xiOpcode = -1;
         return;
     }
+    selectRawEvents();
+    m_connection.setHandler([this](XEvent& e) { onXEvent(e); });
+}
+
+void X11EventMonitors::selectRawEvents() {
+    Display* display = m_connection.display();
     unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
     XISetMask(bits, XI_RawButtonPress);
     XISetMask(bits, XI_RawButtonRelease);
+    // Every key typed anywhere would reach us with this bit; ask for keys only while someone listens.
+    if (m_keysSelected)
+        XISetMask(bits, XI_RawKeyPress);
     XIEventMask mask{XIAllMasterDevices, int(sizeof(bits)), bits};
     XISelectEvents(display, DefaultRootWindow(display), &mask, 1);
     XFlush(display);
-    m_connection.setHandler([this](XEvent& e) { onXEvent(e); });
 }
 
 X11EventMonitors::~X11EventMonitors() {
@@ -52,11 +64,15 @@ X11EventMonitors::~X11EventMonitors() {
 }
 
 std::optional<EventMonitors::Token> X11EventMonitors::add(Kind kind, MouseHandler mouse, KeyHandler key) {
-    const bool global = kind == Kind::globalUp || kind == Kind::globalDown;
+    const bool global = kind == Kind::globalUp || kind == Kind::globalDown || kind == Kind::globalKey;
     if (global && m_xiOpcode < 0)
         return std::nullopt;
     const Token token = m_next++;
     m_monitors.emplace(token, Entry{kind, std::move(mouse), std::move(key)});
+    if (kind == Kind::globalKey && !m_keysSelected) {
+        m_keysSelected = true;
+        selectRawEvents();
+    }
     return token;
 }
 
@@ -73,8 +89,18 @@ std::optional<EventMonitors::Token> X11EventMonitors::addLocalKeyDownMonitor(Key
     return add(Kind::localKey, {}, std::move(handler));
 }
 
+std::optional<EventMonitors::Token> X11EventMonitors::addGlobalKeyDownMonitor(KeyHandler handler) {
+    return add(Kind::globalKey, {}, std::move(handler));
+}
+
 void X11EventMonitors::removeMonitor(Token token) {
     m_monitors.erase(token);
+    const bool keysWanted = std::any_of(m_monitors.begin(), m_monitors.end(),
+                                        [](const auto& item) { return item.second.kind == Kind::globalKey; });
+    if (m_keysSelected && !keysWanted) {
+        m_keysSelected = false;
+        selectRawEvents();
+    }
 }
 
 void X11EventMonitors::play(Kind kind, const MouseEvent& event) {
@@ -87,22 +113,41 @@ void X11EventMonitors::play(Kind kind, const MouseEvent& event) {
         handler(event);
 }
 
+void X11EventMonitors::playKey(Kind kind, const KeyEvent& event) {
+    std::vector<KeyHandler> handlers;
+    for (const auto& [token, entry] : m_monitors) {
+        if (entry.kind == kind)
+            handlers.push_back(entry.key);
+    }
+    for (const KeyHandler& handler : handlers)
+        handler(event);
+}
+
 void X11EventMonitors::onXEvent(XEvent& event) {
     Display* display = m_connection.display();
     if (event.xcookie.type != GenericEvent || event.xcookie.extension != m_xiOpcode ||
         !XGetEventData(display, &event.xcookie))
         return;
     const int type = event.xcookie.evtype;
-    const int button = static_cast<XIRawEvent*>(event.xcookie.data)->detail;
+    const int detail = static_cast<XIRawEvent*>(event.xcookie.data)->detail;
     XFreeEventData(display, &event.xcookie);
 
+    if (type == XI_RawKeyPress) {
+        // The detail is a key code; anything but Escape is dropped here, unseen and unkept.
+        const int escape = XKeysymToKeycode(display, XK_Escape);
+        if (escape != 0 && detail == escape)
+            playKey(Kind::globalKey, KeyEvent{escapeKeyCode, 0});
+        return;
+    }
+
+    const int button = detail;
     // Raw events carry no position or modifiers: ask the server now.
     Window root = 0, child = 0;
     int rootX = 0, rootY = 0, winX = 0, winY = 0;
     unsigned int state = 0;
     XQueryPointer(display, DefaultRootWindow(display), &root, &child, &rootX, &rootY, &winX, &winY, &state);
     // Like a system-wide monitor, see only what goes to other applications.
-    if (QGuiApplication::topLevelAt(QPoint(rootX, rootY)))
+    if (QGuiApplication::topLevelAt(QtScreens::space().deviceToLogical(QPointF(rootX, rootY)).toPoint()))
         return;
 
     MouseEvent mouse;
@@ -140,14 +185,8 @@ bool X11EventMonitors::eventFilter(QObject* watched, QEvent* event) {
         play(Kind::localDown, mouse);
     } else if (event->type() == qtKeyPress) {
         const auto* keyEvent = static_cast<QKeyEvent*>(event);
-        const KeyEvent key{keyEvent->key() == Qt::Key_Escape ? escapeKeyCode : unknownKeyCode, 0};
-        std::vector<KeyHandler> handlers;
-        for (const auto& [token, entry] : m_monitors) {
-            if (entry.kind == Kind::localKey)
-                handlers.push_back(entry.key);
-        }
-        for (const KeyHandler& handler : handlers)
-            handler(key);
+        playKey(Kind::localKey,
+                KeyEvent{keyEvent->key() == Qt::Key_Escape ? escapeKeyCode : unknownKeyCode, 0});
     }
     return false;
 }

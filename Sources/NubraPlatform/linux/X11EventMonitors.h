@@ -8,8 +8,9 @@
 
 #include <map>
 
-// Global monitors from XInput2 raw button events on a private connection (they arrive even while
-// another client holds a grab); local monitors from an event filter on this application.
+// Global monitors from XInput2 raw button and key events on a private connection (they arrive even
+// while another client holds a grab); local monitors from an event filter on this application. Raw key
+// presses are selected only while a global key monitor exists, and only Escape is passed on.
 class X11EventMonitors final : public QObject, public EventMonitors {
 public:
     X11EventMonitors();
@@ -19,13 +20,14 @@ public:
     std::optional<Token> addGlobalMouseDownMonitor(MouseHandler handler) override;
     std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) override;
     std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) override;
+    std::optional<Token> addGlobalKeyDownMonitor(KeyHandler handler) override;
     void removeMonitor(Token token) override;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    enum class Kind { globalUp, globalDown, localDown, localKey };
+    enum class Kind { globalUp, globalDown, localDown, localKey, globalKey };
     struct Entry {
         Kind kind;
         MouseHandler mouse;
@@ -34,9 +36,12 @@ private:
     std::optional<Token> add(Kind kind, MouseHandler mouse, KeyHandler key);
     void onXEvent(XEvent& event);
     void play(Kind kind, const MouseEvent& event);
+    void playKey(Kind kind, const KeyEvent& event);
+    void selectRawEvents();
 
     X11Connection m_connection;
     int m_xiOpcode = -1;
+    bool m_keysSelected = false;
     ClickCounter m_clicks;
     QElapsedTimer m_elapsed;
     int m_lastClickCount = 1;

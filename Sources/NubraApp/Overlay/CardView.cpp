@@ -1,0 +1,208 @@
+#include "NubraApp/Overlay/CardView.h"
+
+#include "NubraApp/Overlay/OverlayController.h"
+#include "NubraCore/Vocabulary/L10n.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+
+// A small indeterminate spinner: a rotating arc. It only ticks while it is on screen.
+class Spinner final : public QWidget {
+public:
+    explicit Spinner(QWidget* parent) : QWidget(parent) {
+        setFixedSize(16, 16);
+        m_timer.setInterval(80);
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            m_angle = (m_angle + 30) % 360;
+            update();
+        });
+    }
+
+protected:
+    void showEvent(QShowEvent*) override { m_timer.start(); }
+    void hideEvent(QHideEvent*) override { m_timer.stop(); }
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QColor color = palette().color(QPalette::WindowText);
+        color.setAlphaF(0.55f);
+        painter.setPen(QPen(color, 2, Qt::SolidLine, Qt::RoundCap));
+        painter.drawArc(QRectF(rect()).adjusted(2, 2, -2, -2), -m_angle * 16, 270 * 16);
+    }
+
+private:
+    QTimer m_timer;
+    int m_angle = 0;
+};
+
+QFont systemFont(int pixelSize, QFont::Weight weight = QFont::Normal) {
+    QFont font;
+    font.setPixelSize(pixelSize);
+    font.setWeight(weight);
+    return font;
+}
+
+QLabel* makeLabel(QWidget* parent, const QString& name, int pixelSize, QFont::Weight weight = QFont::Normal) {
+    auto* label = new QLabel(parent);
+    label->setObjectName(name);
+    label->setFont(systemFont(pixelSize, weight));
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignLeading | Qt::AlignTop);
+    return label;
+}
+
+// Streamed text as rich text, so that it keeps its own line breaks and gets extra space between lines.
+QString spacedHtml(const QString& text, int lineSpacing) {
+    return QStringLiteral("<div style=\"white-space:pre-wrap; line-height:%1px; "
+                          "-qt-line-height-type:line-distance;\">%2</div>")
+        .arg(lineSpacing)
+        .arg(text.toHtmlEscaped());
+}
+
+QLabel* makeSelectableText(QWidget* parent, const QString& name, int pixelSize) {
+    QLabel* label = makeLabel(parent, name, pixelSize);
+    label->setTextFormat(Qt::RichText);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    label->setCursor(Qt::IBeamCursor);
+    return label;
+}
+
+void setTextColor(QLabel* label, const QPalette& source, qreal alpha) {
+    QPalette palette = label->palette();
+    QColor color = source.color(QPalette::WindowText);
+    color.setAlphaF(float(alpha));
+    palette.setColor(QPalette::WindowText, color);
+    palette.setColor(QPalette::Text, color);
+    label->setPalette(palette);
+}
+
+// Emphasis levels of the card's texts, as fractions of the palette's text colour.
+constexpr qreal secondary = 0.62;
+constexpr qreal tertiary = 0.42;
+
+} // namespace
+
+CardView::CardView(OverlayController& controller, QWidget* parent)
+    : QWidget(parent), m_controller(controller) {
+    setFixedWidth(cardWidth);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(padding, padding, padding, padding);
+    layout->setSpacing(8);
+
+    m_loadingRow = new QWidget(this);
+    m_loadingRow->setObjectName(QStringLiteral("loadingRow"));
+    auto* row = new QHBoxLayout(m_loadingRow);
+    row->setContentsMargins(0, 6, 0, 6);
+    row->setSpacing(8);
+    row->addWidget(new Spinner(m_loadingRow), 0, Qt::AlignVCenter);
+    m_loadingText = makeLabel(m_loadingRow, QStringLiteral("loadingText"), 13);
+    m_loadingText->setWordWrap(false);
+    row->addWidget(m_loadingText, 1, Qt::AlignVCenter);
+    layout->addWidget(m_loadingRow);
+
+    m_errorText = makeLabel(this, QStringLiteral("errorText"), 13);
+    m_errorText->setTextFormat(Qt::RichText);
+    layout->addWidget(m_errorText);
+
+    auto makeSection = [this, layout](const QString& name, QLabel*& heading, QLabel*& text, int textSize,
+                                      int extraTop) {
+        auto* section = new QWidget(this);
+        section->setObjectName(name);
+        auto* column = new QVBoxLayout(section);
+        column->setContentsMargins(0, extraTop, 0, 0);
+        column->setSpacing(5);
+        heading = makeLabel(section, name + QStringLiteral("Heading"), 11, QFont::DemiBold);
+        text = makeSelectableText(section, name + QStringLiteral("Text"), textSize);
+        column->addWidget(heading);
+        column->addWidget(text);
+        layout->addWidget(section);
+        return section;
+    };
+    m_glossSection = makeSection(QStringLiteral("gloss"), m_glossHeading, m_glossText, 14, 0);
+    m_contextSection = makeSection(QStringLiteral("context"), m_contextHeading, m_contextText, 13, 2);
+    layout->addStretch(1);
+
+    applyColors();
+    renderGloss();
+    renderContextualMeaning();
+    renderError();
+    renderChoice();
+
+    auto renderAfter = [this](void (CardView::*render)()) {
+        return [this, render] {
+            (this->*render)();
+            renderChoice();
+        };
+    };
+    connect(&controller, &OverlayController::glossChanged, this, renderAfter(&CardView::renderGloss));
+    connect(&controller, &OverlayController::contextualMeaningChanged, this,
+            renderAfter(&CardView::renderContextualMeaning));
+    connect(&controller, &OverlayController::errorMessageChanged, this, renderAfter(&CardView::renderError));
+    connect(&controller, &OverlayController::isLoadingChanged, this, &CardView::renderChoice);
+}
+
+int CardView::fittingHeight() const {
+    QLayout* column = layout();
+    column->activate();
+    // Without wrapped text showing (an empty card) there is no height-for-width, only the plain hint.
+    return column->hasHeightForWidth() ? column->totalHeightForWidth(cardWidth)
+                                       : column->totalSizeHint().height();
+}
+
+void CardView::renderGloss() {
+    m_glossText->setText(spacedHtml(m_controller.gloss(), 5));
+}
+
+void CardView::renderContextualMeaning() {
+    m_contextText->setText(spacedHtml(m_controller.contextualMeaning(), 4));
+}
+
+void CardView::renderError() {
+    m_errorText->setText(spacedHtml(m_controller.errorMessageText(), 3));
+}
+
+void CardView::renderChoice() {
+    Content content = Content::explanation;
+    if (m_controller.isLoading() && m_controller.gloss().isEmpty())
+        content = Content::loading;
+    else if (m_controller.errorMessage())
+        content = Content::error;
+    else if (m_controller.gloss().isEmpty() && m_controller.contextualMeaning().isEmpty())
+        content = Content::nothing;
+
+    // The language may have changed since the last lookup.
+    m_loadingText->setText(L10n::t(QStringLiteral("Explaining…"), QStringLiteral("解释中…")));
+    m_glossHeading->setText(L10n::t(QStringLiteral("Definition"), QStringLiteral("释义")));
+    m_contextHeading->setText(L10n::t(QStringLiteral("In this context"), QStringLiteral("在此语境中")));
+
+    m_loadingRow->setVisible(content == Content::loading);
+    m_errorText->setVisible(content == Content::error);
+    m_glossSection->setVisible(content == Content::explanation && !m_controller.gloss().isEmpty());
+    m_contextSection->setVisible(content == Content::explanation &&
+                                 !m_controller.contextualMeaning().isEmpty());
+    m_content = content;
+    emit contentChanged();
+}
+
+void CardView::applyColors() {
+    const QPalette& source = palette();
+    setTextColor(m_loadingText, source, secondary);
+    setTextColor(m_errorText, source, secondary);
+    setTextColor(m_glossHeading, source, tertiary);
+    setTextColor(m_contextHeading, source, tertiary);
+    setTextColor(m_glossText, source, 1.0);
+    setTextColor(m_contextText, source, secondary);
+}
+
+void CardView::changeEvent(QEvent* event) {
+    // Light and dark follow the system palette.
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange)
+        applyColors();
+    QWidget::changeEvent(event);
+}

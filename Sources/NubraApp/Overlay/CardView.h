@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QWidget>
+
+class OverlayController;
+class QLabel;
+
+// The inside of the card: the loading row, the error text, or the explanation in up to two sections,
+// re-rendered piece by piece as the controller changes. Its width is fixed; its height follows the
+// content (heightForWidth), and contentChanged() says when it may have changed.
+class CardView : public QWidget {
+    Q_OBJECT
+public:
+    enum class Content { nothing, loading, error, explanation };
+    Q_ENUM(Content)
+
+    static constexpr int cardWidth = 356;
+    static constexpr int padding = 13;
+
+    explicit CardView(OverlayController& controller, QWidget* parent = nullptr);
+
+    Content content() const { return m_content; }
+    // The height the card needs at its fixed width.
+    int fittingHeight() const;
+
+signals:
+    void contentChanged();
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void renderGloss();
+    void renderContextualMeaning();
+    void renderError();
+    // Chooses what shows; cheap, so it runs after every change.
+    void renderChoice();
+    void applyColors();
+
+    OverlayController& m_controller;
+    Content m_content = Content::nothing;
+
+    QWidget* m_loadingRow = nullptr;
+    QLabel* m_loadingText = nullptr;
+    QLabel* m_errorText = nullptr;
+    QWidget* m_glossSection = nullptr;
+    QLabel* m_glossHeading = nullptr;
+    QLabel* m_glossText = nullptr;
+    QWidget* m_contextSection = nullptr;
+    QLabel* m_contextHeading = nullptr;
+    QLabel* m_contextText = nullptr;
+};

@@ -1,0 +1,145 @@
+#include "NubraApp/Shell/AppDelegate.h"
+
+#include "NubraApp/Capture/CaptureGate.h"
+#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraCore/Capture/HotkeyCombo.h"
+#include "NubraCore/History/HistoryFile.h"
+#include "NubraCore/Service/TokenStore.h"
+#include "NubraCore/Support/DebugLog.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QThreadPool>
+#include <QTimer>
+
+AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
+    : QObject(parent), m_desktop(m_linux.desktop()), m_secrets(QString::fromLatin1(TokenStore::service)),
+      m_state(m_defaults, m_secrets, baseURL, HistoryFile::defaultPath()), m_service(m_desktop),
+      m_trust(m_linux.accessibility, m_linux.tasks), m_overlay(m_linux.x11, m_linux.x11),
+      m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_linux.hotkeys),
+      m_permission(m_desktop, m_service, m_trust), m_tray(m_state, m_desktop) {
+    AppStateHolder::shared().install(&m_state);
+    OverlayController::install(&m_overlay);
+
+    connect(&m_permission, &PermissionMonitor::startCapture, this, &AppDelegate::startSelectionMonitor);
+    connect(&m_permission, &PermissionMonitor::closePermissionWindow, this,
+            []() { nbDebug(QStringLiteral("windows: closePermissionFlow")); });
+    connect(&m_overlay, &OverlayController::explanationCompleted, this,
+            [this]() { m_permission.notifyFirstGloss(m_state); });
+
+    TrayMenu& menu = m_tray.menu();
+    menu.setMonitorRunning([this]() { return m_monitor.isRunning(); });
+    connect(&menu, &TrayMenu::closeCardRequested, &m_overlay, &OverlayController::close);
+    connect(&menu, &TrayMenu::checkForUpdatesRequested, this, [this]() { checkForUpdate(true); });
+
+    AppSettings& settings = m_state.settings();
+    connect(&settings, &AppSettings::autoHideChanged, this,
+            [this]() { m_monitor.setAutoHideDismissEnabled(m_state.settings().autoHide()); });
+    connect(&settings, &AppSettings::triggerModeChanged, this, &AppDelegate::onTriggerModeChanged);
+}
+
+AppDelegate::~AppDelegate() {
+    OverlayController::install(nullptr);
+    AppStateHolder::shared().install(nullptr);
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    // A tray utility has no main window: nothing to hide from a task bar here.
+    m_permission.start(m_state);
+    const PermissionPhase phase = m_state.settings().permissionPhase();
+    if (phase == PermissionPhase::active || phase == PermissionPhase::done)
+        startSelectionMonitor();
+    else
+        NubraWindows::showWelcome();
+
+    QPointer<AppDelegate> self(this);
+    QTimer::singleShot(updateCheckDelayMs, this, [self]() {
+        if (self)
+            self->checkForUpdate(false);
+    });
+}
+
+void AppDelegate::startSelectionMonitor() {
+    m_hotkeys.onHotkey = [this]() { m_monitor.triggerFromHotkey(); };
+    AppSettings& settings = m_state.settings();
+    if (settings.triggerMode() == TriggerMode::hotkey)
+        m_hotkeys.registerCombo(HotkeyCombo::load(m_defaults));
+
+    QPointer<AppDelegate> self(this);
+    m_monitor.start(settings.triggerMode(), settings.contextRadius(),
+                    CaptureGate::standard([this]() { return m_state.settings().paused(); },
+                                          [this]() { return m_state.settings().excludedApps(); }, m_linux.x11,
+                                          m_service),
+                    [self](const SelectionSnapshot& snapshot) {
+                        // Handed on from the monitor's own call stack; the card starts on a clean one.
+                        QTimer::singleShot(0, self, [self, snapshot]() {
+                            if (!self)
+                                return;
+                            self->m_overlay.show(snapshot);
+                            self->m_overlay.request(self->m_state);
+                        });
+                    });
+    m_monitor.setAutoHideDismissEnabled(settings.autoHide());
+    m_tray.menu().refresh();
+    nbDebug(QStringLiteral("capture: selection monitor started, trigger=") +
+            rawValue(settings.triggerMode()));
+}
+
+void AppDelegate::onTriggerModeChanged() {
+    const TriggerMode mode = m_state.settings().triggerMode();
+    if (!m_monitor.isRunning())
+        return;
+    m_monitor.setTriggerMode(mode);
+    if (mode == TriggerMode::hotkey)
+        m_hotkeys.registerCombo(HotkeyCombo::load(m_defaults));
+    else
+        m_hotkeys.unregister();
+}
+
+void AppDelegate::applicationShouldHandleReopen() {
+    const PermissionPhase phase = m_state.settings().permissionPhase();
+    if (phase != PermissionPhase::active && phase != PermissionPhase::done)
+        NubraWindows::showPermissionFlow(m_state);
+}
+
+void AppDelegate::perform(const LaunchRequest& request) {
+    AppSettings& settings = m_state.settings();
+    switch (request.action) {
+    case LaunchRequest::Action::reopen:
+        applicationShouldHandleReopen();
+        break;
+    case LaunchRequest::Action::history:
+        NubraWindows::showHistory(m_state);
+        break;
+    case LaunchRequest::Action::settings:
+        NubraWindows::showSettings(m_state, request.settingsTab);
+        break;
+    case LaunchRequest::Action::pause:
+        settings.setPaused(true);
+        break;
+    case LaunchRequest::Action::resume:
+        settings.setPaused(false);
+        break;
+    case LaunchRequest::Action::quit:
+        QCoreApplication::quit();
+        break;
+    }
+}
+
+void AppDelegate::checkForUpdate(bool manual) {
+    // The update flow itself is still to come; for now the check is only announced.
+    nbDebug(QStringLiteral("update: check requested, manual=") +
+            (manual ? QStringLiteral("true") : QStringLiteral("false")));
+}
+
+void AppDelegate::persist() {
+    m_state.persist();
+    m_defaults.sync();
+}
+
+void AppDelegate::shutdown() {
+    m_monitor.stop();
+    m_hotkeys.unregister();
+    m_overlay.close();
+    QThreadPool::globalInstance()->waitForDone();
+}

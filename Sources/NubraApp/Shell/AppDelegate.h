@@ -1,0 +1,60 @@
+#pragma once
+
+#include "NubraApp/Capture/HotkeyManager.h"
+#include "NubraApp/Capture/SelectionMonitor.h"
+#include "NubraApp/Capture/SelectionService.h"
+#include "NubraApp/Onboarding/PermissionMonitor.h"
+#include "NubraApp/Overlay/BubbleWindow.h"
+#include "NubraApp/Overlay/OverlayController.h"
+#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Shell/CommandLine.h"
+#include "NubraApp/Shell/TrayIcon.h"
+#include "NubraCore/Support/Defaults.h"
+#include "NubraPlatform/TrustWatcher.h"
+#include "NubraPlatform/keychain/KeychainSecretStore.h"
+#include "NubraPlatform/linux/LinuxDesktop.h"
+
+#include <QObject>
+
+// Owns every long-lived part of the running application, wires them together and runs the start-up
+// sequence: the permission monitor, then capture or the welcome notice, then the deferred update
+// check. Members are declared in the order they depend on each other, so they are torn down in reverse.
+class AppDelegate : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr int updateCheckDelayMs = 5000;
+
+    explicit AppDelegate(const QUrl& baseURL, QObject* parent = nullptr);
+    ~AppDelegate() override;
+
+    void applicationDidFinishLaunching();
+    // What a later `nubra` asked for, or what this one was started with.
+    void perform(const LaunchRequest& request);
+    // Saves the settings; at quit and when the session ends.
+    void persist();
+    // Stops capture and waits for reads still running, before anything they use is destroyed.
+    void shutdown();
+
+    AppState& state() { return m_state; }
+
+private:
+    void applicationShouldHandleReopen();
+    void startSelectionMonitor();
+    void checkForUpdate(bool manual);
+    void onTriggerModeChanged();
+
+    LinuxDesktop m_linux;
+    Desktop m_desktop;
+    SettingsDefaults m_defaults;
+    KeychainSecretStore m_secrets;
+    AppState m_state;
+    SelectionService m_service;
+    TrustWatcher m_trust;
+    OverlayController m_overlay;
+    BubbleWindow m_bubble;
+    SelectionMonitor m_monitor;
+    HotkeyManager m_hotkeys;
+    PermissionMonitor m_permission;
+    TrayIcon m_tray;
+};

@@ -1,0 +1,87 @@
+#include "NubraApp/Shell/AppState.h"
+
+#include "NubraCore/History/HistoryFile.h"
+#include "NubraCore/Service/DeviceIdentity.h"
+#include "NubraCore/Service/TokenStore.h"
+#include "NubraCore/Support/DebugLog.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QPointer>
+
+AppState::AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
+                   QObject* parent)
+    : QObject(parent), m_defaults(defaults), m_settings(defaults), m_api(baseURL, nubraDirectSession()),
+      m_history(HistoryFile::openOrMemory(historyPath)), m_deviceId(DeviceIdentity::platformUUID()) {
+    Q_ASSERT(baseURL.isValid());
+    if (!m_history)
+        qFatal("Nubra cannot open even an in-memory history database");
+    m_settings.loadPersisted();
+    loadDeviceToken(secrets);
+    writeStartupLine(m_api.baseURL().toString());
+}
+
+AppState::~AppState() {
+    // The secret store may need the main thread to finish the read, so keep it turning meanwhile.
+    while (!m_credentialReader.waitForDone(10))
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+void AppState::setDeviceToken(const QString& token) {
+    if (token == m_deviceToken)
+        return;
+    m_deviceToken = token;
+    emit deviceTokenChanged();
+}
+
+void AppState::loadDeviceToken(SecretStore& secrets) {
+    // Older versions kept the credential in the defaults; the background read sees a copy of that one
+    // entry, and if TokenStore moves it into the keychain, the original is removed here afterwards.
+    const QString legacyKey = TokenStore::account(QString::fromLatin1(TokenKey::deviceToken));
+    const std::optional<QString> legacy = m_defaults.string(legacyKey);
+    QPointer<AppState> self(this);
+    m_credentialReader.start([self, &secrets, legacyKey, legacy]() {
+        InMemoryDefaults snapshot;
+        if (legacy)
+            snapshot.setValue(legacyKey, *legacy);
+        const QString token = TokenStore(secrets, snapshot)
+                                  .load(QString::fromLatin1(TokenKey::deviceToken))
+                                  .value_or(QString());
+        const bool moved = legacy && !snapshot.contains(legacyKey);
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, token, moved, legacyKey]() {
+                if (!self)
+                    return;
+                if (moved)
+                    self->m_defaults.remove(legacyKey);
+                // A token renewed meanwhile is newer than what was stored.
+                if (self->m_deviceToken.isEmpty())
+                    self->setDeviceToken(token);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void AppState::writeStartupLine(const QString& baseUrl) {
+    QFile log(DebugLog::path());
+    // Unlike nbDebug this line never creates the log.
+    if (!log.exists() || !log.open(QIODevice::WriteOnly | QIODevice::Append))
+        return;
+    log.write((QStringLiteral("AppState init: api.baseURL=") + baseUrl + u'\n').toUtf8());
+}
+
+AppStateHolder& AppStateHolder::shared() {
+    static AppStateHolder holder;
+    return holder;
+}
+
+AppState& AppStateHolder::state() {
+    Q_ASSERT(m_state);
+    return *m_state;
+}
+
+void AppStateHolder::install(AppState* state) {
+    Q_ASSERT(!m_state || !state);
+    m_state = state;
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "NubraCore/History/HistoryStore.h"
+#include "NubraCore/Service/GlossAPI.h"
+#include "NubraCore/Settings/AppSettings.h"
+
+#include <QObject>
+#include <QString>
+#include <QThreadPool>
+#include <QUrl>
+
+#include <memory>
+
+class Defaults;
+class SecretStore;
+
+// The one object every part of the application reads and writes: the user's settings (with a change
+// signal per setting), the gloss client, the history store and the service credential. Main thread only.
+class AppState : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString deviceToken READ deviceToken WRITE setDeviceToken NOTIFY deviceTokenChanged)
+
+public:
+    // Builds the state in its fixed order: built-in values, the client for `baseURL`, the history at
+    // `historyPath` (in memory when it cannot be opened), the stored settings, then the start-up line of
+    // the debug log. The credential is read from `secrets` off the main thread, since a keyring can
+    // take seconds to answer; deviceTokenChanged() tells when it has arrived. The destructor waits for
+    // that read, so `secrets` only has to outlive the state.
+    AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
+             QObject* parent = nullptr);
+    ~AppState() override;
+
+    AppSettings& settings() { return m_settings; }
+    const AppSettings& settings() const { return m_settings; }
+    const GlossAPI& api() const { return m_api; }
+    HistoryStore& history() { return *m_history; }
+    Defaults& defaults() { return m_defaults; }
+    // What identifies this machine to the service (DeviceIdentity), read once.
+    const QString& deviceId() const { return m_deviceId; }
+
+    const QString& deviceToken() const { return m_deviceToken; }
+    void setDeviceToken(const QString& token);
+
+    // Writes the eight stored settings.
+    void persist() { m_settings.persist(); }
+
+    // Appends "AppState init: api.baseURL=<url>" to the debug log, only if the log already exists.
+    static void writeStartupLine(const QString& baseUrl);
+
+signals:
+    void deviceTokenChanged();
+
+private:
+    void loadDeviceToken(SecretStore& secrets);
+
+    Defaults& m_defaults;
+    AppSettings m_settings;
+    GlossAPI m_api;
+    std::unique_ptr<HistoryStore> m_history;
+    QString m_deviceToken;
+    QString m_deviceId;
+    QThreadPool m_credentialReader;
+};
+
+// Where the application keeps its one state. The application installs the state it owns at start-up
+// and removes it before tearing it down; every reader in between reaches the same instance.
+class AppStateHolder {
+public:
+    static AppStateHolder& shared();
+
+    AppState& state();
+    bool hasState() const { return m_state != nullptr; }
+    void install(AppState* state);
+
+private:
+    AppState* m_state = nullptr;
+};

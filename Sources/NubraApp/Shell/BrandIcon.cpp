@@ -1,0 +1,122 @@
+#include "NubraApp/Shell/BrandIcon.h"
+
+#include <QFont>
+#include <QFontMetricsF>
+#include <QPainter>
+
+#include <cmath>
+#include <numbers>
+
+namespace BrandIcon {
+
+namespace {
+
+constexpr int iconPixelSizes[] = {16, 22, 24, 32, 48, 64, 128};
+const QColor markWhite = QColor::fromRgbF(1, 1, 1, 0.92f);
+
+QFont letterFont(double pixelSize) {
+    QFont font(QStringLiteral("Nunito"));
+    font.setStyleHint(QFont::SansSerif);
+    font.setWeight(QFont::DemiBold);
+    font.setPixelSize(std::max(1, int(std::lround(pixelSize))));
+    return font;
+}
+
+// The letter N, 0.7 of `rect`'s height, centred in it and nudged right by 1.6 % of the width and up by
+// 3.1 % of the height.
+QPainterPath letterPath(const QRectF& rect) {
+    const QFont font = letterFont(rect.height() * 0.7);
+    const QString letter = QStringLiteral("N");
+    const QRectF ink = QFontMetricsF(font).tightBoundingRect(letter);
+    const QPointF centre = rect.center() + QPointF(rect.width() * 0.016, -rect.height() * 0.031);
+    QPainterPath path;
+    path.addText(centre - ink.center(), font, letter);
+    return path;
+}
+
+QImage moonImage(int pixels) {
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF disc =
+        QRectF(image.rect()).adjusted(pixels * 0.1, pixels * 0.1, -pixels * 0.1, -pixels * 0.1);
+    QPainterPath moon;
+    moon.addEllipse(disc);
+    QPainterPath bite;
+    bite.addEllipse(disc.translated(disc.width() * 0.38, -disc.height() * 0.22));
+    painter.fillPath(moon.subtracted(bite), markWhite);
+    return image;
+}
+
+} // namespace
+
+QPainterPath squirclePath(const QRectF& rect, double n) {
+    const QPointF mid = rect.center();
+    const double a = rect.width() / 2;
+    const double b = rect.height() / 2;
+    const double exponent = 2 / n;
+    QPainterPath path(QPointF(mid.x() + a, mid.y()));
+    for (int k = 1; k <= superellipseSegments; ++k) {
+        const double t = 2 * std::numbers::pi * k / superellipseSegments;
+        const double c = std::cos(t);
+        const double s = std::sin(t);
+        path.lineTo(mid.x() + std::copysign(a * std::pow(std::abs(c), exponent), c),
+                    mid.y() + std::copysign(b * std::pow(std::abs(s), exponent), s));
+    }
+    path.closeSubpath();
+    return path;
+}
+
+QImage markImage(int pixels) {
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF rect(image.rect());
+    painter.setClipPath(squirclePath(rect));
+    painter.fillRect(rect, markWhite);
+    // The letter is cut out of the white shape, so the panel shows through it.
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    painter.fillPath(letterPath(rect), Qt::black);
+    return image;
+}
+
+QIcon menuBarIcon(bool paused) {
+    if (paused) {
+        const QIcon themed = QIcon::fromTheme(QStringLiteral("weather-clear-night-symbolic"));
+        if (!themed.isNull())
+            return themed;
+    }
+    QIcon icon;
+    for (const int pixels : iconPixelSizes)
+        icon.addPixmap(QPixmap::fromImage(paused ? moonImage(pixels) : markImage(pixels)));
+    return icon;
+}
+
+QPixmap bubbleImage(int size) {
+    const int pixels = size * 4;
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF rect = QRectF(image.rect()).adjusted(2, 2, -2, -2);
+    const QPainterPath shape = squirclePath(rect);
+    QLinearGradient fill(rect.topLeft(), rect.bottomRight());
+    fill.setColorAt(0, QColor(0x3d, 0x7b, 0xf5));
+    fill.setColorAt(1, QColor(0x23, 0x55, 0xd6));
+    painter.fillPath(shape, fill);
+    // A light rim keeps the mark apart from dark windows beneath it.
+    painter.setPen(QPen(QColor(255, 255, 255, 150), 3));
+    painter.drawPath(shape);
+    painter.setClipPath(shape);
+    const QRectF letterBox =
+        rect.adjusted(rect.width() * 0.12, rect.height() * 0.12, -rect.width() * 0.12, -rect.height() * 0.12);
+    painter.fillPath(letterPath(letterBox), Qt::white);
+    painter.end();
+    QPixmap pixmap = QPixmap::fromImage(image);
+    pixmap.setDevicePixelRatio(4);
+    return pixmap;
+}
+
+} // namespace BrandIcon

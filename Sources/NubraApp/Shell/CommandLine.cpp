@@ -1,0 +1,279 @@
+#include "NubraApp/Shell/CommandLine.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonParseError>
+#include <QTextStream>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+using Action = LaunchRequest::Action;
+
+namespace {
+
+// The tabs in the order the help lists them; NubraWindows owns the name-to-tab mapping.
+const std::array<QStringView, 4> tabNames = {u"general", u"gloss", u"privacy", u"about"};
+
+struct ActionName {
+    Action action;
+    QStringView name;
+};
+
+const std::array<ActionName, 6> actionNames = {{
+    {Action::reopen, u"reopen"},
+    {Action::history, u"history"},
+    {Action::settings, u"settings"},
+    {Action::pause, u"pause"},
+    {Action::resume, u"resume"},
+    {Action::quit, u"quit"},
+}};
+
+QString nameOf(Action action) {
+    for (const ActionName& entry : actionNames) {
+        if (entry.action == action)
+            return entry.name.toString();
+    }
+    return {};
+}
+
+std::optional<Action> actionNamed(QStringView name) {
+    for (const ActionName& entry : actionNames) {
+        if (entry.name == name)
+            return entry.action;
+    }
+    return std::nullopt;
+}
+
+QString nameOf(NubraWindows::SettingsTab tab) {
+    for (QStringView name : tabNames) {
+        if (NubraWindows::settingsTabFrom(name.toString()) == tab)
+            return name.toString();
+    }
+    return {};
+}
+
+// The option that asks for `action`, as the user typed it, for error messages.
+QString optionText(Action action, std::optional<NubraWindows::SettingsTab> tab) {
+    QString text = QStringLiteral("--") + nameOf(action);
+    if (tab)
+        text += u' ' + nameOf(*tab);
+    return text;
+}
+
+CommandLine::Exit usageError(const QString& message) {
+    return {CommandLine::usageExitCode,
+            QStringLiteral("nubra: ") + message + QStringLiteral("; try 'nubra --help'.\n")};
+}
+
+QString quoted(const QString& text) {
+    return u'\'' + text + u'\'';
+}
+
+} // namespace
+
+namespace CommandLine {
+
+Parsed parse(const QStringList& arguments) {
+    Parsed parsed;
+    bool help = false;
+    bool version = false;
+    std::optional<Action> chosen;
+    std::optional<NubraWindows::SettingsTab> chosenTab;
+
+    const auto fail = [&parsed](const QString& message) {
+        parsed.exit = usageError(message);
+        return parsed;
+    };
+    const auto choose = [&](Action action,
+                            std::optional<NubraWindows::SettingsTab> tab) -> std::optional<QString> {
+        // Repeating the same action is harmless; two different ones cannot both be meant.
+        if (chosen && (*chosen != action || chosenTab != tab))
+            return QStringLiteral("choose one action, not both ") + optionText(*chosen, chosenTab) +
+                   QStringLiteral(" and ") + optionText(action, tab);
+        chosen = action;
+        chosenTab = tab;
+        return std::nullopt;
+    };
+
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (!argument.startsWith(u'-'))
+            return fail(QStringLiteral("unexpected argument ") + quoted(argument));
+
+        const qsizetype equals = argument.indexOf(u'=');
+        const QString name = equals < 0 ? argument : argument.left(equals);
+        const std::optional<QString> value =
+            equals < 0 ? std::nullopt : std::optional<QString>(argument.mid(equals + 1));
+
+        if (name == u"--settings") {
+            std::optional<QString> tabName = value;
+            // The tab may also follow as its own word; a word that looks like an option is not one.
+            if (!tabName && i + 1 < arguments.size() && !arguments.at(i + 1).startsWith(u'-'))
+                tabName = arguments.at(++i);
+            std::optional<NubraWindows::SettingsTab> tab;
+            if (tabName) {
+                tab = NubraWindows::settingsTabFrom(*tabName);
+                if (!tab)
+                    return fail(QStringLiteral("unknown settings tab ") + quoted(*tabName) +
+                                QStringLiteral(" (general, gloss, privacy or about)"));
+            }
+            if (const auto conflict = choose(Action::settings, tab))
+                return fail(*conflict);
+            continue;
+        }
+
+        std::optional<Action> action;
+        bool* flag = nullptr;
+        if (name == u"--history")
+            action = Action::history;
+        else if (name == u"--pause")
+            action = Action::pause;
+        else if (name == u"--resume")
+            action = Action::resume;
+        else if (name == u"--quit")
+            action = Action::quit;
+        else if (name == u"--dev")
+            flag = &parsed.request.dev;
+        else if (name == u"--replace")
+            flag = &parsed.request.replace;
+        else if (name == u"--help" || name == u"-h")
+            flag = &help;
+        else if (name == u"--version")
+            flag = &version;
+        else
+            return fail(QStringLiteral("unknown option ") + quoted(argument));
+
+        if (value)
+            return fail(name + QStringLiteral(" takes no value"));
+        if (flag)
+            *flag = true;
+        else if (const auto conflict = choose(*action, std::nullopt))
+            return fail(*conflict);
+    }
+
+    if (help) {
+        parsed.exit = Exit{0, helpText()};
+        return parsed;
+    }
+    if (version) {
+        parsed.exit = Exit{0, versionText()};
+        return parsed;
+    }
+    if (parsed.request.replace && chosen == Action::quit)
+        return fail(QStringLiteral("--replace cannot be combined with --quit"));
+    parsed.request.action = chosen.value_or(Action::reopen);
+    parsed.request.settingsTab = chosenTab;
+    return parsed;
+}
+
+QString helpText() {
+    return QStringLiteral(
+        "Usage: nubra [ACTION] [OPTIONS]\n"
+        "\n"
+        "Nubra explains the text you select, in place. It runs once per desktop session: a second\n"
+        "'nubra' hands its action to the running one and exits.\n"
+        "\n"
+        "Actions (at most one):\n"
+        "  (none)            start Nubra, or bring up the one already running\n"
+        "  --history         open the history window\n"
+        "  --settings [TAB]  open the settings window; TAB is general, gloss, privacy or about\n"
+        "  --pause           pause capture\n"
+        "  --resume          resume capture\n"
+        "  --quit            quit the running Nubra\n"
+        "\n"
+        "Options:\n"
+        "  --dev             use the development service at http://127.0.0.1:8790\n"
+        "                    (NUBRA_BASE_URL overrides it); applies when Nubra starts\n"
+        "  --replace         wait for the running Nubra to exit, then take its place\n"
+        "  -h, --help        show this help\n"
+        "  --version         show the version\n"
+        "\n"
+        "Exit codes: 0 success, 1 the running Nubra could not be reached, 2 bad command line.\n");
+}
+
+QString versionText() {
+    return QStringLiteral("nubra " NUBRA_VERSION "\n");
+}
+
+int report(const Exit& exit) {
+    FILE* stream = exit.code == 0 ? stdout : stderr;
+    const QByteArray bytes = exit.text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+    std::fflush(stream);
+    return exit.code;
+}
+
+} // namespace CommandLine
+
+namespace LaunchMessage {
+
+namespace {
+
+constexpr char magic[] = {'N', 'B', 'R', 'Q'};
+
+} // namespace
+
+QByteArray encode(const LaunchRequest& request) {
+    QJsonObject object{{QStringLiteral("action"), nameOf(request.action)}};
+    if (request.action == Action::settings && request.settingsTab)
+        object.insert(QStringLiteral("tab"), nameOf(*request.settingsTab));
+    const QByteArray payload = QJsonDocument(object).toJson(QJsonDocument::Compact);
+
+    QByteArray frame(magic, sizeof magic);
+    frame.append(char(version));
+    frame.append(char((payload.size() >> 8) & 0xff));
+    frame.append(char(payload.size() & 0xff));
+    return frame + payload;
+}
+
+Decoded decode(QByteArrayView bytes) {
+    using Status = Decoded::Status;
+    const auto invalid = Decoded{Status::invalid, std::nullopt};
+
+    // Check each byte as soon as it is there, so garbage is refused without waiting for more.
+    const QByteArrayView expected(magic, sizeof magic);
+    if (!expected.startsWith(bytes.first(std::min(bytes.size(), expected.size()))))
+        return invalid;
+    if (bytes.size() <= expected.size())
+        return {};
+    if (quint8(bytes.at(4)) != version)
+        return {Status::unsupportedVersion, std::nullopt};
+    if (bytes.size() < headerSize)
+        return {};
+
+    const qsizetype length = (qsizetype(quint8(bytes.at(5))) << 8) | quint8(bytes.at(6));
+    if (length == 0 || length > maxPayload || bytes.size() > headerSize + length)
+        return invalid;
+    if (bytes.size() < headerSize + length)
+        return {};
+
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes.sliced(headerSize).toByteArray(), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return invalid;
+    const QJsonObject object = document.object();
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        if (it.key() != u"action" && it.key() != u"tab")
+            return invalid;
+        if (!it.value().isString())
+            return invalid;
+    }
+
+    const std::optional<Action> action = actionNamed(object.value(u"action").toString());
+    if (!action)
+        return invalid;
+    LaunchRequest request;
+    request.action = *action;
+    if (object.contains(u"tab")) {
+        if (*action != Action::settings)
+            return invalid;
+        request.settingsTab = NubraWindows::settingsTabFrom(object.value(u"tab").toString());
+        if (!request.settingsTab)
+            return invalid;
+    }
+    return {Status::complete, request};
+}
+
+} // namespace LaunchMessage

@@ -1,0 +1,6 @@
+#include "NubraApp/Shell/HistoryNotifier.h"
+
+HistoryNotifier& HistoryNotifier::shared() {
+    static HistoryNotifier notifier;
+    return notifier;
+}

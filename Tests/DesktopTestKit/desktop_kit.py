@@ -1,0 +1,207 @@
+"""Shared scaffolding of the end-to-end desktop tests: a virtual X11 desktop (Xvfb, a private D-Bus
+session, the accessibility bus, openbox) in which the tests start and drive real applications.
+
+A test script calls `run(main_body, argv)`: the outer process starts Xvfb and re-runs the script inside
+`dbus-run-session`; the inner one gets a Desktop with the accessibility bus and openbox running and a
+private HOME, so nothing on the machine (a mousepad session, dconf settings) leaks into the test.
+Exits with 77 (skipped) when the desktop cannot be made.
+"""
+import json
+import os
+import queue
+import shutil
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+SKIP = 77
+SCREEN_W, SCREEN_H = 1280, 800
+
+def skip(reason):
+    print(f"SKIP: {reason}")
+    sys.exit(SKIP)
+
+
+class Failure(Exception):
+    pass
+
+
+def check(condition, message):
+    if not condition:
+        raise Failure(message)
+
+
+class Lines:
+    """Collects a child's stdout lines on a thread so the test can wait for them with a timeout."""
+
+    def __init__(self, process):
+        self.queue = queue.Queue()
+        threading.Thread(target=self._pump, args=(process.stdout,), daemon=True).start()
+
+    def _pump(self, stream):
+        for raw in stream:
+            line = raw.strip()
+            if line:
+                self.queue.put(line)
+
+    def next_json(self, timeout):
+        deadline = time.monotonic() + timeout
+        while True:
+            remaining = deadline - time.monotonic()
+            if remaining <= 0:
+                return None
+            try:
+                line = self.queue.get(timeout=remaining)
+            except queue.Empty:
+                return None
+            try:
+                return json.loads(line)
+            except json.JSONDecodeError:
+                continue
+
+    def drain(self):
+        while not self.queue.empty():
+            self.queue.get_nowait()
+
+
+def free_display():
+    for n in range(90, 200):
+        if not os.path.exists(f"/tmp/.X11-unix/X{n}") and not os.path.exists(f"/tmp/.X{n}-lock"):
+            return n
+    skip("no free X display number")
+
+
+def xdotool(*args):
+    subprocess.run(["xdotool", *map(str, args)], check=True)
+
+
+def set_bus_enabled(enabled):
+    subprocess.run(["gdbus", "call", "--session", "--dest", "org.a11y.Bus", "--object-path", "/org/a11y/bus",
+                    "--method", "org.freedesktop.DBus.Properties.Set", "org.a11y.Status", "IsEnabled",
+                    f"<{'true' if enabled else 'false'}>"], check=True, stdout=subprocess.DEVNULL)
+
+
+class Desktop:
+    def __init__(self):
+        self.children = []
+
+    def spawn(self, argv, capture=False, env=None, stderr=None):
+        """`stderr`: None drops it, True makes it readable from the process, a path keeps it there."""
+        if isinstance(stderr, str):
+            stderr = open(stderr, "a", encoding="utf-8")
+        elif stderr is True:
+            stderr = subprocess.PIPE
+        process = subprocess.Popen(argv, stdout=subprocess.PIPE if capture else subprocess.DEVNULL,
+                                   stderr=stderr or subprocess.DEVNULL, text=True, env=env)
+        self.children.append(process)
+        return process
+
+    def stop_all(self):
+        for process in reversed(self.children):
+            if process.poll() is None:
+                process.terminate()
+                try:
+                    process.wait(timeout=3)
+                except subprocess.TimeoutExpired:
+                    process.kill()
+                    process.wait()
+
+    def debug_log_tail(self, count=15):
+        """What Nubra logged last, for the run that cannot be repeated by hand."""
+        try:
+            with open(os.environ["NUBRA_DEBUG_LOG"], encoding="utf-8", errors="replace") as log:
+                for line in log.readlines()[-count:]:
+                    print(f"# {line.rstrip()}", flush=True)
+        except OSError:
+            pass
+
+
+def start_mousepad(desktop, text, name="gtk.txt"):
+    """Started early so the editor has settled long before its case runs: a GTK application's first
+    start on a fresh machine is slow, and input sent to it too early can go missing."""
+    path = os.path.join(os.environ["XDG_RUNTIME_DIR"], name)
+    with open(path, "w", encoding="utf-8") as f:
+        f.write(text)
+    desktop.spawn(["mousepad", "--disable-server", path])
+    for _ in range(150):
+        found = subprocess.run(["xdotool", "search", "--name", f"{name} - Mousepad"], capture_output=True,
+                               text=True).stdout.split()
+        if found:
+            return found[0]
+        time.sleep(0.2)
+    raise Failure("mousepad did not open")
+
+
+def _start_session(desktop):
+    launcher = "/usr/libexec/at-spi-bus-launcher"
+    if not os.path.exists(launcher):
+        skip("at-spi2-core's bus launcher is missing")
+    desktop.spawn([launcher, "--launch-immediately"])
+    for _ in range(50):
+        if subprocess.run(["gdbus", "call", "--session", "--dest", "org.a11y.Bus", "--object-path",
+                           "/org/a11y/bus", "--method", "org.a11y.Bus.GetAddress"],
+                          capture_output=True).returncode == 0:
+            break
+        time.sleep(0.1)
+    else:
+        skip("the accessibility bus did not start")
+    set_bus_enabled(True)
+    # Openbox binds Alt+drag to moving windows; tests that Alt+drag need it to reach the application,
+    # so it runs without any bindings.
+    config = os.path.join(os.environ["XDG_RUNTIME_DIR"], "rc.xml")  # removed with the runtime dir
+    with open(config, "w", encoding="utf-8") as f:
+        f.write('<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">'
+                '<keyboard></keyboard><mouse></mouse></openbox_config>')
+    desktop.spawn(["openbox", "--config-file", config])
+    time.sleep(0.5)
+
+
+def run(body, screenshot):
+    """Runs `body(desktop)` on a fresh virtual desktop and exits with its status; `screenshot` is the path
+    of the picture of the screen taken at the end, pass or fail."""
+    if os.environ.get("NUBRA_DESKTOP_INNER") == "1":
+        desktop = Desktop()
+        try:
+            _start_session(desktop)
+            body(desktop)
+            status = 0
+        except Failure as failure:
+            print(f"FAIL: {failure}", flush=True)
+            desktop.debug_log_tail()
+            status = 1
+        finally:
+            subprocess.run(["import", "-window", "root", screenshot])
+            desktop.stop_all()
+        sys.exit(status)
+
+    for tool in ("Xvfb", "dbus-run-session", "xdotool", "openbox", "gdbus", "import"):
+        if not shutil.which(tool):
+            skip(f"{tool} is not installed")
+    display = free_display()
+    runtime = tempfile.mkdtemp(prefix="nubra-xdg-")
+    home = os.path.join(runtime, "home")
+    os.makedirs(home)
+    xvfb = subprocess.Popen(["Xvfb", f":{display}", "-screen", "0", f"{SCREEN_W}x{SCREEN_H}x24", "-nolisten", "tcp"],
+                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        for _ in range(50):
+            if os.path.exists(f"/tmp/.X11-unix/X{display}"):
+                break
+            time.sleep(0.1)
+        else:
+            skip("Xvfb did not start")
+        env = dict(os.environ, DISPLAY=f":{display}", XDG_RUNTIME_DIR=runtime, NO_AT_BRIDGE="0",
+                   GTK_A11Y="atspi", HOME=home, XDG_CONFIG_HOME=os.path.join(home, ".config"),
+                   XDG_DATA_HOME=os.path.join(home, ".local", "share"),
+                   XDG_CACHE_HOME=os.path.join(home, ".cache"), NUBRA_DESKTOP_INNER="1",
+                   NUBRA_DEBUG_LOG=os.path.join(runtime, "nb-debug.log"))
+        env.pop("DBUS_SESSION_BUS_ADDRESS", None)
+        env.pop("QT_QPA_PLATFORM", None)
+        result = subprocess.run(["dbus-run-session", "--", sys.executable, *sys.argv], env=env)
+        sys.exit(result.returncode)
+    finally:
+        xvfb.terminate()
+        xvfb.wait()
+        shutil.rmtree(runtime, ignore_errors=True)

@@ -1,0 +1,197 @@
+#include "NubraApp/Capture/SelectionService.h"
+#include "NubraApp/Onboarding/PermissionMonitor.h"
+#include "NubraApp/Shell/AppState.h"
+#include "NubraCore/Service/SecretStore.h"
+#include "NubraCore/Support/Defaults.h"
+#include "NubraPlatform/TrustWatcher.h"
+#include "NubraPlatform/fake/FakeDesktop.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThreadPool>
+
+class PermissionMonitorTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<DebugLogCapture> log;
+    std::unique_ptr<QTemporaryDir> dir;
+    std::unique_ptr<InMemoryDefaults> defaults;
+    std::unique_ptr<InMemorySecretStore> secrets;
+    std::unique_ptr<AppState> state;
+    std::unique_ptr<FakeDesktop> fake;
+    std::unique_ptr<SelectionService> service;
+    std::unique_ptr<TrustWatcher> trust;
+    std::unique_ptr<PermissionMonitor> monitor;
+    int captureStarts = 0;
+    int windowCloses = 0;
+
+    PermissionPhase phase() const { return state->settings().permissionPhase(); }
+    // One poll interval, then whatever background work it started.
+    void tick() {
+        fake->clock.advance(PermissionMonitor::tickMs);
+        fake->tasks.drain();
+    }
+    int permissionWindowsShown() const {
+        return int(log->messages().count(QStringLiteral("windows: showPermissionFlow")));
+    }
+    // Runs the trust query queued last, then hands its answer to the main thread.
+    void answerTrust() {
+        fake->tasks.runAt(fake->tasks.queued() - 1);
+        fake->tasks.runAt(fake->tasks.queued() - 1);
+    }
+    // The probe's next answer: the focus query's status decides it.
+    void probeAnswers(AXSelfCheckResult result) {
+        fake->accessibility.queueStatuses(
+            {result == AXSelfCheckResult::ok ? FocusQuery::noValue : FocusQuery::apiDisabled});
+    }
+
+private slots:
+    void init() {
+        log = std::make_unique<DebugLogCapture>();
+        dir = std::make_unique<QTemporaryDir>();
+        defaults = std::make_unique<InMemoryDefaults>();
+        secrets = std::make_unique<InMemorySecretStore>();
+        state = std::make_unique<AppState>(*defaults, *secrets, QUrl(QStringLiteral("http://127.0.0.1:9")),
+                                           dir->filePath(QStringLiteral("history.sqlite3")));
+        fake = std::make_unique<FakeDesktop>();
+        service = std::make_unique<SelectionService>(fake->desktop());
+        trust = std::make_unique<TrustWatcher>(fake->accessibility, fake->tasks);
+        monitor = std::make_unique<PermissionMonitor>(fake->desktop(), *service, *trust);
+        captureStarts = 0;
+        windowCloses = 0;
+        connect(monitor.get(), &PermissionMonitor::startCapture, this, [this]() { ++captureStarts; });
+        connect(monitor.get(), &PermissionMonitor::closePermissionWindow, this, [this]() { ++windowCloses; });
+    }
+    void cleanup() {
+        monitor.reset();
+        trust.reset();
+        QThreadPool::globalInstance()->waitForDone(); // the state's credential read
+        state.reset();
+        log.reset();
+    }
+
+    void launchWithoutPermissionWaitsForTheSwitch() {
+        fake->accessibility.trusted = false;
+        state->settings().setTriggerMode(TriggerMode::hotkey);
+        monitor->start(*state);
+        QVERIFY(log->messages().isEmpty()); // nothing is known before the trust query answers
+        fake->tasks.drain();
+        QCOMPARE(log->messages(),
+                 QStringList{QStringLiteral("perm: start isTrusted=false phase=notTrusted trigger=hotkey")});
+        tick();
+        QCOMPARE(phase(), PermissionPhase::notTrusted);
+        QCOMPARE(captureStarts, 0);
+
+        fake->accessibility.trusted = true; // the user turns the switch on
+        probeAnswers(AXSelfCheckResult::ok);
+        tick();
+        QCOMPARE(phase(), PermissionPhase::active);
+        QCOMPARE(permissionWindowsShown(), 1);
+        QCOMPARE(captureStarts, 1);
+        // From here on trust is no longer asked.
+        const int queries = fake->tasks.backgroundRuns();
+        tick();
+        tick();
+        QCOMPARE(fake->tasks.backgroundRuns(), queries);
+    }
+
+    void staleGrantNeedsRestartUntilToggled() {
+        probeAnswers(AXSelfCheckResult::apiDisabled);
+        monitor->start(*state);
+        fake->tasks.drain();
+        QCOMPARE(log->messages().constFirst(),
+                 QStringLiteral("perm: start isTrusted=true phase=notTrusted trigger=onSelection"));
+        QCOMPARE(captureStarts, 1); // at once, before the probe has answered
+        QCOMPARE(phase(), PermissionPhase::needsRestart);
+        QCOMPARE(permissionWindowsShown(), 0);
+
+        // While the grant stays on, the probe is repeated every tick.
+        probeAnswers(AXSelfCheckResult::apiDisabled);
+        tick();
+        QCOMPARE(phase(), PermissionPhase::needsRestart);
+        QCOMPARE(fake->accessibility.focusQueries, 2);
+
+        fake->accessibility.trusted = false; // toggled off ...
+        tick();
+        tick();
+        QCOMPARE(phase(), PermissionPhase::needsRestart);
+        QCOMPARE(fake->accessibility.focusQueries, 2); // no probe without the grant
+        fake->accessibility.trusted = true;            // ... and on again
+        probeAnswers(AXSelfCheckResult::ok);
+        tick();
+        QCOMPARE(phase(), PermissionPhase::active);
+        QCOMPARE(permissionWindowsShown(), 1);
+        QCOMPARE(captureStarts, 1);
+        monitor->startSelectionMonitor(*state);
+        QCOMPARE(captureStarts, 1);
+    }
+
+    void lateProbeResultIsDropped() {
+        monitor->start(*state);
+        answerTrust(); // phase checking, probe 1 queued
+        QCOMPARE(phase(), PermissionPhase::checking);
+        QCOMPARE(fake->tasks.queued(), 1);
+
+        // The phase moves on elsewhere; the next tick starts probe 2 while probe 1 still runs.
+        state->settings().setPermissionPhase(PermissionPhase::needsRestart);
+        fake->clock.advance(PermissionMonitor::tickMs);
+        answerTrust();
+        QCOMPARE(phase(), PermissionPhase::checking);
+        QCOMPARE(fake->tasks.queued(), 2);
+        probeAnswers(AXSelfCheckResult::apiDisabled);
+        fake->tasks.runAt(0); // probe 1 answers apiDisabled, later than probe 2 ...
+        fake->tasks.drain();  // ... which answers ok
+        QCOMPARE(phase(), PermissionPhase::active);
+
+        // A probe that answers after the phase left checking changes nothing.
+        state->settings().setPermissionPhase(PermissionPhase::needsRestart);
+        fake->clock.advance(PermissionMonitor::tickMs);
+        answerTrust();
+        QCOMPARE(phase(), PermissionPhase::checking);
+        state->settings().setPermissionPhase(PermissionPhase::needsRestart);
+        fake->tasks.drain();
+        QCOMPARE(phase(), PermissionPhase::needsRestart);
+    }
+
+    void startTwiceHasNoFurtherEffect() {
+        monitor->start(*state);
+        fake->tasks.drain();
+        monitor->start(*state);
+        fake->tasks.drain();
+        QCOMPARE(log->messages().count(), 2);    // the start line and the window, once each
+        QCOMPARE(fake->clock.pendingTasks(), 1); // one poll
+        QCOMPARE(captureStarts, 1);
+    }
+
+    void firstGlossFinishesOnboarding() {
+        monitor->notifyFirstGloss(*state); // not yet active: ignored
+        QCOMPARE(phase(), PermissionPhase::notTrusted);
+
+        monitor->start(*state);
+        fake->tasks.drain();
+        QCOMPARE(phase(), PermissionPhase::active);
+        monitor->notifyFirstGloss(*state);
+        QCOMPARE(phase(), PermissionPhase::done);
+        monitor->notifyFirstGloss(*state); // a second explanation changes nothing
+        fake->clock.advance(PermissionMonitor::closeDelayMs - 1);
+        QCOMPARE(windowCloses, 0);
+        fake->clock.advance(1);
+        QCOMPARE(windowCloses, 1);
+        fake->clock.advance(10 * PermissionMonitor::closeDelayMs);
+        QCOMPARE(windowCloses, 1);
+        QCOMPARE(phase(), PermissionPhase::done);
+    }
+
+    void windowStaysWhenPhaseLeavesDone() {
+        state->settings().setPermissionPhase(PermissionPhase::active);
+        monitor->notifyFirstGloss(*state);
+        state->settings().setPermissionPhase(PermissionPhase::active);
+        fake->clock.advance(PermissionMonitor::closeDelayMs);
+        QCOMPARE(windowCloses, 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(PermissionMonitorTest)
+#include "tst_permissionmonitor.moc"

@@ -1,0 +1,326 @@
+#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Shell/BrandIcon.h"
+#include "NubraApp/Shell/PlatformTexts.h"
+#include "NubraApp/Shell/TrayIcon.h"
+#include "NubraApp/Shell/TrayMenu.h"
+#include "NubraCore/Service/SecretStore.h"
+#include "NubraCore/Vocabulary/L10n.h"
+#include "NubraPlatform/fake/FakeDesktop.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QApplication>
+#include <QLibraryInfo>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThreadPool>
+
+namespace {
+
+const QString separator = QStringLiteral("---");
+
+// What the menu shows, top to bottom: visible items, separators as "---".
+QStringList visibleItems(const QMenu& menu) {
+    QStringList items;
+    for (const QAction* action : menu.actions())
+        if (action->isVisible())
+            items << (action->isSeparator() ? separator : action->text());
+    return items;
+}
+
+// Every visible label, submenu titles and their items included.
+QStringList allLabels(const QMenu& menu) {
+    QStringList labels;
+    for (const QAction* action : menu.actions()) {
+        if (!action->isVisible() || action->isSeparator())
+            continue;
+        labels << action->text();
+        if (action->menu())
+            labels << allLabels(*action->menu());
+    }
+    return labels;
+}
+
+QImage iconImage(const QIcon& icon) {
+    return icon.pixmap(32).toImage().convertToFormat(QImage::Format_ARGB32);
+}
+
+QMessageBox* openAlert(const QString& name) {
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        if (widget->objectName() == name && widget->isVisible())
+            return qobject_cast<QMessageBox*>(widget);
+    return nullptr;
+}
+
+} // namespace
+
+class TrayMenuTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<DebugLogCapture> log;
+    std::unique_ptr<InMemoryDefaults> defaults;
+    std::unique_ptr<InMemorySecretStore> secrets;
+    std::unique_ptr<FakeDesktop> fake;
+    std::unique_ptr<AppState> state;
+
+    void closeAlerts() {
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (qobject_cast<QMessageBox*>(widget))
+                widget->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    // Opening the menu is what refreshes what only changes without a signal (language, debug switch).
+    static void open(QMenu& menu) {
+        menu.popup(QPoint(10, 10));
+        menu.hide();
+    }
+    QAction* item(QMenu& menu, const char* name) {
+        QAction* action = menu.findChild<QAction*>(QLatin1String(name));
+        if (!action)
+            qFatal("no menu item %s", name);
+        return action;
+    }
+
+private slots:
+    void init() {
+        L10n::setOverride(QStringLiteral("en"));
+        log = std::make_unique<DebugLogCapture>();
+        defaults = std::make_unique<InMemoryDefaults>();
+        secrets = std::make_unique<InMemorySecretStore>();
+        fake = std::make_unique<FakeDesktop>();
+        state = std::make_unique<AppState>(*defaults, *secrets, QUrl(QStringLiteral("https://gloss.example")),
+                                           QStringLiteral(":memory:"));
+        QThreadPool::globalInstance()->waitForDone(); // the credential read
+    }
+    void cleanup() {
+        closeAlerts();
+        state.reset();
+        fake.reset();
+        log.reset();
+        L10n::setOverride(std::nullopt);
+    }
+
+    void itemsFollowThePermissionPhase() {
+        TrayMenu menu(*state, fake->desktop());
+        const QStringList rest{
+            QStringLiteral("○ selection monitor not running"),
+            separator,
+            QStringLiteral("Explanation Length"),
+            QStringLiteral("Explanation Style"),
+            QStringLiteral("Model Tier"),
+            QStringLiteral("Output Language"),
+            separator,
+            QStringLiteral("Pause selection"),
+            QStringLiteral("Close current card"),
+            separator,
+            QStringLiteral("History"),
+            QStringLiteral("Check for Updates…"),
+            QStringLiteral("Settings…"),
+            QStringLiteral("Quit"),
+        };
+        QCOMPARE(visibleItems(menu),
+                 QStringList(
+                     {QStringLiteral("⚠️ Not activated — click to enable Accessibility"), separator}) +
+                     rest);
+
+        state->settings().setPermissionPhase(PermissionPhase::needsRestart);
+        QCOMPARE(visibleItems(menu),
+                 QStringList({QStringLiteral("⚠️ Restart to finish activation"), separator}) + rest);
+
+        for (const PermissionPhase phase :
+             {PermissionPhase::checking, PermissionPhase::active, PermissionPhase::done}) {
+            state->settings().setPermissionPhase(phase);
+            QCOMPARE(visibleItems(menu), rest);
+        }
+
+        menu.setMonitorRunning([] { return true; });
+        QCOMPARE(visibleItems(menu).first(), QStringLiteral("● selection monitor running"));
+
+        QCOMPARE(
+            allLabels(*item(menu, "lengthMenu")->menu()),
+            (QStringList{QStringLiteral("Short"), QStringLiteral("Medium"), QStringLiteral("Detailed")}));
+        QCOMPARE(allLabels(*item(menu, "outputLangMenu")->menu()),
+                 (QStringList{QStringLiteral("Match input"), QStringLiteral("Chinese"),
+                              QStringLiteral("English")}));
+    }
+
+    void debugItemsFollowTheDefault() {
+        TrayMenu menu(*state, fake->desktop());
+        const QStringList debugItems{QStringLiteral("Test capture (select text in another app first)…"),
+                                     QStringLiteral("Permission / onboarding status…"),
+                                     QStringLiteral("Diagnose capture environment…")};
+        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), true);
+        open(menu);
+        const QStringList shown = visibleItems(menu);
+        const qsizetype history = shown.indexOf(QStringLiteral("History"));
+        QCOMPARE(shown.mid(history + 1, 4), debugItems + QStringList{QStringLiteral("Check for Updates…")});
+
+        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), false);
+        open(menu);
+        for (const QString& debugItem : debugItems)
+            QVERIFY(!visibleItems(menu).contains(debugItem));
+    }
+
+    void choicesAreCheckedAndSavedOnlyWhenTheyChange() {
+        TrayMenu menu(*state, fake->desktop());
+        QMenu& lengths = *item(menu, "lengthMenu")->menu();
+        const auto checkedLength = [&] {
+            QStringList checked;
+            for (const QAction* action : lengths.actions())
+                if (action->isChecked())
+                    checked << action->objectName();
+            return checked;
+        };
+        QCOMPARE(checkedLength(), QStringList{QStringLiteral("medium")});
+
+        item(lengths, "medium")->trigger();
+        QCOMPARE(checkedLength(), QStringList{QStringLiteral("medium")});
+        QVERIFY(!defaults->contains(QStringLiteral("length"))); // nothing written
+
+        item(lengths, "detailed")->trigger();
+        QCOMPARE(state->settings().length(), GlossLength::detailed);
+        QCOMPARE(checkedLength(), QStringList{QStringLiteral("detailed")});
+        QCOMPARE(defaults->string(QStringLiteral("length")), QStringLiteral("detailed"));
+
+        // A change made elsewhere (the settings window) shows without the menu being opened, as a
+        // D-Bus menu host reads it.
+        state->settings().setOutputLang(QStringLiteral("en"));
+        QVERIFY(item(menu, "en")->isChecked());
+        QVERIFY(!item(menu, "auto")->isChecked());
+        state->settings().setStyle(GlossStyle::coding);
+        QVERIFY(item(menu, "coding")->isChecked());
+    }
+
+    void pauseTogglesLabelLineAndIcon() {
+        TrayIcon tray(*state, fake->desktop());
+        TrayMenu& menu = tray.menu();
+        const QImage running = iconImage(tray.icon());
+        QCOMPARE(running, iconImage(BrandIcon::menuBarIcon(false)));
+        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra"));
+
+        item(menu, "pauseItem")->trigger();
+        QVERIFY(state->settings().paused());
+        QCOMPARE(visibleItems(menu).mid(2, 2),
+                 (QStringList{QStringLiteral("Paused"), QStringLiteral("○ selection monitor not running")}));
+        QCOMPARE(item(menu, "pauseItem")->text(), QStringLiteral("Resume selection"));
+        QCOMPARE(iconImage(tray.icon()), iconImage(BrandIcon::menuBarIcon(true)));
+        QVERIFY(iconImage(tray.icon()) != running);
+        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra — Paused"));
+        QVERIFY(!defaults->contains(QStringLiteral("style"))); // pausing is not saved
+
+        item(menu, "pauseItem")->trigger();
+        QVERIFY(!state->settings().paused());
+        QVERIFY(!visibleItems(menu).contains(QStringLiteral("Paused")));
+        QCOMPARE(item(menu, "pauseItem")->text(), QStringLiteral("Pause selection"));
+        QCOMPARE(iconImage(tray.icon()), running);
+    }
+
+    void chineseLabelsEverywhere() {
+        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), true);
+        state->settings().setPaused(true);
+        TrayMenu menu(*state, fake->desktop());
+        const QStringList english = allLabels(menu);
+
+        L10n::setOverride(QStringLiteral("zh"));
+        open(menu);
+        const QStringList chinese = allLabels(menu);
+        QCOMPARE(chinese.size(), english.size());
+        for (qsizetype i = 0; i < chinese.size(); ++i)
+            QVERIFY2(chinese[i] != english[i], qPrintable(english[i]));
+        QVERIFY(chinese.contains(QStringLiteral("已暂停，选中不再弹出")));
+        QVERIFY(chinese.contains(QStringLiteral("○ 选区监听未运行")));
+        QVERIFY(chinese.contains(QStringLiteral("解释长度")));
+        QVERIFY(chinese.contains(QStringLiteral("跟随输入语言")));
+        QVERIFY(chinese.contains(QStringLiteral("恢复划词")));
+    }
+
+    void captureTestReportsOffTheMainThread() {
+        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), true);
+        TrayMenu menu(*state, fake->desktop());
+        const QString text = QStringLiteral("The quick brown fox jumps over the lazy dog, twice over.");
+        fake->accessibility.focused = FakeElement::textArea(text, 0, text.size());
+
+        item(menu, "captureTestItem")->trigger();
+        item(menu, "captureTestItem")->trigger(); // while one runs, another is not started
+        QCOMPARE(fake->tasks.queued(), 1);
+        QVERIFY(!openAlert(QStringLiteral("captureTestAlert")));
+        fake->tasks.drain();
+        QCOMPARE(fake->tasks.backgroundRuns(), 1);
+        QMessageBox* alert = openAlert(QStringLiteral("captureTestAlert"));
+        QVERIFY(alert);
+        QCOMPARE(alert->windowTitle(), QStringLiteral("✓ Captured (56 chars)"));
+        QCOMPARE(alert->informativeText(),
+                 QStringLiteral("First 40 chars: The quick brown fox jumps over the lazy \n\nIf no bubble "
+                                "appeared, take a screenshot and tell me where it should be."));
+        QVERIFY(alert->findChild<QPushButton*>(QStringLiteral("captureTestAlertButton")));
+        closeAlerts();
+
+        fake->accessibility.focused.reset();
+        item(menu, "captureTestItem")->trigger();
+        fake->tasks.drain();
+        alert = openAlert(QStringLiteral("captureTestAlert"));
+        QVERIFY(alert);
+        QCOMPARE(alert->windowTitle(), QStringLiteral("✗ No selected text captured"));
+        QVERIFY(alert->informativeText().startsWith(QStringLiteral("Accessibility: granted ✓\n")));
+        QVERIFY(alert->informativeText().endsWith(
+            QStringLiteral("\n\nSelect text in a text editor or browser first, then try again.")));
+        closeAlerts();
+
+        item(menu, "diagnoseItem")->trigger();
+        QVERIFY(!openAlert(QStringLiteral("diagnosisAlert")));
+        fake->tasks.drain();
+        alert = openAlert(QStringLiteral("diagnosisAlert"));
+        QVERIFY(alert);
+        QCOMPARE(alert->windowTitle(), QStringLiteral("Capture environment diagnosis"));
+        QCOMPARE(alert->findChild<QPushButton*>(QStringLiteral("diagnosisAlertButton"))->text(),
+                 QStringLiteral("Got it"));
+    }
+
+    void commandsReachTheirHooks() {
+        TrayMenu menu(*state, fake->desktop());
+        QSignalSpy updates(&menu, &TrayMenu::checkForUpdatesRequested);
+        QSignalSpy close(&menu, &TrayMenu::closeCardRequested);
+        item(menu, "checkForUpdatesItem")->trigger();
+        QCOMPARE(updates.size(), 1);
+        QVERIFY(log->messages().contains(QStringLiteral("menu: CheckForUpdates clicked")));
+        item(menu, "closeCardItem")->trigger();
+        QCOMPARE(close.size(), 1);
+    }
+
+    void linuxTextsNameNoMacPlaces() {
+        const QStringList macPlaces{QStringLiteral("System Settings"), QStringLiteral("menu bar"),
+                                    QStringLiteral("Safari"),          QStringLiteral("sign"),
+                                    QStringLiteral("打开系统设置"),    QStringLiteral("菜单栏"),
+                                    QStringLiteral("备忘录"),          QStringLiteral("签名")};
+        for (const QString& language : {QStringLiteral("en"), QStringLiteral("zh")}) {
+            L10n::setOverride(language);
+            for (int id = 0; id <= int(PlatformText::welcomeIconLocation); ++id) {
+                const QString linuxText =
+                    PlatformTexts::text(PlatformText(id), DesktopPlatform::linuxDesktop);
+                QVERIFY(!linuxText.isEmpty());
+                QVERIFY(linuxText != PlatformTexts::text(PlatformText(id), DesktopPlatform::macOS));
+                for (const QString& place : macPlaces)
+                    QVERIFY2(!linuxText.contains(place), qPrintable(linuxText));
+            }
+        }
+        QCOMPARE(PlatformTexts::text(PlatformText::openSettingsButton, DesktopPlatform::macOS),
+                 QStringLiteral("打开系统设置"));
+    }
+
+    // Last: the translator stays installed for the rest of the process.
+    void stockButtonsSpeakChineseWithQtTranslations() {
+        L10n::setOverride(QStringLiteral("en"));
+        QVERIFY(!PlatformTexts::installQtTranslations(*qApp));
+        L10n::setOverride(QStringLiteral("zh"));
+        if (!QFile::exists(QLibraryInfo::path(QLibraryInfo::TranslationsPath) +
+                           QStringLiteral("/qtbase_zh_CN.qm")))
+            QSKIP("Qt's translations are not installed");
+        QVERIFY(PlatformTexts::installQtTranslations(*qApp));
+        QMessageBox box;
+        QCOMPARE(box.addButton(QMessageBox::Ok)->text(), QStringLiteral("确定"));
+    }
+};
+
+QTEST_MAIN(TrayMenuTest)
+#include "tst_traymenu.moc"

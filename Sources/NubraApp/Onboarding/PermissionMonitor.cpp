@@ -84,7 +84,11 @@ void PermissionMonitor::scheduleTick() {
             return;
         self->m_tick.reset();
         self->tick();
-        self->scheduleTick();
+        // Once the permission is in force nothing is watched any more, so the poll ends there and an
+        // idle Nubra has no timer waking it.
+        const PermissionPhase phase = self->m_state->settings().permissionPhase();
+        if (phase != PermissionPhase::active && phase != PermissionPhase::done)
+            self->scheduleTick();
     });
 }
 

@@ -2,7 +2,7 @@
 
 #include "NubraApp/Shell/BrandIcon.h"
 #include "NubraCore/Vocabulary/L10n.h"
-#include "NubraPlatform/linux/X11Compositor.h"
+#include "NubraPlatform/linux/X11Managers.h"
 
 #include <QEasingCurve>
 #include <QPainter>
@@ -90,7 +90,7 @@ BubbleWindow::~BubbleWindow() {
 }
 
 void BubbleWindow::ensurePanel() {
-    const bool translucent = X11Compositor::isRunning();
+    const bool translucent = X11Managers::compositorRunning();
     if (m_panel && m_panel->isTranslucent() != translucent) {
         // Translucency is fixed when the native window is made.
         m_panel->deleteLater();

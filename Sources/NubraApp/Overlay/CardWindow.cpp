@@ -3,7 +3,7 @@
 #include "NubraApp/Overlay/CardPlacement.h"
 #include "NubraApp/Overlay/CardView.h"
 #include "NubraPlatform/ScreenSpace.h"
-#include "NubraPlatform/linux/X11Compositor.h"
+#include "NubraPlatform/linux/X11Managers.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -23,7 +23,7 @@ CardWindow::CardWindow(OverlayController& controller)
     // Not WindowDoesNotAcceptFocus: a click must be able to activate the card for copying and Escape.
     setAttribute(Qt::WA_ShowWithoutActivating);
     setObjectName(QStringLiteral("nubraCard"));
-    m_translucent = X11Compositor::isRunning();
+    m_translucent = X11Managers::compositorRunning();
     // Must be decided before the native window exists: it picks the window's visual.
     if (m_translucent)
         setAttribute(Qt::WA_TranslucentBackground);

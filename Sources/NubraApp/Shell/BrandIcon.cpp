@@ -34,19 +34,26 @@ QPainterPath letterPath(const QRectF& rect) {
     return path;
 }
 
-QImage moonImage(int pixels) {
+// A transparent square of `pixels`, painted with antialiasing by `draw`.
+template <typename Draw> QImage drawn(int pixels, Draw&& draw) {
     QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF disc =
-        QRectF(image.rect()).adjusted(pixels * 0.1, pixels * 0.1, -pixels * 0.1, -pixels * 0.1);
-    QPainterPath moon;
-    moon.addEllipse(disc);
-    QPainterPath bite;
-    bite.addEllipse(disc.translated(disc.width() * 0.38, -disc.height() * 0.22));
-    painter.fillPath(moon.subtracted(bite), markWhite);
+    draw(painter, QRectF(image.rect()));
     return image;
+}
+
+QImage moonImage(int pixels) {
+    return drawn(pixels, [](QPainter& painter, const QRectF& rect) {
+        const double inset = rect.width() * 0.1;
+        const QRectF disc = rect.adjusted(inset, inset, -inset, -inset);
+        QPainterPath moon;
+        moon.addEllipse(disc);
+        QPainterPath bite;
+        bite.addEllipse(disc.translated(disc.width() * 0.38, -disc.height() * 0.22));
+        painter.fillPath(moon.subtracted(bite), markWhite);
+    });
 }
 
 } // namespace
@@ -69,17 +76,13 @@ QPainterPath squirclePath(const QRectF& rect, double n) {
 }
 
 QImage markImage(int pixels) {
-    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF rect(image.rect());
-    painter.setClipPath(squirclePath(rect));
-    painter.fillRect(rect, markWhite);
-    // The letter is cut out of the white shape, so the panel shows through it.
-    painter.setCompositionMode(QPainter::CompositionMode_Clear);
-    painter.fillPath(letterPath(rect), Qt::black);
-    return image;
+    return drawn(pixels, [](QPainter& painter, const QRectF& rect) {
+        painter.setClipPath(squirclePath(rect));
+        painter.fillRect(rect, markWhite);
+        // The letter is cut out of the white shape, so the panel shows through it.
+        painter.setCompositionMode(QPainter::CompositionMode_Clear);
+        painter.fillPath(letterPath(rect), Qt::black);
+    });
 }
 
 QIcon menuBarIcon(bool paused) {
@@ -95,27 +98,22 @@ QIcon menuBarIcon(bool paused) {
 }
 
 QPixmap bubbleImage(int size) {
-    const int pixels = size * 4;
-    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF rect = QRectF(image.rect()).adjusted(2, 2, -2, -2);
-    const QPainterPath shape = squirclePath(rect);
-    QLinearGradient fill(rect.topLeft(), rect.bottomRight());
-    fill.setColorAt(0, QColor(0x3d, 0x7b, 0xf5));
-    fill.setColorAt(1, QColor(0x23, 0x55, 0xd6));
-    painter.fillPath(shape, fill);
-    // A light rim keeps the mark apart from dark windows beneath it.
-    painter.setPen(QPen(QColor(255, 255, 255, 150), 3));
-    painter.drawPath(shape);
-    painter.setClipPath(shape);
-    const QRectF letterBox =
-        rect.adjusted(rect.width() * 0.12, rect.height() * 0.12, -rect.width() * 0.12, -rect.height() * 0.12);
-    painter.fillPath(letterPath(letterBox), Qt::white);
-    painter.end();
-    QPixmap pixmap = QPixmap::fromImage(image);
-    pixmap.setDevicePixelRatio(4);
+    constexpr int scale = 4;
+    QPixmap pixmap = QPixmap::fromImage(drawn(size * scale, [](QPainter& painter, const QRectF& canvas) {
+        const QRectF rect = canvas.adjusted(2, 2, -2, -2);
+        const QPainterPath shape = squirclePath(rect);
+        QLinearGradient fill(rect.topLeft(), rect.bottomRight());
+        fill.setColorAt(0, QColor(0x3d, 0x7b, 0xf5));
+        fill.setColorAt(1, QColor(0x23, 0x55, 0xd6));
+        painter.fillPath(shape, fill);
+        // A light rim keeps the mark apart from dark windows beneath it.
+        painter.setPen(QPen(QColor(255, 255, 255, 150), 3));
+        painter.drawPath(shape);
+        painter.setClipPath(shape);
+        const double inset = rect.width() * 0.12;
+        painter.fillPath(letterPath(rect.adjusted(inset, inset, -inset, -inset)), Qt::white);
+    }));
+    pixmap.setDevicePixelRatio(scale);
     return pixmap;
 }
 

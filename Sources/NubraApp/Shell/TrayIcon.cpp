@@ -4,6 +4,7 @@
 #include "NubraApp/Shell/BrandIcon.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Vocabulary/L10n.h"
+#include "NubraPlatform/linux/X11Managers.h"
 
 #include <QCursor>
 #include <QDBusConnection>
@@ -43,7 +44,8 @@ void TrayIcon::watchForHost() {
     connect(pending, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
         const QDBusPendingReply<bool> reply = *call;
         call->deleteLater();
-        if (reply.isValid() && reply.value())
+        // No D-Bus tray, but an XEmbed tray already runs: the panel is up and that is the tray to use.
+        if ((reply.isValid() && reply.value()) || X11Managers::systemTrayRunning())
             show();
     });
 

@@ -16,8 +16,8 @@ class QTimer;
 //
 // Qt chooses its tray backend once per process, at the first tray call: the D-Bus StatusNotifierItem
 // when a StatusNotifierWatcher with a host is on the session bus, the XEmbed tray otherwise. At login
-// the panel may come up after Nubra, so no tray call is made until the watcher is there or
-// hostWaitMs have passed, whichever is first.
+// the panel may come up after Nubra, so no tray call is made until the watcher is there, or an XEmbed
+// tray runs and no watcher does, or hostWaitMs have passed, whichever is first.
 class TrayIcon : public QObject {
     Q_OBJECT
 

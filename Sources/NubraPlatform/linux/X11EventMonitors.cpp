@@ -130,6 +130,7 @@ void X11EventMonitors::onXEvent(XEvent& event) {
         return;
     const int type = event.xcookie.evtype;
     const int detail = static_cast<XIRawEvent*>(event.xcookie.data)->detail;
+    const quint64 time = static_cast<XIRawEvent*>(event.xcookie.data)->time;
     XFreeEventData(display, &event.xcookie);
 
     if (type == XI_RawKeyPress) {
@@ -146,8 +147,23 @@ void X11EventMonitors::onXEvent(XEvent& event) {
     int rootX = 0, rootY = 0, winX = 0, winY = 0;
     unsigned int state = 0;
     XQueryPointer(display, DefaultRootWindow(display), &root, &child, &rootX, &rootY, &winX, &winY, &state);
-    // Like a system-wide monitor, see only what goes to other applications.
-    if (QGuiApplication::topLevelAt(QtScreens::space().deviceToLogical(QPointF(rootX, rootY)).toPoint()))
+    // Like a system-wide monitor, see only what goes to other applications. These raw events come on a
+    // connection of their own, so Qt may already have handled the same press (and a click on the bubble
+    // hidden it): a press Qt delivered to one of our windows carries the same server time. A release
+    // belongs where its press went, so the end of a click on the bubble never looks like the end of a
+    // selection somewhere else.
+    const QPoint logical = QtScreens::space().deviceToLogical(QPointF(rootX, rootY)).toPoint();
+    const bool overOwnWindow = m_localPressTimes.contains(time) || QGuiApplication::topLevelAt(logical);
+    if (type == XI_RawButtonPress) {
+        if (overOwnWindow)
+            m_ownPresses.insert(button);
+        else
+            m_ownPresses.remove(button);
+    }
+    const bool pressedInOwnWindow = m_ownPresses.contains(button);
+    if (type == XI_RawButtonRelease)
+        m_ownPresses.remove(button);
+    if (overOwnWindow || pressedInOwnWindow)
         return;
 
     MouseEvent mouse;
@@ -178,6 +194,12 @@ bool X11EventMonitors::eventFilter(QObject* watched, QEvent* event) {
     if (!watched->isWindowType())
         return false;
     auto* window = static_cast<QWindow*>(watched);
+    if (event->type() == QEvent::MouseButtonPress) {
+        // Remembered for the raw press of the same click, which may be read only after this one.
+        if (m_localPressTimes.size() >= 16)
+            m_localPressTimes.clear();
+        m_localPressTimes.insert(static_cast<QMouseEvent*>(event)->timestamp());
+    }
     if (event->type() == QEvent::MouseButtonPress &&
         static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
         MouseEvent mouse;

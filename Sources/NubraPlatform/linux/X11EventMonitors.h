@@ -5,6 +5,8 @@
 #include "NubraPlatform/linux/X11Connection.h"
 
 #include <QElapsedTimer>
+#include <QObject>
+#include <QSet>
 
 #include <map>
 
@@ -45,6 +47,10 @@ private:
     ClickCounter m_clicks;
     QElapsedTimer m_elapsed;
     int m_lastClickCount = 1;
+    // Buttons whose press went to one of this application's windows, until their release.
+    QSet<int> m_ownPresses;
+    // Server times of the last presses Qt delivered to this application's windows.
+    QSet<quint64> m_localPressTimes;
     Token m_next = 1;
     std::map<Token, Entry> m_monitors;
 };

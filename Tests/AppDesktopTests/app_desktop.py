@@ -5,10 +5,9 @@ mousepad holds a sentence; nubra-glossd answers on a free port; nubra runs again
 HOME. A double-click on a word brings the bubble while the editor keeps its focus, a click on the bubble
 opens the card with the streamed explanation, Escape closes it, and the history database holds the
 lookup with its context. In hotkey mode the hot key opens the card at once. A second `nubra --quit` ends
-the first. Screenshots of bubble and card are left in the artifacts folder.
+the first; SIGTERM ends Nubra after saving its settings. Screenshots of bubble and card are left in the artifacts folder.
 """
 import argparse
-import json
 import os
 import re
 import sqlite3
@@ -17,21 +16,10 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check, run, start_mousepad, xdotool  # noqa: E402
+from desktop_kit import Failure, check, poll, run, start_mousepad, word_rect, xdotool  # noqa: E402
 
 ARGS = None
-WORD_EXTENTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "word_extents.py")
 SENTENCE = "She sat on the bank of the river and watched the boats.\n"
-
-
-def poll(what, fn, timeout):
-    deadline = time.monotonic() + timeout
-    while time.monotonic() < deadline:
-        value = fn()
-        if value:
-            return value
-        time.sleep(0.05)
-    raise Failure(f"timed out waiting for {what}")
 
 
 def nubra_windows():
@@ -66,7 +54,7 @@ def history_rows():
         return []
     try:
         with sqlite3.connect(f"file:{path}?mode=ro", uri=True, timeout=1) as db:
-            return db.execute("SELECT selected_text, context_before, context_after, gloss FROM history "
+            return db.execute("SELECT selected_text, context_before, context_after, gloss, source_app FROM history "
                               "ORDER BY id").fetchall()
     except sqlite3.Error:
         return []
@@ -88,14 +76,6 @@ def start_nubra(desktop, service, trigger=None):
             f.write(f"[General]\ntrigger={trigger}\n")
     env = dict(os.environ, NUBRA_BASE_URL=service, QT_QPA_PLATFORM="xcb")
     return desktop.spawn([ARGS.nubra], env=env, stderr=os.path.join(ARGS.artifacts, "nubra-stderr.txt"))
-
-
-def word_rect(word):
-    found = subprocess.run(["/usr/bin/python3", WORD_EXTENTS, "mousepad", word], capture_output=True, text=True)
-    if found.returncode != 0:
-        return None
-    rect = json.loads(found.stdout)
-    return rect if rect["width"] > 0 else None
 
 
 def select_with_keyboard(window, start, length):
@@ -154,6 +134,7 @@ def mouse_lookup(desktop, editor, rect):
     check(rows[-1][1].endswith("sat on the ") and rows[-1][2].startswith(" of the river"),
           f"context not stored: {rows[-1]}")
     check(rows[-1][3], "an empty explanation was stored")
+    check(rows[-1][4] == "Mousepad", f"source application stored as {rows[-1][4]!r}")
     opened = poll("the card to hold the explanation", lambda: (card() or (None,) * 5)[4] > 60 and card(), 5)
     screenshot("card.png", opened)
     print("ok - a click on the bubble opens the card; the explanation lands in the history", flush=True)
@@ -167,7 +148,7 @@ def body(desktop):
     editor = start_mousepad(desktop, SENTENCE, name="river.txt")
     service = start_glossd(desktop)
     nubra = start_nubra(desktop, service)
-    rect = poll("mousepad on the accessibility bus", lambda: word_rect("bank"), 30)
+    rect = poll("mousepad on the accessibility bus", lambda: word_rect("mousepad", "bank"), 30)
     mouse_lookup(desktop, editor, rect)
 
     quitter = subprocess.run([ARGS.nubra, "--quit"], timeout=10)
@@ -195,6 +176,16 @@ def body(desktop):
     rows = poll("the hot-key lookup in the history", lambda: [r for r in history_rows() if r[0] == "river"], 20)
     check(rows[-1][1].endswith("bank of the "), f"hot-key context: {rows[-1]}")
     print("ok - in hotkey mode the hot key opens the card at once", flush=True)
+
+    second.terminate()
+    try:
+        check(second.wait(timeout=10) == 0, f"SIGTERM ended nubra with {second.returncode}")
+    except subprocess.TimeoutExpired:
+        raise Failure("nubra did not end on SIGTERM")
+    with open(os.path.join(os.environ["XDG_CONFIG_HOME"], "Nubra", "Nubra.conf"), encoding="utf-8") as f:
+        saved = f.read()
+    check("trigger=hotkey" in saved and "contextRadius=200" in saved, f"settings not saved on SIGTERM: {saved}")
+    print("ok - SIGTERM ends Nubra in order and saves its settings", flush=True)
 
 
 def main():

@@ -170,6 +170,17 @@ def run_checks(desktop, textwindow_lines):
         got = lines.next_json(5)
         check(got is not None and got["text"] == "charlie", f"hot key capture: {got}")
     case("hotkey: Alt+G captures the selection", hotkey_fires)
+
+    def held_hotkey_fires_once():
+        xdotool("keydown", "alt+g")
+        try:
+            time.sleep(1.0)  # the hold itself: longer than the server's auto-repeat delay
+        finally:
+            xdotool("keyup", "alt+g")
+        got = lines.next_json(5)
+        check(got is not None and got["text"] == "charlie", f"held hot key capture: {got}")
+        check(lines.next_json(2) is None, "a held hot key captured more than once")
+    case("hotkey: a held Alt+G captures once", held_hotkey_fires_once)
     probe.terminate()
     probe.wait()
     return results

@@ -9,6 +9,7 @@ Exits with 77 (skipped) when the desktop cannot be made.
 import json
 import os
 import queue
+import re
 import shutil
 import subprocess
 import sys
@@ -33,11 +34,23 @@ def check(condition, message):
         raise Failure(message)
 
 
+def poll(what, fn, timeout):
+    """Waits until `fn()` gives something true and returns it."""
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        value = fn()
+        if value:
+            return value
+        time.sleep(0.05)
+    raise Failure(f"timed out waiting for {what}")
+
+
 class Lines:
     """Collects a child's stdout lines on a thread so the test can wait for them with a timeout."""
 
     def __init__(self, process):
         self.queue = queue.Queue()
+        self.seen = []
         threading.Thread(target=self._pump, args=(process.stdout,), daemon=True).start()
 
     def _pump(self, stream):
@@ -61,6 +74,22 @@ class Lines:
             except json.JSONDecodeError:
                 continue
 
+    def expect(self, pattern, timeout):
+        """The match of the first line that matches `pattern` whole; the lines before it are passed over."""
+        deadline = time.monotonic() + timeout
+        while True:
+            remaining = deadline - time.monotonic()
+            if remaining <= 0:
+                raise Failure(f"no line matching {pattern!r}; seen {self.seen}")
+            try:
+                line = self.queue.get(timeout=remaining)
+            except queue.Empty:
+                continue
+            self.seen.append(line)
+            match = re.fullmatch(pattern, line)
+            if match:
+                return match
+
     def drain(self):
         while not self.queue.empty():
             self.queue.get_nowait()
@@ -83,6 +112,46 @@ def set_bus_enabled(enabled):
                     f"<{'true' if enabled else 'false'}>"], check=True, stdout=subprocess.DEVNULL)
 
 
+def screenshot(path):
+    subprocess.run(["import", "-window", "root", path], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def home_env(home):
+    """The variables that keep an application's settings, data and cache under `home`."""
+    return {"HOME": home, "XDG_CONFIG_HOME": os.path.join(home, ".config"),
+            "XDG_DATA_HOME": os.path.join(home, ".local", "share"), "XDG_CACHE_HOME": os.path.join(home, ".cache")}
+
+
+def fresh_home(name):
+    """Another private HOME, for a test that starts applications from scratch more than once."""
+    home = os.path.join(os.environ["XDG_RUNTIME_DIR"], name)
+    os.makedirs(home)
+    return home_env(home)
+
+
+def stop(process, timeout=3):
+    if process.poll() is None:
+        process.terminate()
+        try:
+            process.wait(timeout=timeout)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+
+
+WORD_EXTENTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "word_extents.py")
+
+
+def word_rect(application, word):
+    """Where `word` of the application's text is on the screen ({x, y, width, height}, top-left origin),
+    read through the accessibility bus; None until the application shows it there."""
+    found = subprocess.run(["/usr/bin/python3", WORD_EXTENTS, application, word], capture_output=True, text=True)
+    if found.returncode != 0:
+        return None
+    rect = json.loads(found.stdout)
+    return rect if rect["width"] > 0 else None
+
+
 class Desktop:
     def __init__(self):
         self.children = []
@@ -93,20 +162,15 @@ class Desktop:
             stderr = open(stderr, "a", encoding="utf-8")
         elif stderr is True:
             stderr = subprocess.PIPE
-        process = subprocess.Popen(argv, stdout=subprocess.PIPE if capture else subprocess.DEVNULL,
+        process = subprocess.Popen(argv, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE if capture else subprocess.DEVNULL,
                                    stderr=stderr or subprocess.DEVNULL, text=True, env=env)
         self.children.append(process)
         return process
 
     def stop_all(self):
         for process in reversed(self.children):
-            if process.poll() is None:
-                process.terminate()
-                try:
-                    process.wait(timeout=3)
-                except subprocess.TimeoutExpired:
-                    process.kill()
-                    process.wait()
+            stop(process)
 
     def debug_log_tail(self, count=15):
         """What Nubra logged last, for the run that cannot be repeated by hand."""
@@ -158,8 +222,8 @@ def _start_session(desktop):
     time.sleep(0.5)
 
 
-def run(body, screenshot):
-    """Runs `body(desktop)` on a fresh virtual desktop and exits with its status; `screenshot` is the path
+def run(body, picture):
+    """Runs `body(desktop)` on a fresh virtual desktop and exits with its status; `picture` is the path
     of the picture of the screen taken at the end, pass or fail."""
     if os.environ.get("NUBRA_DESKTOP_INNER") == "1":
         desktop = Desktop()
@@ -172,7 +236,7 @@ def run(body, screenshot):
             desktop.debug_log_tail()
             status = 1
         finally:
-            subprocess.run(["import", "-window", "root", screenshot])
+            screenshot(picture)
             desktop.stop_all()
         sys.exit(status)
 
@@ -193,9 +257,7 @@ def run(body, screenshot):
         else:
             skip("Xvfb did not start")
         env = dict(os.environ, DISPLAY=f":{display}", XDG_RUNTIME_DIR=runtime, NO_AT_BRIDGE="0",
-                   GTK_A11Y="atspi", HOME=home, XDG_CONFIG_HOME=os.path.join(home, ".config"),
-                   XDG_DATA_HOME=os.path.join(home, ".local", "share"),
-                   XDG_CACHE_HOME=os.path.join(home, ".cache"), NUBRA_DESKTOP_INNER="1",
+                   GTK_A11Y="atspi", **home_env(home), NUBRA_DESKTOP_INNER="1",
                    NUBRA_DEBUG_LOG=os.path.join(runtime, "nb-debug.log"))
         env.pop("DBUS_SESSION_BUS_ADDRESS", None)
         env.pop("QT_QPA_PLATFORM", None)

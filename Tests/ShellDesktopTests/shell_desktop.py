@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The tray icon and its menu on a virtual X11 desktop.
+"""The tray icon and its menu on a virtual X11 desktop (see DesktopTestKit).
 
 D-Bus tray (StatusNotifierItem): a fake StatusNotifierWatcher claims a host, the menu is read through
 com.canonical.dbusmenu and driven with the shared sni_click.sh, in English and in Chinese, once with the
@@ -9,146 +9,35 @@ made.
 """
 import argparse
 import os
-import queue
 import re
 import shutil
 import subprocess
 import sys
-import tempfile
-import threading
 import time
 
-SKIP = 77
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
+from desktop_kit import Failure, Lines, check, fresh_home, poll, run, screenshot, skip, stop, xdotool  # noqa: E402
 
 try:
     import dbus
 except ImportError:
-    print("SKIP: python3-dbus is missing")
-    sys.exit(SKIP)
+    skip("python3-dbus is missing")
 
-
-def skip(reason):
-    print(f"SKIP: {reason}")
-    sys.exit(SKIP)
-
-
-class Failure(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
-
-
-def wait_until(predicate, timeout, what):
-    deadline = time.monotonic() + timeout
-    while True:
-        value = predicate()
-        if value:
-            return value
-        if time.monotonic() > deadline:
-            raise Failure(f"timed out waiting for {what}")
-        time.sleep(0.05)
-
-
-class Lines:
-    """A child's stdout lines, collected on a thread so the test can wait for one with a deadline."""
-
-    def __init__(self, stream):
-        self.queue = queue.Queue()
-        self.seen = []
-        threading.Thread(target=self._pump, args=(stream,), daemon=True).start()
-
-    def _pump(self, stream):
-        for raw in stream:
-            self.queue.put(raw.rstrip("\n"))
-
-    def expect(self, pattern, timeout):
-        deadline = time.monotonic() + timeout
-        while True:
-            remaining = deadline - time.monotonic()
-            if remaining <= 0:
-                raise Failure(f"no line matching {pattern!r}; seen {self.seen}")
-            try:
-                line = self.queue.get(timeout=remaining)
-            except queue.Empty:
-                continue
-            self.seen.append(line)
-            match = re.fullmatch(pattern, line)
-            if match:
-                return match
-
-
-class Session:
-    """Xvfb and a private session bus; every child is stopped at the end."""
-
-    def __init__(self, root):
-        self.root = root
-        self.children = []
-        self.env = dict(os.environ)
-        runtime = os.path.join(root, "runtime")
-        os.makedirs(runtime, mode=0o700)
-        self.env.update(XDG_RUNTIME_DIR=runtime, QT_QPA_PLATFORM="xcb", LC_ALL="C.UTF-8")
-        for name in ("DBUS_SESSION_BUS_ADDRESS", "NUBRA_TEST_LANGUAGE", "QT_QPA_PLATFORMTHEME"):
-            self.env.pop(name, None)
-
-    def spawn(self, argv, env=None, capture=False):
-        process = subprocess.Popen(argv, env=env or self.env, text=True, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.PIPE if capture else subprocess.DEVNULL,
-                                   stderr=subprocess.DEVNULL)
-        self.children.append(process)
-        return process
-
-    def start(self):
-        for n in range(120, 250):
-            if not os.path.exists(f"/tmp/.X11-unix/X{n}") and not os.path.exists(f"/tmp/.X{n}-lock"):
-                break
-        else:
-            skip("no free X display number")
-        self.spawn(["Xvfb", f":{n}", "-screen", "0", "1280x800x24", "-nolisten", "tcp"])
-        self.env["DISPLAY"] = f":{n}"
-        try:
-            wait_until(lambda: subprocess.run(["xdotool", "getdisplaygeometry"], env=self.env,
-                                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0,
-                       15, "Xvfb")
-        except Failure:
-            skip("Xvfb did not start")
-        bus = self.spawn(["dbus-daemon", "--session", "--nofork", "--print-address=1"], capture=True)
-        address = bus.stdout.readline().strip()
-        if not address:
-            skip("dbus-daemon did not start")
-        self.env["DBUS_SESSION_BUS_ADDRESS"] = address
-        self.bus = dbus.bus.BusConnection(address)
-
-    def stop(self, process):
-        if process.poll() is None:
-            process.terminate()
-            try:
-                process.wait(timeout=5)
-            except subprocess.TimeoutExpired:
-                process.kill()
-                process.wait()
-
-    def stop_all(self):
-        for process in reversed(self.children):
-            self.stop(process)
+ARGS = None
 
 
 class App:
     """One run of the tray program with its own settings and data directories."""
 
-    def __init__(self, session, program, name, language=None):
-        self.session = session
-        home = os.path.join(session.root, name)
-        self.config = os.path.join(home, "config")
-        env = dict(session.env, HOME=home, XDG_CONFIG_HOME=self.config,
-                   XDG_DATA_HOME=os.path.join(home, "data"), XDG_CACHE_HOME=os.path.join(home, "cache"))
+    def __init__(self, desktop, name, language=None):
+        env = dict(os.environ, **fresh_home(name), QT_QPA_PLATFORM="xcb", LC_ALL="C.UTF-8")
+        for variable in ("NUBRA_TEST_LANGUAGE", "QT_QPA_PLATFORMTHEME"):
+            env.pop(variable, None)
         if language:
             env["NUBRA_TEST_LANGUAGE"] = language
-        os.makedirs(home)
-        self.process = session.spawn([program], env=env, capture=True)
-        self.lines = Lines(self.process.stdout)
+        self.config = env["XDG_CONFIG_HOME"]
+        self.process = desktop.spawn([ARGS.app], env=env, capture=True)
+        self.lines = Lines(self.process)
         self.lines.expect("STARTED", 15)
 
     def exited(self, timeout):
@@ -163,23 +52,23 @@ class App:
 
 
 class Watcher:
-    def __init__(self, session, fixtures):
-        self.process = session.spawn([sys.executable, os.path.join(fixtures, "fake_sni_watcher.py")],
+    def __init__(self, desktop):
+        self.process = desktop.spawn([sys.executable, os.path.join(ARGS.fixtures, "fake_sni_watcher.py")],
                                      capture=True)
-        self.lines = Lines(self.process.stdout)
+        self.lines = Lines(self.process)
         self.lines.expect("READY", 15)
 
 
 class DBusMenu:
     """The registered item's menu, read the way a panel reads it."""
 
-    def __init__(self, session, item_line):
-        self.session = session
+    def __init__(self, item_line):
+        bus = dbus.SessionBus()
         service = item_line.split("/")[0]
-        item = session.bus.get_object(service, "/StatusNotifierItem")
+        item = bus.get_object(service, "/StatusNotifierItem")
         self.item = dbus.Interface(item, dbus.PROPERTIES_IFACE)
         path = self.item.Get("org.kde.StatusNotifierItem", "Menu")
-        self.menu = dbus.Interface(session.bus.get_object(service, path), "com.canonical.dbusmenu")
+        self.menu = dbus.Interface(bus.get_object(service, path), "com.canonical.dbusmenu")
 
     def icon(self):
         return bytes(b for _, _, data in self.item.Get("org.kde.StatusNotifierItem", "IconPixmap") for b in data)
@@ -211,8 +100,8 @@ class DBusMenu:
     def checked(self, parent):
         return [entry["label"] for entry in self.shown(parent) if entry["state"] == 1]
 
-    def click(self, label, fixtures):
-        result = subprocess.run(["bash", os.path.join(fixtures, "sni_click.sh"), label], env=self.session.env,
+    def click(self, label):
+        result = subprocess.run(["bash", os.path.join(ARGS.fixtures, "sni_click.sh"), label],
                                 capture_output=True, text=True, timeout=20)
         check(result.returncode == 0, f"sni_click.sh {label!r}: {result.stdout}{result.stderr}")
 
@@ -226,18 +115,18 @@ SUBMENUS = {"Explanation Length": ["Short", "Medium", "Detailed"],
             "Output Language": ["Match input", "Chinese", "English"]}
 
 
-def sni_english(session, args):
-    watcher = Watcher(session, args.fixtures)
+def sni_english(desktop):
+    watcher = Watcher(desktop)
     try:
-        sni_english_checks(session, args, watcher)
+        sni_english_checks(desktop, watcher)
     finally:
-        session.stop(watcher.process)
+        stop(watcher.process)
 
 
-def sni_english_checks(session, args, watcher):
-    app = App(session, args.app, "sni-en")
+def sni_english_checks(desktop, watcher):
+    app = App(desktop, "sni-en")
     app.lines.expect("SHOWN", 10)
-    menu = DBusMenu(session, watcher.lines.expect(r"ITEM (\S+)", 10).group(1))
+    menu = DBusMenu(watcher.lines.expect(r"ITEM (\S+)", 10).group(1))
 
     check(menu.labels() == ENGLISH_TOP, f"top menu {menu.labels()}")
     status = menu.shown()[2]
@@ -249,37 +138,37 @@ def sni_english_checks(session, args, watcher):
     check(menu.checked("Explanation Length") == ["Medium"], f"checked {menu.checked('Explanation Length')}")
     check(menu.checked("Output Language") == ["Match input"], "output language check")
 
-    menu.click("Detailed", args.fixtures)
+    menu.click("Detailed")
     app.lines.expect("TRIGGERED detailed", 5)
-    wait_until(lambda: menu.checked("Explanation Length") == ["Detailed"], 5, "Detailed checked")
+    poll("Detailed checked", lambda: menu.checked("Explanation Length") == ["Detailed"], 5)
 
     running_icon = menu.icon()
-    menu.click("Pause selection", args.fixtures)
-    wait_until(lambda: menu.icon() != running_icon, 5, "the paused icon")
-    wait_until(lambda: menu.labels()[2:4] == ["Paused", "○ selection monitor not running"], 5, "the Paused line")
+    menu.click("Pause selection")
+    poll("the paused icon", lambda: menu.icon() != running_icon, 5)
+    poll("the Paused line", lambda: menu.labels()[2:4] == ["Paused", "○ selection monitor not running"], 5)
     check("Resume selection" in menu.labels(), f"no resume item: {menu.labels()}")
     check("Paused" in menu.tooltip_title(), f"tooltip {menu.tooltip_title()!r}")
-    menu.click("Resume selection", args.fixtures)
-    wait_until(lambda: menu.icon() == running_icon, 5, "the running icon again")
+    menu.click("Resume selection")
+    poll("the running icon again", lambda: menu.icon() == running_icon, 5)
 
-    menu.click("Quit", args.fixtures)
+    menu.click("Quit")
     check(app.exited(10) == 0, "Quit did not end the program cleanly")
     check("length=detailed" in app.settings(), f"the chosen length was not saved:\n{app.settings()}")
 
 
-def sni_chinese_late_watcher(session, args):
+def sni_chinese_late_watcher(desktop):
     # The panel comes up after the application: the tray must still use the D-Bus host.
-    app = App(session, args.app, "sni-zh", language="zh")
-    watcher = Watcher(session, args.fixtures)
+    app = App(desktop, "sni-zh", language="zh")
+    watcher = Watcher(desktop)
     try:
-        sni_chinese_checks(session, args, app, watcher)
+        sni_chinese_checks(app, watcher)
     finally:
-        session.stop(watcher.process)
+        stop(watcher.process)
 
 
-def sni_chinese_checks(session, args, app, watcher):
+def sni_chinese_checks(app, watcher):
     app.lines.expect("SHOWN", 10)
-    menu = DBusMenu(session, watcher.lines.expect(r"ITEM (\S+)", 10).group(1))
+    menu = DBusMenu(watcher.lines.expect(r"ITEM (\S+)", 10).group(1))
 
     han = re.compile(r"[\u4e00-\u9fff]")
     labels = []
@@ -293,78 +182,81 @@ def sni_chinese_checks(session, args, app, watcher):
         check(expected in labels, f"no {expected!r} in {labels}")
     check(menu.labels("输出语言") == ["跟随输入语言", "中文", "英文"], f"output languages {menu.labels('输出语言')}")
 
-    menu.click("暂停划词", args.fixtures)
-    wait_until(lambda: "已暂停，选中不再弹出" in menu.labels() and "恢复划词" in menu.labels(), 5, "the Chinese Paused line")
-    menu.click("退出", args.fixtures)
+    menu.click("暂停划词")
+    poll("the Chinese Paused line", lambda: "已暂停，选中不再弹出" in menu.labels() and "恢复划词" in menu.labels(), 5)
+    menu.click("退出")
     check(app.exited(10) == 0, "退出 did not end the program cleanly")
 
 
-def xembed(session, args):
+def trayer_area():
+    """Where trayer's panel is, as (x, y, width, height), once it is on the screen."""
+    for window in subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "trayer"], capture_output=True,
+                                 text=True).stdout.split():
+        shape = subprocess.run(["xdotool", "getwindowgeometry", "--shell", window], capture_output=True,
+                               text=True).stdout
+        values = dict(line.split("=", 1) for line in shape.split())
+        if "WIDTH" in values:
+            return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
+    return None
+
+
+def xembed(desktop):
     if not shutil.which("trayer"):
         print("skip - XEmbed tray: trayer is not installed", flush=True)
         return False
-    session.spawn(["trayer", "--edge", "top", "--align", "right", "--width", "10", "--height", "24",
+    desktop.spawn(["trayer", "--edge", "top", "--align", "right", "--width", "10", "--height", "24",
                    "--SetDockType", "true", "--SetPartialStrut", "true"])
-    app = App(session, args.app, "xembed")
+    left, top, width, height = poll("trayer on the screen", trayer_area, 10)
+    app = App(desktop, "xembed")
     app.lines.expect("SHOWN", 10)
-    x, y, w, h = map(int, app.lines.expect(r"GEOMETRY (-?\d+) (-?\d+) (\d+) (\d+)", 10).groups())
-    xdotool = ["xdotool"]
+    # The icon has a place of its own until trayer has taken it in.
+    deadline = time.monotonic() + 10
+    while True:
+        x, y, w, h = map(int, app.lines.expect(r"GEOMETRY (-?\d+) (-?\d+) (\d+) (\d+)",
+                                               deadline - time.monotonic()).groups())
+        if left <= x and x + w <= left + width and top <= y and y + h <= top + height:
+            break
 
-    def run(*command):
-        subprocess.run(xdotool + [str(part) for part in command], env=session.env, check=True)
-
-    run("mousemove", x + w // 2, y + h // 2)
-    run("click", 3)
+    xdotool("mousemove", x + w // 2, y + h // 2)
+    xdotool("click", 3)
     app.lines.expect("MENU", 5)
-    screenshot(session, args, "tray-xembed-menu.png")
-    run("key", "Escape")
+    screenshot(os.path.join(ARGS.artifacts, "tray-xembed-menu.png"))
+    xdotool("key", "Escape")
     app.lines.expect("MENU_CLOSED", 5)
-    run("click", 1)
+    xdotool("click", 1)
     app.lines.expect("MENU", 5)
     # The keyboard reaches the open menu: Up selects its last item, Quit.
-    run("key", "Up", "Return")
+    xdotool("key", "Up", "Return")
     app.lines.expect("TRIGGERED quitItem", 5)
     check(app.exited(10) == 0, "Quit from the XEmbed menu did not end the program cleanly")
     return True
 
 
-def screenshot(session, args, name):
-    if args.artifacts and shutil.which("import"):
-        subprocess.run(["import", "-window", "root", os.path.join(args.artifacts, name)], env=session.env,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+def body(desktop):
+    cases = [("D-Bus tray: labels, check marks, choosing, pause and quit", sni_english),
+             ("D-Bus tray: a late panel, every label in Chinese", sni_chinese_late_watcher),
+             ("XEmbed tray: right and left click open the menu", xembed)]
+    failed = []
+    for name, case in cases:
+        try:
+            if case(desktop) is not False:
+                print(f"ok - {name}", flush=True)
+        except Failure as failure:
+            failed.append(name)
+            print(f"not ok - {name}: {failure}", flush=True)
+    check(not failed, f"{len(failed)} of {len(cases)} cases failed")
 
 
 def main():
+    global ARGS
     parser = argparse.ArgumentParser()
     parser.add_argument("--app", required=True)
     parser.add_argument("--fixtures", required=True)
-    parser.add_argument("--artifacts")
-    args = parser.parse_args()
-    for tool in ("Xvfb", "dbus-daemon", "gdbus", "xdotool"):
-        if not shutil.which(tool):
-            skip(f"{tool} is not installed")
-    if not os.path.exists(os.path.join(args.fixtures, "fake_sni_watcher.py")):
-        skip(f"no test fixtures in {args.fixtures}")
-
-    root = tempfile.mkdtemp(prefix="nubra-shell-")
-    session = Session(root)
-    failures = 0
-    try:
-        session.start()
-        cases = [("D-Bus tray: labels, check marks, choosing, pause and quit", sni_english),
-                 ("D-Bus tray: a late panel, every label in Chinese", sni_chinese_late_watcher),
-                 ("XEmbed tray: right and left click open the menu", xembed)]
-        for name, case in cases:
-            try:
-                if case(session, args) is not False:
-                    print(f"ok - {name}", flush=True)
-            except Failure as failure:
-                failures += 1
-                print(f"not ok - {name}: {failure}", flush=True)
-    finally:
-        session.stop_all()
-        shutil.rmtree(root, ignore_errors=True)
-    sys.exit(1 if failures else 0)
+    parser.add_argument("--artifacts", required=True)
+    ARGS = parser.parse_args()
+    if not os.path.exists(os.path.join(ARGS.fixtures, "fake_sni_watcher.py")):
+        skip(f"no test fixtures in {ARGS.fixtures}")
+    run(body, os.path.join(ARGS.artifacts, "tray-desktop.png"))
 
 
 if __name__ == "__main__":

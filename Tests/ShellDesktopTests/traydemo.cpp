@@ -2,7 +2,7 @@
 // live under the XDG directories the test gives it. Reports on stdout, one line each:
 //   STARTED                    the tray object exists (no tray call made yet)
 //   SHOWN                      the tray icon was made and shown
-//   GEOMETRY x y w h           where an XEmbed tray put the icon
+//   GEOMETRY x y w h           where the icon is in an XEmbed tray, again each time it moves
 //   MENU                       the menu is about to open
 //   MENU_CLOSED                the menu has closed
 //   TRIGGERED <item>           an item of the menu or a submenu was chosen
@@ -46,18 +46,19 @@ int main(int argc, char** argv) {
 
     QObject::connect(tray.get(), &TrayIcon::shown, [&] {
         report(QStringLiteral("SHOWN"));
-        // An XEmbed tray places the icon some time after it is shown.
+        // An XEmbed tray takes the icon some time after it is shown, and the icon may have a place of
+        // its own before that.
         auto* poll = new QTimer(tray.get());
-        QObject::connect(poll, &QTimer::timeout, [&tray, poll] {
+        QObject::connect(poll, &QTimer::timeout, [&tray, last = QRect()]() mutable {
             const QRect area = tray->systemTrayIcon()->geometry();
-            if (area.isEmpty())
+            if (area.isEmpty() || area == last)
                 return;
+            last = area;
             report(QStringLiteral("GEOMETRY %1 %2 %3 %4")
                        .arg(area.x())
                        .arg(area.y())
                        .arg(area.width())
                        .arg(area.height()));
-            poll->stop();
         });
         poll->start(100);
     });

@@ -34,10 +34,9 @@ import xml.etree.ElementTree as ElementTree
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "Tests", "DesktopTestKit"))
-from desktop_kit import Failure, check, run, start_mousepad  # noqa: E402
+from desktop_kit import Failure, check, run, start_mousepad, stop, word_rect  # noqa: E402
 from xwatch import Input, XWatch  # noqa: E402
 
-WORD_EXTENTS = os.path.join(HERE, "..", "..", "Tests", "AppDesktopTests", "word_extents.py")
 SENTENCE = "She sat on the bank of the river and watched the boats.\n"
 DEBOUNCE_MS = 300
 IDLE_FROM_S, IDLE_TO_S = 10, 40
@@ -68,16 +67,6 @@ def sleep_until(moment):
     delay = moment - time.monotonic()
     if delay > 0:
         time.sleep(delay)
-
-
-def stop(process):
-    if process.poll() is None:
-        process.terminate()
-        try:
-            process.wait(timeout=5)
-        except subprocess.TimeoutExpired:
-            process.kill()
-            process.wait()
 
 
 def free_port():
@@ -200,14 +189,6 @@ def prepare_goldendict(watch, program, dict_port):
 
 
 # ------------------------------------------------------------------------------------------- lookups
-def word_rect(word):
-    found = subprocess.run(["/usr/bin/python3", WORD_EXTENTS, "mousepad", word], capture_output=True, text=True)
-    if found.returncode != 0:
-        return None
-    rect = json.loads(found.stdout)
-    return rect if rect["width"] > 0 else None
-
-
 def history_row():
     path = os.path.join(os.environ["XDG_DATA_HOME"], "Nubra", "history.sqlite3")
     try:
@@ -268,7 +249,7 @@ def measure_lookups(desktop, watch, nubra_program, editor, service, count):
     rect = None
     deadline = time.monotonic() + 30
     while rect is None and time.monotonic() < deadline:
-        rect = word_rect("bank")
+        rect = word_rect("mousepad", "bank")
         if rect is None:
             time.sleep(0.2)
     check(rect is not None, "mousepad is not on the accessibility bus")

@@ -25,6 +25,7 @@ if [ -n "$missing" ]; then
     $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing
 fi
 
+mkdir -p "$BUILD/bench"
 # Debian's python3: the AT-SPI and X bindings live there, not in another python3 earlier on PATH.
 exec /usr/bin/python3 "$ROOT/bench/app/app_bench.py" \
     --nubra "$BUILD/Sources/NubraApp/nubra" --glossd "$BUILD/Sources/NubraGlossd/nubra-glossd" \

@@ -36,7 +36,10 @@ QString capturePathName(CapturePath path) {
 }
 
 std::shared_ptr<AccessibleElement> SelectionService::focusedElement() {
-    FocusQuery query = m_desktop.accessibility.focusedElement();
+    return elementInFront(m_desktop.accessibility.focusedElement());
+}
+
+std::shared_ptr<AccessibleElement> SelectionService::elementInFront(const FocusQuery& query) {
     if (query.status != FocusQuery::success || !query.element)
         return nullptr;
     // Focus is known from the last application that reported it; when one without accessibility has
@@ -172,12 +175,17 @@ std::optional<QString> SelectionService::selectedTextViaClipboard() {
 }
 
 bool SelectionService::isSecureInputActive() {
-    const std::shared_ptr<AccessibleElement> element = focusedElement();
+    // Fails closed: when an application is too slow to say what has focus or what it is, that may be a
+    // password field. Nothing focused at all is no password field.
+    const FocusQuery query = m_desktop.accessibility.focusedElement();
+    if (query.status == FocusQuery::cannotComplete)
+        return true;
+    const std::shared_ptr<AccessibleElement> element = elementInFront(query);
     if (!element)
         return false;
     const std::optional<QString> role = element->role();
     if (!role)
-        return false;
+        return true;
     static const QStringList secureRoles{QStringLiteral("AXSecureTextField"),
                                          QStringLiteral("AXSecureComboBox"),
                                          QStringLiteral("AXPasswordField")};

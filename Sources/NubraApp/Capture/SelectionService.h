@@ -38,6 +38,7 @@ public:
     // The same capture, telling which path produced it.
     std::optional<CaptureOutcome> capture(int contextRadius);
 
+    // True for a focused password field, and when the focused element or its role cannot be read.
     bool isSecureInputActive();
     std::shared_ptr<AccessibleElement> focusedElement();
     // Top-left-origin, as the platform reports it; the zero rectangle on any failure.
@@ -65,6 +66,8 @@ private:
         std::shared_ptr<AccessibleElement> element;
     };
     Probe probeOnce();
+    // The queried element, unless it belongs to an application other than the one in front.
+    std::shared_ptr<AccessibleElement> elementInFront(const FocusQuery& query);
     QRectF mouseRect();
     QString frontName();
 

@@ -3,7 +3,10 @@
 #include "NubraPlatform/Coordinates.h"
 #include "NubraPlatform/linux/QtScreens.h"
 
+#include "NubraCore/Vocabulary/L10n.h"
+
 #include <QFile>
+#include <QLocale>
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -29,10 +32,23 @@ QByteArray property(Display* display, Window window, const char* name, Atom type
     return bytes;
 }
 
+// Application names follow the interface language so the history reads like the text around it; the
+// plain Name of an entry is its English one by convention.
+QStringList nameLocales() {
+    if (!L10n::isZh())
+        return {};
+    for (const QString& tag : QLocale::system().uiLanguages()) {
+        if (tag.startsWith(u"zh"))
+            return {QLocale(tag).name()}; // "zh-Hans-CN" -> "zh_CN", the form entries use
+    }
+    return {QStringLiteral("zh_CN")};
+}
+
 } // namespace
 
 X11Desktop::X11Desktop() {
     m_display = XOpenDisplay(nullptr);
+    m_entryNames.prefetch();
 }
 
 X11Desktop::~X11Desktop() {
@@ -67,32 +83,47 @@ unsigned long X11Desktop::activeWindow() {
 }
 
 std::optional<FrontApp> X11Desktop::frontmost() {
-    std::lock_guard guard(m_lock);
-    if (!m_display)
-        return std::nullopt;
-    const Window window = activeWindow();
-    if (window == 0)
-        return std::nullopt;
     FrontApp app;
-    XClassHint hint{nullptr, nullptr};
-    if (XGetClassHint(m_display, window, &hint)) {
-        if (hint.res_class)
-            app.identifier = QString::fromLocal8Bit(hint.res_class);
-        XFree(hint.res_name);
-        XFree(hint.res_class);
+    WindowAppHints hints;
+    QString title;
+    {
+        std::lock_guard guard(m_lock);
+        if (!m_display)
+            return std::nullopt;
+        const Window window = activeWindow();
+        if (window == 0)
+            return std::nullopt;
+        XClassHint hint{nullptr, nullptr};
+        if (XGetClassHint(m_display, window, &hint)) {
+            if (hint.res_class)
+                hints.wmClass = QString::fromLocal8Bit(hint.res_class);
+            if (hint.res_name)
+                hints.wmInstance = QString::fromLocal8Bit(hint.res_name);
+            XFree(hint.res_name);
+            XFree(hint.res_class);
+        }
+        const Atom utf8 = XInternAtom(m_display, "UTF8_STRING", False);
+        hints.applicationId = QString::fromUtf8(property(m_display, window, "_GTK_APPLICATION_ID", utf8));
+        if (hints.applicationId.isEmpty())
+            hints.applicationId =
+                QString::fromUtf8(property(m_display, window, "_KDE_NET_WM_DESKTOP_FILE", utf8));
+        const QByteArray pid = property(m_display, window, "_NET_WM_PID", XA_CARDINAL);
+        if (pid.size() >= qsizetype(sizeof(long)))
+            app.processId = qint64(*reinterpret_cast<const unsigned long*>(pid.constData()));
+        title = QString::fromUtf8(property(m_display, window, "_NET_WM_NAME", utf8));
     }
-    const QByteArray pid = property(m_display, window, "_NET_WM_PID", XA_CARDINAL);
-    if (pid.size() >= qsizetype(sizeof(long)))
-        app.processId = qint64(*reinterpret_cast<const unsigned long*>(pid.constData()));
-    if (app.processId > 0) {
+    if (!hints.wmClass.isEmpty())
+        app.identifier = hints.wmClass;
+
+    app.name = m_entryNames.displayName(hints, nameLocales());
+    // Without an installed entry (or before the entries are indexed) the process name is the best we have.
+    if (app.name.isEmpty() && app.processId > 0) {
         QFile comm(QStringLiteral("/proc/%1/comm").arg(app.processId));
         if (comm.open(QIODevice::ReadOnly))
             app.name = QString::fromUtf8(comm.read(256)).trimmed();
     }
-    if (app.name.isEmpty()) {
-        const Atom utf8 = XInternAtom(m_display, "UTF8_STRING", False);
-        app.name = QString::fromUtf8(property(m_display, window, "_NET_WM_NAME", utf8));
-    }
+    if (app.name.isEmpty())
+        app.name = title;
     return app;
 }
 

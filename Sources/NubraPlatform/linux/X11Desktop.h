@@ -2,6 +2,7 @@
 
 #include "NubraPlatform/FrontApplications.h"
 #include "NubraPlatform/ScreenGeometry.h"
+#include "NubraPlatform/linux/DesktopEntryNames.h"
 
 #include <mutex>
 
@@ -23,4 +24,5 @@ private:
 
     std::mutex m_lock;
     Display* m_display = nullptr;
+    DesktopEntryNames m_entryNames;
 };

@@ -10,6 +10,10 @@
 
 X11Hotkeys::X11Hotkeys() {
     m_connection.setHandler([this](XEvent& event) { onXEvent(event); });
+    // Without this the server sends a release before every repeated press, and a held key would look
+    // like a stream of separate presses.
+    if (m_connection.isOpen())
+        XkbSetDetectableAutoRepeat(m_connection.display(), True, nullptr);
 }
 
 GlobalHotkeys::Installed X11Hotkeys::installHandler(std::function<void(quint32, quint32)> onPressed) {
@@ -81,12 +85,19 @@ void X11Hotkeys::unregisterHotKey(HotKeyRef hotKey) {
 }
 
 void X11Hotkeys::onXEvent(XEvent& event) {
+    // The modifiers may go up before the key, so the release is matched by keycode alone.
+    if (event.type == KeyRelease) {
+        m_heldKeys.erase(int(event.xkey.keycode));
+        return;
+    }
     if (event.type != KeyPress)
         return;
     const unsigned int state = event.xkey.state & (ShiftMask | ControlMask | Mod1Mask | Mod4Mask);
     for (const auto& [ref, grab] : m_grabs) {
         if (int(event.xkey.keycode) != grab.keycode || state != grab.modifiers)
             continue;
+        if (!m_heldKeys.insert(grab.keycode).second)
+            return; // auto-repeat of a key still held
         std::vector<std::function<void(quint32, quint32)>> handlers;
         for (const auto& [handlerRef, handler] : m_handlers)
             handlers.push_back(handler);

@@ -4,8 +4,10 @@
 #include "NubraPlatform/linux/X11Connection.h"
 
 #include <map>
+#include <set>
 
-// Hot keys grabbed on the root window with XGrabKey, in every NumLock and CapsLock variant.
+// Hot keys grabbed on the root window with XGrabKey, in every NumLock and CapsLock variant. A held key
+// fires once: the connection asks for detectable auto-repeat, so a hold is one release after many presses.
 class X11Hotkeys final : public GlobalHotkeys {
 public:
     X11Hotkeys();
@@ -35,4 +37,5 @@ private:
     quint64 m_next = 1;
     std::map<HandlerRef, std::function<void(quint32, quint32)>> m_handlers;
     std::map<HotKeyRef, Grab> m_grabs;
+    std::set<int> m_heldKeys; // grabbed keycodes pressed and not yet released
 };

@@ -20,7 +20,7 @@ PACKAGES=(
     build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
     # libraries
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
-    libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libbenchmark-dev
+    libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libbenchmark-dev
     # offline gloss backend data
     wordnet-base
     # test tools

@@ -16,6 +16,10 @@ struct MouseEvent {
     int clickCount = 1;
     QPointF location;
     std::optional<quint64> windowId; // the window of this application the event went to, if any
+    // Global events: the server time (ms) of the press that began this click or drag, 0 when unknown,
+    // and, on a release, whether the pointer moved past the drag distance since that press.
+    quint64 pressTime = 0;
+    bool dragged = false;
 };
 
 // A key press (inside this application unless a global monitor says otherwise); `keyCode` is an ANSI virtual

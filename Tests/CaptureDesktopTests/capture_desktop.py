@@ -13,7 +13,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import SCREEN_H, Failure, Lines, check, run, set_bus_enabled, start_mousepad, xdotool  # noqa: E402
+from desktop_kit import SCREEN_H, Failure, Lines, check, run, start_mousepad, stop, xdotool  # noqa: E402
 
 ARGS = None
 
@@ -38,6 +38,18 @@ def word_positions(lines):
 def double_click(word):
     xdotool("mousemove", (word["startX"] + word["endX"]) // 2, word["y"])
     xdotool("click", "--repeat", 2, "--delay", 80, 1)
+
+
+def activate(title):
+    window = subprocess.run(["xdotool", "search", "--name", f"^{title}$"], capture_output=True,
+                            text=True).stdout.split()
+    check(window, f"{title} is not on the desktop")
+    xdotool("windowactivate", "--sync", window[0])
+
+
+def click(word):
+    xdotool("mousemove", (word["startX"] + word["endX"]) // 2, word["y"])
+    xdotool("click", 1)
 
 
 def drag(first, last):
@@ -73,10 +85,7 @@ def run_checks(desktop, textwindow_lines):
     words = word_positions(textwindow_lines)
     # The window manager runs without bindings, so a click does not focus a window; and mousepad may
     # have mapped its window after ours. Put our window in front explicitly.
-    window = subprocess.run(["xdotool", "search", "--name", "Nubra Test Text"], capture_output=True,
-                            text=True).stdout.split()
-    check(window, "the text window is not on the desktop")
-    xdotool("windowactivate", "--sync", window[0])
+    activate("Nubra Test Text")
     results = []
 
     def case(name, fn):
@@ -110,20 +119,52 @@ def run_checks(desktop, textwindow_lines):
         check(got["before"].endswith("charlie ") and got["after"].startswith(" golf"), f"context wrong: {got}")
     case("Qt window: a drag captures the phrase", drag_phrase)
 
-    def primary_without_bus():
-        set_bus_enabled(False)
+    def without_accessibility():
+        # The same window, but cut off from the session bus and so from the accessibility bus: capture
+        # has only PRIMARY and, after a gesture that selects, the copy.
+        title = "Nubra Test Without Accessibility"
+        env = dict(os.environ, QT_QPA_PLATFORM="xcb", DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent")
+        other = desktop.spawn([ARGS.textwindow, title], capture=True, env=env)
         try:
-            time.sleep(0.3)
-            drag(words["delta"], words["foxtrot"])
+            other_words = word_positions(Lines(other))
+            activate(title)
+            double_click(other_words["mike"])
             got = lines.next_json(5)
-            check(got is not None, "no capture with the accessibility bus off")
-            check(got["path"] == "primary" and got["text"] == "delta echo foxtrot", f"got {got}")
+            check(got is not None and got["path"] == "primary" and got["text"] == "mike", f"double-click: {got}")
             check(got["before"] == "" and got["bounds"]["width"] == 1, f"PRIMARY has no context: {got}")
+            drag(other_words["delta"], other_words["foxtrot"])
+            got = lines.next_json(5)
+            check(got is not None and got["path"] == "primary" and got["text"] == "delta echo foxtrot",
+                  f"drag: {got}")
+            # A plain click selects nothing: PRIMARY still holds the phrase, and it must not come back.
+            click(other_words["mike"])
+            got = lines.next_json(2.5)
+            check(got is None, f"a plain click captured {got}")
         finally:
-            set_bus_enabled(True)
-        # Toolkits come back onto the bus in their own time.
-        settle(lines, words["charlie"])
-    case("accessibility bus off: the PRIMARY selection takes over", primary_without_bus)
+            stop(other)
+
+        other = desktop.spawn([ARGS.textwindow, title, "--no-primary"], capture=True, env=env)
+        try:
+            other_words = word_positions(Lines(other))
+            activate(title)
+            drag(other_words["delta"], other_words["foxtrot"])
+            got = lines.next_json(5)
+            check(got is not None and got["path"] == "clipboard" and got["text"] == "delta echo foxtrot",
+                  f"drag in a window that keeps PRIMARY empty: {got}")
+            click(other_words["mike"])
+            got = lines.next_json(2.5)
+            check(got is None, f"a plain click copied {got}")
+        finally:
+            stop(other)
+        activate("Nubra Test Text")
+    case("without accessibility: PRIMARY when it changed, a copy after a drag, nothing for a plain click",
+         without_accessibility)
+
+    def plain_click():
+        click(words["mike"])
+        got = lines.next_json(2.5)
+        check(got is None, f"a plain click after a selection captured {got}")
+    case("a plain click after a selection captures nothing", plain_click)
 
     def password_refused():
         field = words["password"]

@@ -3,6 +3,7 @@
 // coordinates), so the test can click them wherever the window manager put the window.
 
 #include <QApplication>
+#include <QClipboard>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
@@ -40,7 +41,18 @@ void printWord(QPlainTextEdit& edit, const QString& word) {
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QWidget window;
-    window.setWindowTitle(QStringLiteral("Nubra Test Text"));
+    // A second window of a test takes its title from the first argument. With "--no-primary" after it,
+    // the window gives up PRIMARY as soon as it takes it, like applications that never publish their
+    // selection there: only a copy can get the selected text then.
+    const QStringList arguments = app.arguments();
+    window.setWindowTitle(arguments.size() > 1 ? arguments[1] : QStringLiteral("Nubra Test Text"));
+    if (arguments.contains(QStringLiteral("--no-primary"))) {
+        QClipboard* clipboard = QGuiApplication::clipboard();
+        QObject::connect(clipboard, &QClipboard::changed, &window, [clipboard](QClipboard::Mode mode) {
+            if (mode == QClipboard::Selection && clipboard->ownsSelection())
+                clipboard->clear(QClipboard::Selection);
+        });
+    }
     auto* layout = new QVBoxLayout(&window);
     auto* edit = new QPlainTextEdit(prose);
     QFont font = edit->font();

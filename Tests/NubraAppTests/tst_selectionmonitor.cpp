@@ -272,6 +272,38 @@ private slots:
         QCOMPARE(journal.entries.size(), entries);
     }
 
+    // Where the accessibility interface has nothing: a plain click must not bring back an old PRIMARY
+    // selection, while a drag that changed PRIMARY, and a double-click in an application that keeps
+    // PRIMARY to itself, are read.
+    void gesturesDecideTheFallbacks() {
+        start(TriggerMode::onSelection);
+        fake->accessibility.focused.reset();
+        fake->primarySelection.current = QStringLiteral("old");
+        fake->primarySelection.ownerChange = 500;
+        fake->keyboard.copiedText = QStringLiteral("copied");
+        MouseEvent click = release();
+        click.pressTime = 1000;
+        fake->eventMonitors.globalMouseUp(click);
+        settle();
+        QVERIFY(!bubble->isVisible());
+        QCOMPARE(fake->keyboard.copies, 0);
+
+        MouseEvent drag = click;
+        drag.dragged = true;
+        fake->primarySelection.current = QStringLiteral("new");
+        fake->primarySelection.ownerChange = 1200;
+        fake->eventMonitors.globalMouseUp(drag);
+        settle();
+        QVERIFY(bubble->isVisible());
+        QCOMPARE(monitor->pendingSnapshot()->selectedText, QStringLiteral("new"));
+
+        MouseEvent doubleClick = release(0, 2);
+        doubleClick.pressTime = 2000;
+        fake->eventMonitors.globalMouseUp(doubleClick);
+        settle();
+        QCOMPARE(monitor->pendingSnapshot()->selectedText, QStringLiteral("copied"));
+    }
+
     void escapeDismisses() {
         start(TriggerMode::onSelection);
         releaseAndSettle();

@@ -8,6 +8,8 @@
 
 using Stroke = SyntheticKeyboard::CopyStroke;
 
+Q_DECLARE_METATYPE(CaptureTrigger)
+
 class SelectionServiceTest : public QObject {
     Q_OBJECT
 
@@ -189,6 +191,81 @@ private slots:
         QCOMPARE(fake->clock.sleeps().first(), 250);
         QCOMPARE(fake->keyboard.copies, 2);
         QCOMPARE(pasteboardNow(), userPasteboard());
+    }
+
+    // Without a readable selection, what a gesture may fall back on: PRIMARY only when it changed after
+    // the press, a copy only after a gesture that selects and only where no element answered; the hot
+    // key takes both, and nothing ever sends the copy into a terminal.
+    void fallbacksFollowTheTrigger_data() {
+        QTest::addColumn<CaptureTrigger>("trigger");
+        QTest::addColumn<bool>("withElement");
+        QTest::addColumn<QString>("frontClass");
+        QTest::addColumn<std::optional<quint64>>("ownerChange");
+        QTest::addColumn<QString>("expected"); // the path taken, or empty for no capture
+
+        const auto mouse = CaptureTrigger::mouse;
+        const auto hotkey = CaptureTrigger::hotkey();
+        const QString editor = QStringLiteral("org.example.Editor");
+        using Owner = std::optional<quint64>;
+        QTest::newRow("plain click, PRIMARY changed after the press")
+            << mouse(1000, false) << false << editor << Owner(1000) << u"primary"_qs;
+        QTest::newRow("plain click, PRIMARY from before the press")
+            << mouse(1000, false) << false << editor << Owner(999) << QString();
+        QTest::newRow("plain click, PRIMARY never taken")
+            << mouse(1000, false) << false << editor << Owner(0) << QString();
+        QTest::newRow("server time wrapped around since")
+            << mouse(0xFFFFFF00, false) << false << editor << Owner(0x100000010) << u"primary"_qs;
+        QTest::newRow("drag, stale PRIMARY, no element: copy")
+            << mouse(1000, true) << false << editor << Owner(10) << u"clipboard"_qs;
+        QTest::newRow("drag, stale PRIMARY, element with a blank selection")
+            << mouse(1000, true) << true << editor << Owner(10) << QString();
+        QTest::newRow("drag into a terminal by its window class")
+            << mouse(1000, true) << false << u"URxvt"_qs << Owner(10) << QString();
+        QTest::newRow("owner changes unknown: trusted after a selecting gesture")
+            << mouse(1000, true) << true << editor << Owner() << u"primary"_qs;
+        QTest::newRow("owner changes unknown: not after a plain click")
+            << mouse(1000, false) << false << editor << Owner() << QString();
+        QTest::newRow("hot key takes stale PRIMARY") << hotkey << true << editor << Owner(0) << u"primary"_qs;
+        QTest::newRow("hot key copies beside an element")
+            << hotkey << true << editor << Owner() << u"clipboard"_qs;
+        QTest::newRow("hot key never copies into a terminal")
+            << hotkey << false << u"kitty"_qs << Owner() << QString();
+    }
+    void fallbacksFollowTheTrigger() {
+        QFETCH(CaptureTrigger, trigger);
+        QFETCH(bool, withElement);
+        QFETCH(QString, frontClass);
+        QFETCH(std::optional<quint64>, ownerChange);
+        QFETCH(QString, expected);
+        if (withElement)
+            fake->accessibility.focused = FakeElement::textArea(QStringLiteral("alpha beta"), 0, 0);
+        fake->frontApplications.front->identifier = frontClass;
+        fake->primarySelection.ownerChange = ownerChange;
+        // PRIMARY holds the selection where the case expects it read, else an old one for a gesture (which
+        // must not take it) and nothing for the hot key (which would); a copy would always work.
+        if (expected == u"primary")
+            fake->primarySelection.current = QStringLiteral("beta");
+        else if (!trigger.explicitRequest)
+            fake->primarySelection.current = QStringLiteral("old");
+        if (expected != u"primary")
+            fake->keyboard.copiedText = QStringLiteral("beta");
+        seedPasteboard();
+
+        const auto outcome = service->capture(200, trigger);
+        QCOMPARE(outcome ? capturePathName(outcome->path) : QString(), expected);
+        if (outcome)
+            QCOMPARE(outcome->snapshot.selectedText, QStringLiteral("beta"));
+        QCOMPARE(fake->keyboard.copies > 0, expected == u"clipboard");
+        QCOMPARE(pasteboardNow(), userPasteboard());
+    }
+
+    void terminalRoleRefusesTheCopy() {
+        auto element = FakeElement::textArea(QString(), 0, 0);
+        element->roleName = QStringLiteral("AXTerminal");
+        fake->accessibility.focused = element;
+        fake->keyboard.copiedText = QStringLiteral("ls -l");
+        QVERIFY(!service->capture(200));
+        QCOMPARE(fake->keyboard.copies, 0);
     }
 
     void failureLineNamesUnknownsWithQuestionMarks() {

@@ -87,6 +87,7 @@ void SelectionMonitor::onMouseUp(const MouseEvent& event) {
     if (m_triggerMode == TriggerMode::hotkey)
         return;
     m_releasedAtMs = m_desktop.clock.nowMs();
+    m_gesture = CaptureTrigger::mouse(event.pressTime, event.dragged || event.clickCount >= 2);
     scheduleCapture();
 }
 
@@ -102,7 +103,7 @@ void SelectionMonitor::scheduleCapture() {
     });
 }
 
-void SelectionMonitor::readSelection(qint64 triggeredAtMs,
+void SelectionMonitor::readSelection(const CaptureTrigger& trigger, qint64 triggeredAtMs,
                                      std::function<void(std::optional<CaptureOutcome>)> done) {
     QPointer<SelectionMonitor> self(this);
     SelectionService* service = &m_service;
@@ -110,8 +111,8 @@ void SelectionMonitor::readSelection(qint64 triggeredAtMs,
     const int radius = m_contextRadius; // a change during the read applies to the next capture
     const quint64 generation = ++m_readGeneration;
     tasks->runInBackground(
-        [self, service, tasks, radius, triggeredAtMs, generation, done = std::move(done)]() {
-            std::optional<CaptureOutcome> outcome = service->capture(radius);
+        [self, service, tasks, radius, trigger, triggeredAtMs, generation, done = std::move(done)]() {
+            std::optional<CaptureOutcome> outcome = service->capture(radius, trigger);
             tasks->runOnMain([self, outcome = std::move(outcome), triggeredAtMs, generation, done]() {
                 // Reads can finish in any order; only the newest one, and none after stop(), counts.
                 if (!self || generation != self->m_readGeneration)
@@ -135,7 +136,7 @@ void SelectionMonitor::capture() {
         return;
     }
     QPointer<SelectionMonitor> self(this);
-    readSelection(m_releasedAtMs + debounceMs, [self](std::optional<CaptureOutcome> outcome) {
+    readSelection(m_gesture, m_releasedAtMs + debounceMs, [self](std::optional<CaptureOutcome> outcome) {
         if (!outcome) {
             self->hideBubble();
             return;
@@ -150,13 +151,14 @@ void SelectionMonitor::triggerFromHotkey() {
     if (m_canCapture && !m_canCapture())
         return;
     QPointer<SelectionMonitor> self(this);
-    readSelection(m_desktop.clock.nowMs(), [self](std::optional<CaptureOutcome> outcome) {
-        if (!outcome)
-            return;
-        self->m_card.close();
-        if (self->m_onTrigger)
-            self->m_onTrigger(outcome->snapshot);
-    });
+    readSelection(CaptureTrigger::hotkey(), m_desktop.clock.nowMs(),
+                  [self](std::optional<CaptureOutcome> outcome) {
+                      if (!outcome)
+                          return;
+                      self->m_card.close();
+                      if (self->m_onTrigger)
+                          self->m_onTrigger(outcome->snapshot);
+                  });
 }
 
 void SelectionMonitor::bubbleClicked() {

@@ -55,7 +55,8 @@ private:
     void scheduleCapture();
     void capture();
     // Reads on a background thread and calls `done` back on the main thread while the monitor lives.
-    void readSelection(qint64 triggeredAtMs, std::function<void(std::optional<CaptureOutcome>)> done);
+    void readSelection(const CaptureTrigger& trigger, qint64 triggeredAtMs,
+                       std::function<void(std::optional<CaptureOutcome>)> done);
     void report(const CaptureOutcome& outcome, qint64 triggeredAtMs);
     void showBubble(const QRectF& near);
     void hideBubble();
@@ -74,6 +75,7 @@ private:
     std::optional<SelectionSnapshot> m_pendingSnapshot;
     std::optional<Clock::TaskId> m_workItem;
     qint64 m_releasedAtMs = 0;
+    CaptureTrigger m_gesture; // the last release of the burst the debounce is waiting out
     // Bumped by every read, refused capture and stop(): a read whose number is no longer current
     // finished too late and is dropped.
     quint64 m_readGeneration = 0;

@@ -4,6 +4,7 @@
 
 #include "NubraCore/Capture/ClipboardSnapshot.h"
 #include "NubraCore/Capture/ContextExtractor.h"
+#include "NubraCore/Capture/TerminalEmulators.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/Clock.h"
@@ -88,7 +89,7 @@ std::optional<SelectionSnapshot> SelectionService::currentSelection(int contextR
     return outcome->snapshot;
 }
 
-std::optional<CaptureOutcome> SelectionService::capture(int contextRadius) {
+std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const CaptureTrigger& trigger) {
     if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost())
         m_desktop.accessibility.enableApplication(front->processId);
 
@@ -113,10 +114,18 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius) {
                               CapturePath::accessibility};
     }
 
-    std::optional<PasteboardText> copied = selectedTextViaPasteboard();
-    if (!copied) {
-        m_desktop.clock.sleepFor(copyRetryMs);
-        copied = selectedTextViaPasteboard();
+    // A click that selected nothing must capture nothing: PRIMARY still holds an old selection then, and
+    // a copy would take whatever the application has selected from before.
+    const bool primaryAllowed = trigger.explicitRequest || primaryIsFresh(trigger);
+    const bool copyAllowed =
+        (trigger.explicitRequest || (trigger.selecting && !probe.element)) && !isTerminal(probe.element);
+    std::optional<PasteboardText> copied;
+    if (primaryAllowed || copyAllowed) {
+        copied = selectedTextViaPasteboard(primaryAllowed, copyAllowed);
+        if (!copied) {
+            m_desktop.clock.sleepFor(copyRetryMs);
+            copied = selectedTextViaPasteboard(primaryAllowed, copyAllowed);
+        }
     }
     if (copied) {
         const QString text = ContextExtractor::fallback(copied->text).selected;
@@ -131,13 +140,36 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius) {
     return std::nullopt;
 }
 
-std::optional<SelectionService::PasteboardText> SelectionService::selectedTextViaPasteboard() {
+bool SelectionService::primaryIsFresh(const CaptureTrigger& trigger) {
+    const std::optional<quint64> changedAt = m_desktop.primarySelection.ownerChangedAt();
+    // Without owner changes to go by, trust PRIMARY only after a gesture that selects.
+    if (!changedAt || trigger.pressTime == 0)
+        return trigger.selecting;
+    if (*changedAt == 0)
+        return false;
+    // Server time is a 32-bit millisecond count that wraps around every 49.7 days.
+    return qint32(quint32(*changedAt) - quint32(trigger.pressTime)) >= 0;
+}
+
+bool SelectionService::isTerminal(const std::shared_ptr<AccessibleElement>& element) {
+    if (element && element->role() == QStringLiteral("AXTerminal"))
+        return true;
+    const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
+    return front && front->identifier && TerminalEmulators::isTerminalClass(*front->identifier);
+}
+
+std::optional<SelectionService::PasteboardText>
+SelectionService::selectedTextViaPasteboard(bool primaryAllowed, bool copyAllowed) {
     // PRIMARY already holds what the user selected, and reading it leaves the clipboard alone.
-    const std::optional<QString> primary = m_desktop.primarySelection.text();
-    if (!isBlank(primary))
-        return PasteboardText{*primary, CapturePath::primary};
-    if (std::optional<QString> copied = selectedTextViaClipboard())
-        return PasteboardText{*copied, CapturePath::clipboard};
+    if (primaryAllowed) {
+        const std::optional<QString> primary = m_desktop.primarySelection.text();
+        if (!isBlank(primary))
+            return PasteboardText{*primary, CapturePath::primary};
+    }
+    if (copyAllowed) {
+        if (std::optional<QString> copied = selectedTextViaClipboard())
+            return PasteboardText{*copied, CapturePath::clipboard};
+    }
     return std::nullopt;
 }
 

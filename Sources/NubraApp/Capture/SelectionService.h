@@ -18,6 +18,22 @@ struct CaptureOutcome {
 
 enum class AXSelfCheckResult { ok, apiDisabled };
 
+// What asked for a capture. It decides how far a capture may go when the accessibility interface gives
+// no selection: a mouse gesture is taken to have selected only what it provably did, while the hot key
+// is an explicit request.
+struct CaptureTrigger {
+    // The hot key (and any direct call): PRIMARY as it is, and a synthetic copy except into a terminal.
+    static CaptureTrigger hotkey() { return {}; }
+    // A mouse gesture: PRIMARY only when an application took it after the press (`pressTime`, server
+    // time); a synthetic copy only after a drag or a multi-click, only when the front application is not
+    // readable through the accessibility interface, and never into a terminal.
+    static CaptureTrigger mouse(quint64 pressTime, bool selecting) { return {false, pressTime, selecting}; }
+
+    bool explicitRequest = true;
+    quint64 pressTime = 0;
+    bool selecting = false;
+};
+
 // Reads the selection the user just made in the front application: through the accessibility
 // interface when the focused element gives a selection and its range, otherwise from the PRIMARY
 // selection or a synthetic copy whose pasteboard changes are undone. Holds no state of its own.
@@ -36,7 +52,8 @@ public:
 
     std::optional<SelectionSnapshot> currentSelection(int contextRadius);
     // The same capture, telling which path produced it.
-    std::optional<CaptureOutcome> capture(int contextRadius);
+    std::optional<CaptureOutcome> capture(int contextRadius,
+                                          const CaptureTrigger& trigger = CaptureTrigger::hotkey());
 
     // True for a focused password field, and when the focused element or its role cannot be read.
     bool isSecureInputActive();
@@ -44,12 +61,6 @@ public:
     // Top-left-origin, as the platform reports it; the zero rectangle on any failure.
     QRectF selectionBounds(AccessibleElement& element, const TextRange& range);
 
-    struct PasteboardText {
-        QString text;
-        CapturePath path;
-    };
-    // The PRIMARY selection when it holds text, else the synthetic copy.
-    std::optional<PasteboardText> selectedTextViaPasteboard();
     std::optional<QString> selectedTextViaClipboard();
 
     AXSelfCheckResult selfCheck();
@@ -66,6 +77,14 @@ private:
         std::shared_ptr<AccessibleElement> element;
     };
     Probe probeOnce();
+    struct PasteboardText {
+        QString text;
+        CapturePath path;
+    };
+    // PRIMARY when the trigger may take it and it holds text, else the synthetic copy when allowed.
+    std::optional<PasteboardText> selectedTextViaPasteboard(bool primaryAllowed, bool copyAllowed);
+    bool primaryIsFresh(const CaptureTrigger& trigger);
+    bool isTerminal(const std::shared_ptr<AccessibleElement>& element);
     // The queried element, unless it belongs to an application other than the one in front.
     std::shared_ptr<AccessibleElement> elementInFront(const FocusQuery& query);
     QRectF mouseRect();

@@ -22,7 +22,9 @@ class FakePrimarySelection final : public PrimarySelection {
 public:
     std::optional<QString> current;
     int reads = 0;
+    std::optional<quint64> ownerChange = 0;
     std::optional<QString> text() override;
+    std::optional<quint64> ownerChangedAt() override { return ownerChange; }
 };
 
 class FakeScreen final : public ScreenGeometry {

@@ -48,6 +48,8 @@ QString roleName(AtspiRole role) {
         return QStringLiteral("AXTextArea");
     case ATSPI_ROLE_COMBO_BOX:
         return QStringLiteral("AXComboBox");
+    case ATSPI_ROLE_TERMINAL: // no counterpart on macOS, where Terminal shows a text area
+        return QStringLiteral("AXTerminal");
     default:
         return QStringLiteral("AXUnknown");
     }

@@ -9,6 +9,7 @@
 #include "NubraPlatform/linux/X11EventMonitors.h"
 #include "NubraPlatform/linux/X11Hotkeys.h"
 #include "NubraPlatform/linux/X11Keyboard.h"
+#include "NubraPlatform/linux/X11PrimarySelection.h"
 
 // The real desktop of an X11 session. Call `prepareProcess()` before creating the QGuiApplication,
 // then create the desktop on the main thread.
@@ -20,7 +21,7 @@ struct LinuxDesktop {
     AtspiAccessibility accessibility;
     X11Desktop x11;
     QtPasteboard pasteboard;
-    QtPrimarySelection primarySelection;
+    X11PrimarySelection primarySelection;
     X11Keyboard keyboard{pasteboard};
     X11EventMonitors eventMonitors;
     X11Hotkeys hotkeys;

@@ -69,19 +69,3 @@ bool QtPasteboard::setData(const QByteArray& data, const QString& type) {
                mainThreadTimeoutMs)
         .value_or(false);
 }
-
-std::optional<QString> QtPrimarySelection::text() {
-    return callOnMainThread(
-               []() -> std::optional<QString> {
-                   QClipboard* clipboard = QGuiApplication::clipboard();
-                   if (!clipboard->supportsSelection())
-                       return std::nullopt;
-                   QString text = clipboard->text(QClipboard::Selection);
-                   if (text.isEmpty())
-                       return std::nullopt;
-                   text.truncate(maxChars);
-                   return text;
-               },
-               QtPasteboard::mainThreadTimeoutMs)
-        .value_or(std::nullopt);
-}

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "NubraCore/Capture/Pasteboard.h"
-#include "NubraPlatform/PrimarySelection.h"
 
 #include <QObject>
 
@@ -30,11 +29,4 @@ public:
 private:
     std::atomic<qint64> m_changes = 0;
     mutable std::atomic<bool> m_readsIncomplete = false;
-};
-
-// The PRIMARY selection through QClipboard, with the same bounded main-thread hop.
-class QtPrimarySelection final : public PrimarySelection {
-public:
-    static constexpr qsizetype maxChars = 1024 * 1024;
-    std::optional<QString> text() override;
 };

@@ -11,6 +11,7 @@
 #include <QWindow>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 // Read before the X11 headers, which define KeyPress as a macro.
@@ -178,13 +179,23 @@ void X11EventMonitors::onXEvent(XEvent& event) {
     else
         return;
 
+    const QPointF at(rootX, rootY);
     if (type == XI_RawButtonPress) {
-        m_lastClickCount = m_clicks.press(button, m_elapsed.elapsed(), QPointF(rootX, rootY));
+        m_lastClickCount = m_clicks.press(button, m_elapsed.elapsed(), at);
+        m_presses[button] = Press{time, at};
         mouse.clickCount = m_lastClickCount;
+        mouse.pressTime = time;
         if (mouse.button == MouseButton::left)
             play(Kind::globalDown, mouse);
     } else if (type == XI_RawButtonRelease) {
         mouse.clickCount = m_lastClickCount;
+        if (const auto press = m_presses.find(button); press != m_presses.end()) {
+            mouse.pressTime = press->second.time;
+            const QPointF moved = at - press->second.at;
+            mouse.dragged = std::max(std::abs(moved.x()), std::abs(moved.y())) >
+                            QGuiApplication::styleHints()->startDragDistance();
+            m_presses.erase(press);
+        }
         play(Kind::globalUp, mouse);
     }
 }

@@ -47,6 +47,12 @@ private:
     ClickCounter m_clicks;
     QElapsedTimer m_elapsed;
     int m_lastClickCount = 1;
+    // Where and when each button still held went down, in device pixels and server time.
+    struct Press {
+        quint64 time = 0;
+        QPointF at;
+    };
+    std::map<int, Press> m_presses;
     // Buttons whose press went to one of this application's windows, until their release.
     QSet<int> m_ownPresses;
     // Server times of the last presses Qt delivered to this application's windows.

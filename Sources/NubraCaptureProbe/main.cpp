@@ -111,7 +111,7 @@ int main(int argc, char** argv) {
     const QSet<QString> excluded = SelectionGate::defaultExcludedApps();
     monitor.start(
         *mode, radius,
-        CaptureGate::standard([]() { return false; }, [excluded]() { return excluded; }, linux.x11, service),
+        CaptureGate::standard([]() { return false; }, [excluded]() { return excluded; }, linux.x11),
         [](const SelectionSnapshot&) {});
     printLine({{QStringLiteral("event"), QStringLiteral("ready")},
                {QStringLiteral("trusted"), linux.accessibility.isTrusted()},

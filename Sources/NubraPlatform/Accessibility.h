@@ -19,6 +19,10 @@ class AccessibleElement {
 public:
     virtual ~AccessibleElement() = default;
 
+    // Lets value() and selectedRange() cover only the selection and at least `radius` UTF-16 units of
+    // text on each side (the range then counts from the start of that part), so that a long document is
+    // not read whole. Call it before the first read; an element that reads cheaply may ignore it.
+    virtual void limitContextTo([[maybe_unused]] int radius) {}
     // Absent when the element has no selected-text attribute or it is not text.
     virtual std::optional<QString> selectedText() = 0;
     // Whether the range read succeeded, and the range when it could be unpacked.
@@ -32,8 +36,11 @@ public:
     virtual std::optional<QRectF> boundsForRange(const TextRange& range) = 0;
     // The role in the accessibility vocabulary of the product ("AXTextArea", "AXSecureTextField", ...).
     virtual std::optional<QString> role() = 0;
-    // The process of the application the element belongs to, when the platform says.
+    // The process of the application the element belongs to, when the platform says. A sandboxed
+    // application may tell its windows another number than the platform sees.
     virtual std::optional<qint64> processId() = 0;
+    // Whether the window holding the element is the active one; absent when that cannot be read.
+    virtual std::optional<bool> inActiveWindow() = 0;
 };
 
 // The answer to "which element has focus", with the status code of the query. The codes are those

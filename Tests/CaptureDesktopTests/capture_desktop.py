@@ -160,6 +160,34 @@ def run_checks(desktop, textwindow_lines):
     case("without accessibility: PRIMARY when it changed, a copy after a drag, nothing for a plain click",
          without_accessibility)
 
+    def sandboxed():
+        # A sandbox (Flatpak, firejail) gives the application process numbers of its own: the window
+        # says one, the accessibility bus sees another. Its text is still read, its password still refused.
+        title = "Nubra Test Sandboxed"
+        env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_QPA_PLATFORM="xcb")
+        boxed = desktop.spawn(["unshare", "--pid", "--fork", "--kill-child", ARGS.textwindow, title],
+                              capture=True, env=env)
+        try:
+            boxed_words = word_positions(Lines(boxed))
+            activate(title)
+            settle(lines, boxed_words["charlie"])
+            double_click(boxed_words["mike"])
+            got = lines.next_json(5)
+            check(got is not None and got["path"] == "accessibility" and got["text"] == "mike",
+                  f"sandboxed window: {got}")
+            field = boxed_words["password"]
+            xdotool("mousemove", field["startX"], field["y"])
+            xdotool("click", 1)
+            time.sleep(0.3)
+            lines.drain()
+            xdotool("click", "--repeat", 2, "--delay", 80, 1)
+            got = lines.next_json(2.5)
+            check(got is None, f"a sandboxed password field was read: {got}")
+        finally:
+            stop(boxed)
+        activate("Nubra Test Text")
+    case("sandboxed: read through the accessibility bus, its password field refused", sandboxed)
+
     def plain_click():
         click(words["mike"])
         got = lines.next_json(2.5)

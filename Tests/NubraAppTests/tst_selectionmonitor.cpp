@@ -255,6 +255,28 @@ private slots:
         QVERIFY(triggered.isEmpty());
     }
 
+    // The password-field probe waits on the application in front, so it runs with the read, never on
+    // the main thread, and refuses like the gate.
+    void passwordFieldRefusesOnTheReadingThread() {
+        start(TriggerMode::onSelection);
+        releaseAndSettle();
+        QVERIFY(bubble->isVisible());
+        auto field = FakeElement::textArea(QStringLiteral("hunter2"), 0, 7);
+        field->roleName = QStringLiteral("AXSecureTextField");
+        fake->accessibility.focused = field;
+        const int queriesBefore = fake->accessibility.focusQueries;
+        fake->eventMonitors.globalMouseUp(release());
+        fake->clock.advance(SelectionMonitor::debounceMs); // the main thread's part: gate and hand-off
+        QCOMPARE(fake->accessibility.focusQueries, queriesBefore);
+        fake->tasks.drain();
+        QVERIFY(!bubble->isVisible());
+        QCOMPARE(fake->accessibility.focusQueries, queriesBefore + 1); // asked once, then nothing read
+
+        monitor->triggerFromHotkey();
+        fake->tasks.drain();
+        QVERIFY(triggered.isEmpty());
+    }
+
     void captureWithoutSnapshotHidesBubble() {
         start(TriggerMode::onSelection);
         releaseAndSettle();

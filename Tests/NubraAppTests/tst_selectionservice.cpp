@@ -141,9 +141,16 @@ private slots:
         element->roleName = QStringLiteral("AXSecureTextField");
         QVERIFY(!service->isSecureInputActive());
 
-        element->owner = 4242;
+        // A sandboxed application numbers its processes its own way: its element in the active window is
+        // the one in front, password fields included.
+        element->activeWindow = true;
         QVERIFY(service->isSecureInputActive());
         element->roleName = QStringLiteral("AXTextArea");
+        QCOMPARE(service->capture(200)->path, CapturePath::accessibility);
+
+        element->activeWindow = std::nullopt; // cannot tell: only the same process counts
+        QVERIFY(!service->capture(200, CaptureTrigger::mouse(1, false)));
+        element->owner = 4242;
         QCOMPARE(service->capture(200)->path, CapturePath::accessibility);
     }
 
@@ -166,6 +173,7 @@ private slots:
 
     void copyThatNeverArrivesFailsAfterTwoAttempts() {
         seedPasteboard();
+        const qint64 changes = fake->pasteboard.changeCount();
         const auto outcome = service->capture(200);
         QVERIFY(!outcome);
         QCOMPARE(fake->keyboard.copies, 2);
@@ -177,6 +185,7 @@ private slots:
             expected << 10;
         QCOMPARE(fake->clock.sleeps(), expected);
         QCOMPARE(pasteboardNow(), userPasteboard());
+        QCOMPARE(fake->pasteboard.changeCount(), changes); // nothing to undo, so nothing written back
         QCOMPARE(log->messages(),
                  QStringList{QStringLiteral("selection: failed app=org.example.Editor name=Editor")});
     }

@@ -36,6 +36,26 @@ private slots:
         QVERIFY(fromReader([&] { return pasteboard.types(); }).contains(Pasteboard::plainTextType()));
         QCOMPARE(fromReader([&] { return pasteboard.string(); }), std::optional<QString>(u"saved"_qs));
         QVERIFY(!pasteboard.readsIncomplete());
+
+        // A restore puts every format back with one change of owner.
+        const qint64 beforeRestore = pasteboard.changeCount();
+        fromReader([&] {
+            pasteboard.replaceContents({{Pasteboard::plainTextType(), "text"}, {u"text/html"_qs, "<b>text</b>"}});
+            return true;
+        });
+        QTRY_COMPARE(pasteboard.changeCount(), beforeRestore + 1);
+        const QStringList types = fromReader([&] { return pasteboard.types(); });
+        QVERIFY(types.contains(Pasteboard::plainTextType()) && types.contains(u"text/html"_qs));
+        QCOMPARE(pasteboard.changeCount(), beforeRestore + 1);
+    }
+
+    void aFormatTooBigToKeepMakesTheSaveIncomplete() {
+        QtPasteboard pasteboard;
+        const QByteArray huge(QtPasteboard::maxFormatBytes + 1, 'x');
+        fromReader([&] { return pasteboard.setData(huge, u"application/octet-stream"_qs); });
+        QVERIFY(fromReader([&] { return pasteboard.types(); }).contains(u"application/octet-stream"_qs));
+        QVERIFY(!fromReader([&] { return pasteboard.data(u"application/octet-stream"_qs); }));
+        QVERIFY(pasteboard.readsIncomplete());
     }
 
     void aBusyMainThreadMakesTheSaveIncomplete() {

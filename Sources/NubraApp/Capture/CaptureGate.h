@@ -6,14 +6,14 @@
 #include <functional>
 
 class FrontApplications;
-class SelectionService;
 
 // The standard wiring of the capture gate that both starters of the selection monitor use.
 namespace CaptureGate {
 
-// Asks SelectionGate with the live pause flag, the front application's identifier, the exclusion set and,
-// last and only when still needed, the secure-field probe.
+// Asks SelectionGate with the live pause flag, the front application's identifier and the exclusion set,
+// on the main thread. The password-field probe talks to another application and may wait for it, so
+// the selection monitor asks it on the reading thread, just before the read (the gate's last question).
 std::function<bool()> standard(std::function<bool()> paused, std::function<QSet<QString>()> excludedApps,
-                               FrontApplications& frontApplications, SelectionService& service);
+                               FrontApplications& frontApplications);
 
 } // namespace CaptureGate

@@ -16,7 +16,9 @@ class CardHost;
 
 // Watches mouse releases and dismissing clicks and keys, decides by trigger mode when a selection was
 // just made, has it read off the main thread, then shows the bubble (mouse modes) or hands the snapshot
-// on at once (hot key). Lives on the main thread; handlers and pending work hold it only weakly.
+// on at once (hot key). Lives on the main thread; handlers and pending work hold it only weakly. The
+// gate it is given runs on the main thread; the password-field probe, which talks to the application
+// in front, runs with the read.
 class SelectionMonitor : public QObject {
     Q_OBJECT
 

@@ -16,6 +16,8 @@
 
 #include <QStringList>
 
+#include <mutex>
+
 namespace {
 
 bool isBlank(const std::optional<QString>& text) {
@@ -44,21 +46,24 @@ std::shared_ptr<AccessibleElement> SelectionService::elementInFront(const FocusQ
     if (query.status != FocusQuery::success || !query.element)
         return nullptr;
     // Focus is known from the last application that reported it; when one without accessibility has
-    // come to the front since, that element is not what the user is looking at.
+    // come to the front since, that element is not what the user is looking at. A sandboxed application
+    // (Flatpak, firejail) numbers its processes its own way, so a different number only rules the
+    // element out when its window is not the active one either.
     const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
     if (front && front->processId > 0) {
         const std::optional<qint64> owner = query.element->processId();
-        if (owner && *owner != front->processId)
+        if (owner && *owner != front->processId && query.element->inActiveWindow() != true)
             return nullptr;
     }
     return query.element;
 }
 
-SelectionService::Probe SelectionService::probeOnce() {
+SelectionService::Probe SelectionService::probeOnce(int contextRadius) {
     Probe probe;
     probe.element = focusedElement();
     if (!probe.element)
         return probe;
+    probe.element->limitContextTo(contextRadius);
     probe.selected = probe.element->selectedText().value_or(QString());
     const AccessibleElement::RangeRead range = probe.element->selectedRange();
     probe.hasRange = range.succeeded;
@@ -93,11 +98,11 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
     if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost())
         m_desktop.accessibility.enableApplication(front->processId);
 
-    Probe probe = probeOnce();
+    Probe probe = probeOnce(contextRadius);
     if (isBlank(probe.selected)) {
         // Some editors publish the selection a moment after the button comes up.
         m_desktop.clock.sleepFor(probeRetryMs);
-        probe = probeOnce();
+        probe = probeOnce(contextRadius);
     }
 
     if (probe.element && !isBlank(probe.selected) && probe.hasRange) {
@@ -174,6 +179,10 @@ SelectionService::selectedTextViaPasteboard(bool primaryAllowed, bool copyAllowe
 }
 
 std::optional<QString> SelectionService::selectedTextViaClipboard() {
+    // Two copies at once (the hot key during a mouse capture) would each save what the other copied
+    // and could leave it behind: one at a time, across every reader.
+    static std::mutex oneCopyAtATime;
+    std::lock_guard guard(oneCopyAtATime);
     Pasteboard& pasteboard = m_desktop.pasteboard;
     const qint64 changeCount = pasteboard.changeCount();
     const ClipboardSnapshot saved = ClipboardSnapshot::capture(pasteboard);
@@ -202,7 +211,10 @@ std::optional<QString> SelectionService::selectedTextViaClipboard() {
         if (!isBlank(text))
             result = text;
     }
-    saved.restore(pasteboard);
+    // Only a copy that changed the clipboard is undone. On X11 putting the saved formats back makes
+    // Nubra their owner, which a clipboard the copy never touched does not need.
+    if (changed)
+        saved.restore(pasteboard);
     return result;
 }
 

@@ -76,7 +76,7 @@ private:
         QString fullText;
         std::shared_ptr<AccessibleElement> element;
     };
-    Probe probeOnce();
+    Probe probeOnce(int contextRadius);
     struct PasteboardText {
         QString text;
         CapturePath path;

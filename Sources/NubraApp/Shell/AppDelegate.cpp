@@ -68,8 +68,7 @@ void AppDelegate::startSelectionMonitor() {
     QPointer<AppDelegate> self(this);
     m_monitor.start(settings.triggerMode(), settings.contextRadius(),
                     CaptureGate::standard([this]() { return m_state.settings().paused(); },
-                                          [this]() { return m_state.settings().excludedApps(); }, m_linux.x11,
-                                          m_service),
+                                          [this]() { return m_state.settings().excludedApps(); }, m_linux.x11),
                     [self](const SelectionSnapshot& snapshot) {
                         // Handed on from the monitor's own call stack; the card starts on a clean one.
                         QTimer::singleShot(0, self, [self, snapshot]() {

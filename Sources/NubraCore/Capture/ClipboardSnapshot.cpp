@@ -10,7 +10,9 @@ ClipboardSnapshot ClipboardSnapshot::capture(const Pasteboard& pasteboard) {
 }
 
 void ClipboardSnapshot::restore(Pasteboard& pasteboard) const {
-    pasteboard.clearContents();
+    QList<std::pair<QString, QByteArray>> contents;
+    contents.reserve(items.size());
     for (const Item& item : items)
-        pasteboard.setData(item.data, item.type); // a refused write is ignored
+        contents.append({item.type, item.data});
+    pasteboard.replaceContents(contents);
 }

@@ -4,6 +4,12 @@ QString Pasteboard::plainTextType() {
     return QStringLiteral("text/plain;charset=utf-8");
 }
 
+void Pasteboard::replaceContents(const QList<std::pair<QString, QByteArray>>& items) {
+    clearContents();
+    for (const auto& [type, data] : items)
+        setData(data, type); // a refused write is ignored
+}
+
 std::optional<QString> Pasteboard::string() const {
     for (const QString& type : {plainTextType(), QStringLiteral("text/plain")}) {
         if (auto bytes = data(type))

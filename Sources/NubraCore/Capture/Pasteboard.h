@@ -2,11 +2,13 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
 #include <mutex>
 #include <optional>
+#include <utility>
 
 // The general pasteboard (clipboard) as the selection reader sees it: typed data buffers under
 // type identifiers (MIME types on Linux) and a counter that grows with every change.
@@ -19,6 +21,9 @@ public:
     virtual qint64 changeCount() const = 0;
     virtual void clearContents() = 0;
     virtual bool setData(const QByteArray& data, const QString& type) = 0;
+    // Replaces the whole contents with these (type, data) pairs, in order. The default clears and writes
+    // them one by one; a platform where every write is a change of owner does it in one.
+    virtual void replaceContents(const QList<std::pair<QString, QByteArray>>& items);
 
     // The plain-text content, when there is some.
     virtual std::optional<QString> string() const;

@@ -16,6 +16,7 @@ public:
     std::optional<QRectF> bounds; // top-left-origin, as the platform reports it
     std::optional<QString> roleName = QStringLiteral("AXTextArea");
     std::optional<qint64> owner; // the owning process; unknown unless a test sets it
+    std::optional<bool> activeWindow = false;
     QList<TextRange> boundsQueries;
 
     std::optional<QString> selectedText() override { return selected; }
@@ -24,6 +25,7 @@ public:
     std::optional<QRectF> boundsForRange(const TextRange& r) override;
     std::optional<QString> role() override { return roleName; }
     std::optional<qint64> processId() override { return owner; }
+    std::optional<bool> inActiveWindow() override { return activeWindow; }
 
     // A text element showing `text` with [location, location + length) selected.
     static std::shared_ptr<FakeElement> textArea(const QString& text, qint64 location, qint64 length);

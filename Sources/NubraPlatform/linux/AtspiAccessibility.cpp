@@ -8,6 +8,8 @@
 
 #include <atspi/atspi.h>
 
+#include <algorithm>
+
 namespace {
 
 const QString busService = QStringLiteral("org.a11y.Bus");
@@ -93,6 +95,39 @@ public:
         return role ? std::optional<QString>(roleName(*role)) : std::nullopt;
     }
     std::optional<qint64> processId() override { return query<guint>(&atspi_accessible_get_process_id); }
+    std::optional<bool> inActiveWindow() override {
+        AtspiAccessible* object = m_object;
+        return m_thread
+            ->call(
+                [object]() -> std::optional<bool> {
+                    // Up to the top-level window: the child of the application object.
+                    AtspiAccessible* node = ATSPI_ACCESSIBLE(g_object_ref(object));
+                    for (int depth = 0; node && depth < 64; ++depth) {
+                        AtspiAccessible* parent = atspi_accessible_get_parent(node, nullptr);
+                        const bool top =
+                            !parent || atspi_accessible_get_role(parent, nullptr) == ATSPI_ROLE_APPLICATION;
+                        if (top) {
+                            AtspiStateSet* states = atspi_accessible_get_state_set(node);
+                            const bool active =
+                                states && atspi_state_set_contains(states, ATSPI_STATE_ACTIVE);
+                            if (states)
+                                g_object_unref(states);
+                            if (parent)
+                                g_object_unref(parent);
+                            g_object_unref(node);
+                            return active;
+                        }
+                        g_object_unref(node);
+                        node = parent;
+                    }
+                    if (node)
+                        g_object_unref(node);
+                    return std::nullopt;
+                },
+                AtspiAccessibility::callTimeoutMs)
+            .value_or(std::nullopt);
+    }
+    void limitContextTo(int radius) override { m_radius = std::clamp(radius, 0, maxTextChars); }
 
 private:
     // One libatspi getter of this object, run on the AT-SPI thread; an error or no answer in time is
@@ -118,7 +153,8 @@ private:
         bool hasText = false;
         bool utf16Offsets = false;
         QString text;
-        qint64 selStart = 0; // UTF-16 units
+        gint windowStart = 0; // the toolkit offset where `text` begins in the element's whole text
+        qint64 selStart = 0;  // UTF-16 units of `text`
         qint64 selEnd = 0;
     };
     // One read of text and selection, converted once; the reader asks for its parts in a row.
@@ -128,6 +164,7 @@ private:
 
     std::shared_ptr<AtspiThread> m_thread;
     AtspiAccessible* m_object;
+    gint m_radius = maxTextChars;
     std::optional<Snapshot> m_snapshot;
 };
 
@@ -151,21 +188,21 @@ AtspiElement::Snapshot AtspiElement::snapshot() {
     if (m_snapshot)
         return *m_snapshot;
     AtspiAccessible* object = m_object;
+    const gint radius = m_radius;
     m_snapshot =
         m_thread
             ->call(
-                [object]() {
+                [object, radius]() {
                     Snapshot s;
                     AtspiText* text = atspi_accessible_get_text_iface(object);
                     if (!text)
                         return s;
                     GError* error = nullptr;
-                    const gint count = qMin(atspi_text_get_character_count(text, &error), maxTextChars);
+                    const gint count = atspi_text_get_character_count(text, &error);
                     if (!error) {
                         s.hasText = true;
                         const QString toolkit = takeUtf8(atspi_accessible_get_toolkit_name(object, nullptr));
                         s.utf16Offsets = toolkit == QStringLiteral("Qt");
-                        s.text = takeUtf8(atspi_text_get_text(text, 0, count, nullptr));
                         gint start = atspi_text_get_caret_offset(text, nullptr);
                         gint end = start;
                         if (atspi_text_get_n_selections(text, nullptr) > 0) {
@@ -177,6 +214,16 @@ AtspiElement::Snapshot AtspiElement::snapshot() {
                         }
                         if (end < start)
                             std::swap(start, end);
+                        start = std::clamp(start, 0, count);
+                        end = std::clamp(end, start, count);
+                        // Only the selection and the context around it: a code point is at least one
+                        // UTF-16 unit, so `radius` offsets of either kind hold `radius` units.
+                        s.windowStart = std::max(0, start - radius);
+                        const gint windowEnd = gint(std::min<qint64>(
+                            {qint64(count), qint64(end) + radius, qint64(s.windowStart) + maxTextChars}));
+                        s.text = takeUtf8(atspi_text_get_text(text, s.windowStart, windowEnd, nullptr));
+                        start -= s.windowStart;
+                        end = std::min(end, windowEnd) - s.windowStart;
                         s.selStart = s.utf16Offsets ? start : toUtf16(s.text, start);
                         s.selEnd = s.utf16Offsets ? end : toUtf16(s.text, end);
                     }
@@ -194,9 +241,9 @@ std::optional<QRectF> AtspiElement::boundsForRange(const TextRange& range) {
     const Snapshot s = snapshot();
     if (!s.hasText)
         return std::nullopt;
-    gint start = gint(s.utf16Offsets ? range.location : toCodePoints(s.text, range.location));
-    gint end = gint(s.utf16Offsets ? range.location + range.length
-                                   : toCodePoints(s.text, range.location + range.length));
+    gint start = s.windowStart + gint(s.utf16Offsets ? range.location : toCodePoints(s.text, range.location));
+    gint end = s.windowStart + gint(s.utf16Offsets ? range.location + range.length
+                                                   : toCodePoints(s.text, range.location + range.length));
     // Qt counts the character at the end offset into the extents.
     if (s.utf16Offsets && end > start)
         --end;
@@ -242,10 +289,12 @@ void AtspiAccessibility::enableApplication(qint64) {
 FocusQuery AtspiAccessibility::focusedElement() {
     if (!isTrusted())
         return {FocusQuery::apiDisabled, nullptr};
-    AtspiAccessible* focused = m_thread->takeFocused(callTimeoutMs);
+    const std::optional<AtspiAccessible*> focused = m_thread->takeFocused(callTimeoutMs);
     if (!focused)
+        return {FocusQuery::cannotComplete, nullptr};
+    if (!*focused)
         return {FocusQuery::noValue, nullptr};
-    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, focused)};
+    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, *focused)};
 }
 
 void AtspiAccessibility::openSettings() {

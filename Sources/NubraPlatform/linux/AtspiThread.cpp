@@ -2,6 +2,8 @@
 
 #include <atspi/atspi.h>
 
+#include <unistd.h>
+
 AtspiThread::AtspiThread(int dbusTimeoutMs) {
     // libatspi attaches the connections it opens to each application to the default GLib context,
     // whatever context it was given. Were the GUI thread to run that context too, it would dispatch
@@ -47,7 +49,9 @@ void AtspiThread::run(int dbusTimeoutMs, std::promise<bool>& started) {
 void AtspiThread::onFocus(void* rawEvent, void* user) {
     auto* event = static_cast<AtspiEvent*>(rawEvent);
     auto* self = static_cast<AtspiThread*>(user);
-    if (event->source) {
+    // Our own windows (the card once clicked) are never what the user wants read, and reading them
+    // would need our GUI thread.
+    if (event->source && atspi_accessible_get_process_id(event->source, nullptr) != guint(getpid())) {
         std::lock_guard guard(self->m_lock);
         if (event->detail1 == 1) {
             if (self->m_focused)
@@ -102,6 +106,10 @@ AtspiAccessible* AtspiThread::searchFocused() {
         AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, a, nullptr);
         if (!app)
             continue;
+        if (atspi_accessible_get_process_id(app, nullptr) == guint(getpid())) {
+            g_object_unref(app);
+            continue;
+        }
         const gint windows = atspi_accessible_get_child_count(app, nullptr);
         for (gint w = 0; w < windows && !found; ++w) {
             AtspiAccessible* window = atspi_accessible_get_child_at_index(app, w, nullptr);
@@ -119,35 +127,38 @@ AtspiAccessible* AtspiThread::searchFocused() {
     return found;
 }
 
-AtspiAccessible* AtspiThread::takeFocused(int timeoutMs) {
+std::optional<AtspiAccessible*> AtspiThread::takeFocused(int timeoutMs) {
     // Everything runs on the AT-SPI thread, where the last reference of an object may be dropped.
     return call(
-               [this]() -> AtspiAccessible* {
-                   AtspiAccessible* known = nullptr;
-                   {
-                       std::lock_guard guard(m_lock);
-                       if (m_focused)
-                           known = ATSPI_ACCESSIBLE(g_object_ref(m_focused));
-                   }
-                   // Focus events arrive a moment late: right after a click into another field the
-                   // element we know may have lost focus already, and reading it would capture the
-                   // wrong selection.
-                   if (known && hasState(known, ATSPI_STATE_FOCUSED))
-                       return known;
-                   if (known)
-                       g_object_unref(known);
-                   // No focus known, or it moved without telling us yet: look in the active window.
-                   AtspiAccessible* found = searchFocused();
-                   if (found) {
-                       std::lock_guard guard(m_lock);
-                       if (m_focused)
-                           g_object_unref(m_focused);
-                       m_focused = ATSPI_ACCESSIBLE(g_object_ref(found));
-                   }
-                   return found;
-               },
-               timeoutMs)
-        .value_or(nullptr);
+        [this]() -> AtspiAccessible* {
+            AtspiAccessible* known = nullptr;
+            {
+                std::lock_guard guard(m_lock);
+                if (m_focused)
+                    known = ATSPI_ACCESSIBLE(g_object_ref(m_focused));
+            }
+            // Focus events arrive a moment late: right after a click into another field the
+            // element we know may have lost focus already, and reading it would capture the
+            // wrong selection.
+            if (known && hasState(known, ATSPI_STATE_FOCUSED))
+                return known;
+            if (known)
+                g_object_unref(known);
+            // No focus known, or it moved without telling us yet: look in the active window.
+            AtspiAccessible* found = searchFocused();
+            if (found) {
+                std::lock_guard guard(m_lock);
+                if (m_focused)
+                    g_object_unref(m_focused);
+                m_focused = ATSPI_ACCESSIBLE(g_object_ref(found));
+            }
+            return found;
+        },
+        timeoutMs,
+        [](AtspiAccessible*& late) {
+            if (late)
+                g_object_unref(late);
+        });
 }
 
 void AtspiThread::submit(std::function<void()> task) {

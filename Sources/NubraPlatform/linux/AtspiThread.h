@@ -26,17 +26,40 @@ public:
 
     bool isReady() const { return m_ready; }
 
-    // The element that last gained focus, referenced for the caller (unref with g_object_unref).
-    AtspiAccessible* takeFocused(int timeoutMs);
+    // The element that has focus, referenced for the caller (unref with g_object_unref); null when none
+    // has. Nothing when the search did not finish within `timeoutMs`. This process's own windows are
+    // never searched: answering would need the GUI thread, which may be the one waiting.
+    std::optional<AtspiAccessible*> takeFocused(int timeoutMs);
 
-    // Runs `fn` on the AT-SPI thread; nothing when it does not answer within `timeoutMs`.
-    template <typename F> auto call(F fn, int timeoutMs) -> std::optional<decltype(fn())> {
+    // Runs `fn` on the AT-SPI thread; nothing when it does not answer within `timeoutMs`. A result that
+    // comes too late is handed to `discard` on the AT-SPI thread, so references it holds are not lost.
+    template <typename F>
+    auto call(F fn, int timeoutMs, std::function<void(decltype(std::declval<F>()())&)> discard = {})
+        -> std::optional<decltype(fn())> {
         using Result = decltype(fn());
-        auto promise = std::make_shared<std::promise<Result>>();
-        std::future<Result> answer = promise->get_future();
-        submit([promise, fn = std::move(fn)]() mutable { promise->set_value(fn()); });
-        if (answer.wait_for(std::chrono::milliseconds(timeoutMs)) != std::future_status::ready)
-            return std::nullopt;
+        struct Handoff {
+            std::mutex lock;
+            std::promise<Result> promise;
+            bool abandoned = false;
+        };
+        auto handoff = std::make_shared<Handoff>();
+        std::future<Result> answer = handoff->promise.get_future();
+        submit([handoff, fn = std::move(fn), discard]() mutable {
+            Result result = fn();
+            std::lock_guard guard(handoff->lock);
+            if (!handoff->abandoned)
+                handoff->promise.set_value(std::move(result));
+            else if (discard)
+                discard(result);
+        });
+        if (answer.wait_for(std::chrono::milliseconds(timeoutMs)) != std::future_status::ready) {
+            std::lock_guard guard(handoff->lock);
+            // The answer may have arrived between the wait and the lock; then it is still ours.
+            if (answer.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+                handoff->abandoned = true;
+                return std::nullopt;
+            }
+        }
         return answer.get();
     }
 

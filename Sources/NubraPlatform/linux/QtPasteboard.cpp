@@ -30,15 +30,15 @@ std::optional<QByteArray> QtPasteboard::data(const QString& type) const {
             const QMimeData* mime = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
             if (!mime || !mime->hasFormat(type))
                 return std::nullopt;
-            QByteArray bytes = mime->data(type);
-            if (bytes.size() > maxFormatBytes)
-                return std::nullopt;
-            return bytes;
+            return mime->data(type);
         },
         mainThreadTimeoutMs);
-    if (!read)
+    // Too slow to answer, or too big to keep: either way the save would lose part of the clipboard.
+    if (!read || (*read && (*read)->size() > maxFormatBytes)) {
         m_readsIncomplete = true;
-    return read.value_or(std::nullopt);
+        return std::nullopt;
+    }
+    return *read;
 }
 
 void QtPasteboard::clearContents() {
@@ -68,4 +68,21 @@ bool QtPasteboard::setData(const QByteArray& data, const QString& type) {
                },
                mainThreadTimeoutMs)
         .value_or(false);
+}
+
+void QtPasteboard::replaceContents(const QList<std::pair<QString, QByteArray>>& items) {
+    callOnMainThread(
+        [items]() {
+            QClipboard* clipboard = QGuiApplication::clipboard();
+            if (items.isEmpty()) {
+                clipboard->clear(QClipboard::Clipboard);
+                return true;
+            }
+            auto* mime = new QMimeData;
+            for (const auto& [type, data] : items)
+                mime->setData(type, data);
+            clipboard->setMimeData(mime, QClipboard::Clipboard);
+            return true;
+        },
+        mainThreadTimeoutMs);
 }

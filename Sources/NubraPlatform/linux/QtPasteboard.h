@@ -21,9 +21,12 @@ public:
     qint64 changeCount() const override { return m_changes.load(); }
     void clearContents() override;
     bool setData(const QByteArray& data, const QString& type) override;
+    // One QMimeData with every format: a single change of owner, so clipboard managers and the
+    // applications watching the clipboard see the restore as one change.
+    void replaceContents(const QList<std::pair<QString, QByteArray>>& items) override;
 
-    // Whether a read since the last listing of the types went unanswered (the main thread was busy),
-    // so that a snapshot taken now would miss some of the user's clipboard.
+    // Whether a read since the last listing of the types went unanswered (the main thread was busy) or
+    // was too big to keep, so that a snapshot taken now would miss some of the user's clipboard.
     bool readsIncomplete() const { return m_readsIncomplete.load(); }
 
 private:

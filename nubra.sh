@@ -26,7 +26,7 @@ PACKAGES=(
     # test tools
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
-    trayer
+    trayer xclip
     # Qt's own dialog texts in Chinese
     qt6-translations-l10n
 )

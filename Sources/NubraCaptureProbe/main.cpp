@@ -2,7 +2,11 @@
 // standard output, for scripted and manual checks.
 //
 //   nubra-capture-probe [--trigger onSelection|optionSelection|doubleClick|hotkey] [--radius N]
+//                       [--report-stalls]
 //   nubra-capture-probe --diagnose
+//
+// With --report-stalls the probe also watches its own main thread, the one that runs Nubra's interface,
+// and prints {"event":"stall","ms":N} whenever it could not run for more than 20 ms.
 
 #include "NubraApp/Capture/BubbleHost.h"
 #include "NubraApp/Capture/CaptureGate.h"
@@ -14,10 +18,12 @@
 #include "NubraPlatform/linux/LinuxDesktop.h"
 
 #include <QCommandLineParser>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThreadPool>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -61,7 +67,9 @@ int main(int argc, char** argv) {
                                           QStringLiteral("units"), QStringLiteral("200"));
     const QCommandLineOption diagnoseOption(QStringLiteral("diagnose"),
                                             QStringLiteral("Print the diagnosis."));
-    parser.addOptions({triggerOption, radiusOption, diagnoseOption});
+    const QCommandLineOption stallsOption(QStringLiteral("report-stalls"),
+                                          QStringLiteral("Report every stall of the main thread."));
+    parser.addOptions({triggerOption, radiusOption, diagnoseOption, stallsOption});
     parser.process(app);
 
     const std::optional<TriggerMode> mode = fromRawValue<TriggerMode>(parser.value(triggerOption));
@@ -109,10 +117,23 @@ int main(int argc, char** argv) {
              {QStringLiteral("ms"), latencyMs}});
     });
     const QSet<QString> excluded = SelectionGate::defaultExcludedApps();
-    monitor.start(
-        *mode, radius,
-        CaptureGate::standard([]() { return false; }, [excluded]() { return excluded; }, linux.x11),
-        [](const SelectionSnapshot&) {});
+    monitor.start(*mode, radius,
+                  CaptureGate::standard([]() { return false; }, [excluded]() { return excluded; }, linux.x11),
+                  [](const SelectionSnapshot&) {});
+    // A heartbeat every 5 ms: a longer gap is time the main thread spent blocked.
+    QTimer heartbeat;
+    QElapsedTimer sinceBeat;
+    if (parser.isSet(stallsOption)) {
+        heartbeat.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&heartbeat, &QTimer::timeout, [&sinceBeat]() {
+            const qint64 stall = sinceBeat.restart() - 5;
+            if (stall > 20)
+                printLine(
+                    {{QStringLiteral("event"), QStringLiteral("stall")}, {QStringLiteral("ms"), stall}});
+        });
+        sinceBeat.start();
+        heartbeat.start(5);
+    }
     printLine({{QStringLiteral("event"), QStringLiteral("ready")},
                {QStringLiteral("trusted"), linux.accessibility.isTrusted()},
                {QStringLiteral("hotkey"),

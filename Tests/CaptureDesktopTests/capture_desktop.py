@@ -18,8 +18,8 @@ from desktop_kit import SCREEN_H, Failure, Lines, check, run, start_mousepad, st
 ARGS = None
 
 
-def start_probe(desktop, trigger):
-    process = desktop.spawn([ARGS.probe, "--trigger", trigger, "--radius", "12"], capture=True)
+def start_probe(desktop, trigger, *extra):
+    process = desktop.spawn([ARGS.probe, "--trigger", trigger, "--radius", "12", *extra], capture=True)
     lines = Lines(process)
     ready = lines.next_json(10)
     check(ready and ready.get("event") == "ready", f"probe did not start: {ready}")
@@ -147,10 +147,16 @@ def run_checks(desktop, textwindow_lines):
         try:
             other_words = word_positions(Lines(other))
             activate(title)
+            # Something of the user's on the clipboard, which the copy must leave as it found it.
+            subprocess.run(["xclip", "-selection", "clipboard", "-i"], input="the user's own words", text=True,
+                           check=True)
             drag(other_words["delta"], other_words["foxtrot"])
             got = lines.next_json(5)
             check(got is not None and got["path"] == "clipboard" and got["text"] == "delta echo foxtrot",
                   f"drag in a window that keeps PRIMARY empty: {got}")
+            clipboard = subprocess.run(["xclip", "-selection", "clipboard", "-o"], capture_output=True,
+                                       text=True, timeout=5).stdout
+            check(clipboard == "the user's own words", f"the clipboard holds {clipboard!r} after the copy")
             click(other_words["mike"])
             got = lines.next_json(2.5)
             check(got is None, f"a plain click copied {got}")

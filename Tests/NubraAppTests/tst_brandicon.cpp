@@ -32,6 +32,18 @@ private slots:
         QVERIFY2(cutOut >= 4, qPrintable(QString::number(cutOut)));
     }
 
+    void trayIconIsDrawnAtTheSizeAsked() {
+        const QIcon icon = BrandIcon::menuBarIcon(false);
+        QVERIFY(icon.availableSizes().contains(QSize(22, 22)));
+        // A size no list holds, at a fractional ratio: drawn at exactly its device pixels, not scaled.
+        const QPixmap odd = icon.pixmap(QSize(22, 22), 1.5);
+        QCOMPARE(odd.size(), QSize(33, 33));
+        QCOMPARE(odd.devicePixelRatio(), 1.5);
+        QImage drawn = odd.toImage();
+        drawn.setDevicePixelRatio(1);
+        QCOMPARE(drawn, BrandIcon::markImage(33).convertToFormat(drawn.format()));
+    }
+
     void bubbleImageIsDrawnAtFourTimesItsSize() {
         const QPixmap image = BrandIcon::bubbleImage(30);
         QCOMPARE(image.size(), QSize(120, 120));

@@ -1,22 +1,34 @@
 #!/usr/bin/env python3
-"""Release-to-snapshot time of capture on a virtual X11 desktop, AT-SPI path and PRIMARY path.
+"""Selection capture on a virtual X11 desktop: how fast it answers, and how long it can hold up the
+thread that runs Nubra's interface.
 
-Drives the same desktop as the end-to-end test (Xvfb, D-Bus, accessibility bus, openbox, the Qt text
-window) and reads the probe's "ms" field: from the mouse release to the snapshot on the main thread,
-the fixed 0.3 s debounce left out. The reference, measured in the same run, is one X server round
-trip from a fresh client (`xdotool getmouselocation`), which bounds how fast anything driven by a new
-process can answer on this machine. Reported, never pass/fail.
+Latency: the probe's "ms" field, from the mouse release to the snapshot on the main thread with the
+fixed 0.3 s debounce left out, through the accessibility bus (the Qt text window) and through PRIMARY (the
+same window cut off from the bus). Reference, measured in the same run: one X server round trip from a
+fresh client (`xdotool getmouselocation`), which bounds how fast anything driven by a new process can
+answer on this machine.
+
+Main-thread stalls: the probe's heartbeat reports every gap of more than 20 ms on its main thread. A
+hot-key capture runs against the text window while it answers, then while it is stopped (SIGSTOP), as
+an application that hangs and never answers the accessibility bus again. Reference: the same capture
+against the answering window. Reported, never pass/fail.
 """
 import argparse
 import os
+import signal
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "Tests",
-                                "CaptureDesktopTests"))
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, "..", "..", "Tests", "DesktopTestKit"))
+sys.path.insert(0, os.path.join(HERE, "..", "..", "Tests", "CaptureDesktopTests"))
 import capture_desktop as desk  # noqa: E402
+from desktop_kit import Lines, run, stop, xdotool  # noqa: E402
+
+ARGS = None
 
 
 def percentile(values, p):
@@ -25,82 +37,107 @@ def percentile(values, p):
 
 
 def report(name, values):
-    print(f"{name:<28} n={len(values):<4} median={statistics.median(values):8.1f} ms  "
+    print(f"{name:<32} n={len(values):<4} median={statistics.median(values):8.1f} ms  "
           f"p99={percentile(values, 99):8.1f} ms", flush=True)
     return statistics.median(values)
 
 
-def measure(desktop, textwindow_lines, count):
-    words = desk.word_positions(textwindow_lines)
+def start_window(desktop, title, accessible):
+    env = dict(os.environ, QT_QPA_PLATFORM="xcb")
+    if accessible:
+        env["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
+    else:
+        env["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent"
+    window = desktop.spawn([ARGS.textwindow, title], capture=True, env=env)
+    words = desk.word_positions(Lines(window))
+    desk.activate(title)
+    return window, words
+
+
+def latencies(lines, words, path, count):
+    samples = []
+    for i in range(count):
+        word = ("charlie", "mike")[i % 2]
+        desk.double_click(words[word])
+        got = lines.next_json(5)
+        if got and got.get("path") == path and got.get("text") == word:
+            samples.append(got["ms"])
+    return samples
+
+
+def stalls_during(lines, seconds):
+    """The longest main-thread stall reported within `seconds`, and whether a capture came through."""
+    longest, captured = 0, False
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        got = lines.next_json(max(0.05, deadline - time.monotonic()))
+        if got is None:
+            continue
+        if got.get("event") == "stall":
+            longest = max(longest, got["ms"])
+        elif "text" in got:
+            captured = True
+    return longest, captured
+
+
+def body(desktop):
     reference = []
-    for _ in range(count):
+    for _ in range(ARGS.count):
         start = time.perf_counter()
         subprocess.run(["xdotool", "getmouselocation"], stdout=subprocess.DEVNULL, check=True)
         reference.append((time.perf_counter() - start) * 1000)
-
-    probe, lines = desktop.probe("onSelection")
-    samples = {"accessibility": [], "primary": []}
-    targets = [("charlie", "charlie"), ("mike", "mike")]
-    for path in ("accessibility", "primary"):
-        desk.set_bus_enabled(path == "accessibility")
-        time.sleep(0.3)
-        for i in range(count):
-            word = words[targets[i % 2][0]]
-            desk.double_click(word)
-            got = lines.next_json(5)
-            if got and got["path"] == path and got["text"] == targets[i % 2][1]:
-                samples[path].append(got["ms"])
-    desk.set_bus_enabled(True)
-    probe.terminate()
-    probe.wait()
-
     ref = report("reference (X round trip)", reference)
-    for path, values in samples.items():
-        if not values:
-            print(f"{path}: no samples", flush=True)
-            continue
-        median = report(f"{path} path", values)
-        print(f"{'':<28} ratio to reference: {median / ref:.1f}x", flush=True)
 
+    window, words = start_window(desktop, "Nubra Bench Text", accessible=True)
+    probe, lines = desk.start_probe(desktop, "onSelection")
+    desk.settle(lines, words["charlie"])
+    median = report("accessibility path", latencies(lines, words, "accessibility", ARGS.count) or [0])
+    print(f"{'':<32} ratio to reference: {median / ref:.1f}x", flush=True)
+    stop(probe)
 
-def inner(args):
-    desktop = desk.Desktop(args)
-    try:
-        desktop.spawn(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"])
+    plain, plain_words = start_window(desktop, "Nubra Bench Without Accessibility", accessible=False)
+    probe, lines = desk.start_probe(desktop, "onSelection")
+    median = report("PRIMARY path", latencies(lines, plain_words, "primary", ARGS.count) or [0])
+    print(f"{'':<32} ratio to reference: {median / ref:.1f}x", flush=True)
+    stop(probe)
+    stop(plain)
+
+    desk.activate("Nubra Bench Text")
+    probe, lines = desk.start_probe(desktop, "hotkey", "--report-stalls")
+    answering, hung = [], []
+    for _ in range(ARGS.stall_runs):
+        desk.double_click(words["charlie"])
+        time.sleep(0.4)
+        lines.drain()
+        xdotool("key", "alt+g")
+        answering.append(stalls_during(lines, 2.0)[0])
+        window.send_signal(signal.SIGSTOP)
+        try:
+            xdotool("key", "alt+g")
+            longest, captured = stalls_during(lines, 3.0)
+            hung.append(longest)
+            if captured:
+                print("# a capture came through from the stopped window", flush=True)
+        finally:
+            window.send_signal(signal.SIGCONT)
         time.sleep(1.0)
-        desk.set_bus_enabled(True)
-        desktop.spawn(["openbox"])
-        time.sleep(0.5)
-        env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_QPA_PLATFORM="xcb")
-        textwindow = desktop.spawn([args.textwindow], capture=True, env=env)
-        measure(desktop, desk.Lines(textwindow), args.count)
-        return 0
-    finally:
-        desktop.stop_all()
+    stop(probe)
+    print(f"{'longest main-thread stall':<32} answering window: {max(answering)} ms, "
+          f"hung window: {max(hung)} ms (gaps under 20 ms are not reported)", flush=True)
+    print(f"{'':<32} ratio hung to answering: {max(hung) / max(max(answering), 20):.1f}x "
+          f"(an answering window counts as 20 ms at least)", flush=True)
 
 
 def main():
+    global ARGS
     parser = argparse.ArgumentParser()
     parser.add_argument("--probe", required=True)
     parser.add_argument("--textwindow", required=True)
-    parser.add_argument("--count", type=int, default=60)
-    parser.add_argument("--inner", action="store_true")
-    args = parser.parse_args()
-    if args.inner:
-        sys.exit(inner(args))
-    display = desk.free_display()
-    xvfb = subprocess.Popen(["Xvfb", f":{display}", "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
-                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    try:
-        time.sleep(1.0)
-        env = dict(os.environ, DISPLAY=f":{display}")
-        env.pop("DBUS_SESSION_BUS_ADDRESS", None)
-        env.pop("QT_QPA_PLATFORM", None)
-        sys.exit(subprocess.run(["dbus-run-session", "--", sys.executable, __file__, "--inner", *sys.argv[1:]],
-                                env=env, stderr=subprocess.DEVNULL).returncode)
-    finally:
-        xvfb.terminate()
-        xvfb.wait()
+    parser.add_argument("--count", type=int, default=40)
+    parser.add_argument("--stall-runs", type=int, default=5)
+    ARGS = parser.parse_args()
+    desk.ARGS = ARGS
+    run(body, os.path.join(tempfile.gettempdir(), "nubra-capture-bench.png"))
 
 
 if __name__ == "__main__":

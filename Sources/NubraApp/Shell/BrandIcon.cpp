@@ -2,6 +2,7 @@
 
 #include <QFont>
 #include <QFontMetricsF>
+#include <QIconEngine>
 #include <QPainter>
 
 #include <cmath>
@@ -85,16 +86,45 @@ QImage markImage(int pixels) {
     });
 }
 
+namespace {
+
+// Draws the tray image afresh at whatever size Qt asks for, device pixel ratio included, so that no
+// screen shows a scaled copy. The usual tray sizes are offered to hosts that pick from a list.
+class DrawnIconEngine final : public QIconEngine {
+public:
+    explicit DrawnIconEngine(bool paused) : m_paused(paused) {}
+
+    QPixmap pixmap(const QSize& size, QIcon::Mode, QIcon::State) override {
+        const int pixels = std::max(1, std::min(size.width(), size.height()));
+        return QPixmap::fromImage(m_paused ? moonImage(pixels) : markImage(pixels));
+    }
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
+        const qreal scale = painter->device() ? painter->device()->devicePixelRatioF() : 1;
+        QPixmap image = pixmap(rect.size() * scale, mode, state);
+        image.setDevicePixelRatio(scale);
+        painter->drawPixmap(rect, image);
+    }
+    QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
+        QList<QSize> sizes;
+        for (const int pixels : iconPixelSizes)
+            sizes << QSize(pixels, pixels);
+        return sizes;
+    }
+    QIconEngine* clone() const override { return new DrawnIconEngine(m_paused); }
+
+private:
+    bool m_paused;
+};
+
+} // namespace
+
 QIcon menuBarIcon(bool paused) {
     if (paused) {
         const QIcon themed = QIcon::fromTheme(QStringLiteral("weather-clear-night-symbolic"));
         if (!themed.isNull())
             return themed;
     }
-    QIcon icon;
-    for (const int pixels : iconPixelSizes)
-        icon.addPixmap(QPixmap::fromImage(paused ? moonImage(pixels) : markImage(pixels)));
-    return icon;
+    return QIcon(new DrawnIconEngine(paused));
 }
 
 QPixmap bubbleImage(int size) {

@@ -15,8 +15,11 @@
 // then create the desktop on the main thread.
 struct LinuxDesktop {
     // The GUI thread must not run the default GLib context: the accessibility thread does (see
-    // AtspiThread). Qt then uses its own event dispatcher.
-    static void prepareProcess() { qputenv("QT_NO_GLIB", "1"); }
+    // AtspiThread). Qt then uses its own event dispatcher. An X error never ends the process.
+    static void prepareProcess() {
+        qputenv("QT_NO_GLIB", "1");
+        X11Connection::keepRunningOnErrors();
+    }
 
     AtspiAccessibility accessibility;
     X11Desktop x11;

@@ -37,6 +37,19 @@ void X11Connection::drain() {
     }
 }
 
+void X11Connection::keepRunningOnErrors() {
+    XSetErrorHandler(recordError);
+}
+
+int X11Connection::rootHeight(Display* display) {
+    Window root = 0;
+    int x = 0, y = 0;
+    unsigned int width = 0, height = 0, border = 0, depth = 0;
+    if (!XGetGeometry(display, DefaultRootWindow(display), &root, &x, &y, &width, &height, &border, &depth))
+        return DisplayHeight(display, DefaultScreen(display));
+    return int(height);
+}
+
 int X11Connection::trapErrors(const std::function<void()>& request) {
     XSync(m_display, False);
     lastError = 0;

@@ -19,6 +19,15 @@ public:
     bool isOpen() const { return m_display != nullptr; }
     void setHandler(std::function<void(XEvent&)> handler) { m_handler = std::move(handler); }
 
+    // The height of the whole desktop (the root window) in device pixels, asked of the server: Xlib's
+    // DisplayHeight keeps the size the screen had when the connection opened, before any monitor change.
+    static int rootHeight(Display* display);
+
+    // Makes an X error on any of this process's Xlib connections a recorded code instead of Xlib's
+    // default, which ends the process: a selection owner can hand us atoms that do not exist. Call once,
+    // before any connection is used.
+    static void keepRunningOnErrors();
+
     // Runs `request` and reports the X error code it caused, 0 when none.
     int trapErrors(const std::function<void()>& request);
 

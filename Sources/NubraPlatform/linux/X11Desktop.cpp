@@ -2,6 +2,7 @@
 
 #include "NubraPlatform/Coordinates.h"
 #include "NubraPlatform/linux/QtScreens.h"
+#include "NubraPlatform/linux/X11Connection.h"
 
 #include "NubraCore/Vocabulary/L10n.h"
 
@@ -129,7 +130,7 @@ std::optional<FrontApp> X11Desktop::frontmost() {
 
 double X11Desktop::primaryScreenHeight() {
     std::lock_guard guard(m_lock);
-    return m_display ? DisplayHeight(m_display, DefaultScreen(m_display)) : 0;
+    return m_display ? X11Connection::rootHeight(m_display) : 0;
 }
 
 ScreenSpace X11Desktop::screens() {
@@ -145,5 +146,5 @@ QPointF X11Desktop::mouseLocation() {
     unsigned int state = 0;
     XQueryPointer(m_display, DefaultRootWindow(m_display), &root, &child, &rootX, &rootY, &winX, &winY,
                   &state);
-    return Coordinates::flipPoint(QPointF(rootX, rootY), DisplayHeight(m_display, DefaultScreen(m_display)));
+    return Coordinates::flipPoint(QPointF(rootX, rootY), X11Connection::rootHeight(m_display));
 }

@@ -169,8 +169,7 @@ void X11EventMonitors::onXEvent(XEvent& event) {
 
     MouseEvent mouse;
     mouse.modifierFlags = X11KeyMap::modifierFlags(state);
-    mouse.location =
-        Coordinates::flipPoint(QPointF(rootX, rootY), DisplayHeight(display, DefaultScreen(display)));
+    mouse.location = Coordinates::flipPoint(QPointF(rootX, rootY), X11Connection::rootHeight(display));
     // Buttons 4 to 7 are the wheel; 3 is the right button.
     if (button == 1)
         mouse.button = MouseButton::left;

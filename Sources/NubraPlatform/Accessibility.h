@@ -13,6 +13,20 @@ struct TextRange {
     friend bool operator==(const TextRange&, const TextRange&) = default;
 };
 
+// Element roles in the vocabulary of the accessibility interface the product was designed against; the
+// platform layer maps its own roles onto these, and capture compares with them.
+namespace AccessibleRole {
+inline const QString textArea = QStringLiteral("AXTextArea");
+inline const QString textField = QStringLiteral("AXTextField");
+inline const QString comboBox = QStringLiteral("AXComboBox");
+inline const QString secureTextField = QStringLiteral("AXSecureTextField");
+inline const QString secureComboBox = QStringLiteral("AXSecureComboBox");
+inline const QString passwordField = QStringLiteral("AXPasswordField");
+// Not in that vocabulary (Terminal shows a text area there); a terminal never receives a synthetic copy.
+inline const QString terminal = QStringLiteral("AXTerminal");
+inline const QString unknown = QStringLiteral("AXUnknown");
+} // namespace AccessibleRole
+
 // One user-interface element of another application. Every read may fail (the application quit, hung
 // or does not expose the attribute); a failure is an empty answer.
 class AccessibleElement {
@@ -34,7 +48,7 @@ public:
     virtual std::optional<QString> value() = 0;
     // The screen rectangle of `range` in top-left-origin global coordinates.
     virtual std::optional<QRectF> boundsForRange(const TextRange& range) = 0;
-    // The role in the accessibility vocabulary of the product ("AXTextArea", "AXSecureTextField", ...).
+    // One of AccessibleRole.
     virtual std::optional<QString> role() = 0;
     // The process of the application the element belongs to, when the platform says. A sandboxed
     // application may tell its windows another number than the platform sees.

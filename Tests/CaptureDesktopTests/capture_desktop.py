@@ -60,6 +60,17 @@ def drag(first, last):
     xdotool("mouseup", 1)
 
 
+def expect_password_refused(lines, field):
+    """Clicks into the password field, then double-clicks in it: nothing may be captured."""
+    xdotool("mousemove", field["startX"], field["y"])
+    xdotool("click", 1)
+    time.sleep(0.3)
+    lines.drain()
+    xdotool("click", "--repeat", 2, "--delay", 80, 1)
+    got = lines.next_json(2.5)
+    check(got is None, f"a password field was read: {got}")
+
+
 def settle(lines, word):
     """Double-clicks `word` until a capture comes through the accessibility interface, then lets any
     capture still under way end, so that it cannot answer the next case."""
@@ -181,14 +192,7 @@ def run_checks(desktop, textwindow_lines):
             got = lines.next_json(5)
             check(got is not None and got["path"] == "accessibility" and got["text"] == "mike",
                   f"sandboxed window: {got}")
-            field = boxed_words["password"]
-            xdotool("mousemove", field["startX"], field["y"])
-            xdotool("click", 1)
-            time.sleep(0.3)
-            lines.drain()
-            xdotool("click", "--repeat", 2, "--delay", 80, 1)
-            got = lines.next_json(2.5)
-            check(got is None, f"a sandboxed password field was read: {got}")
+            expect_password_refused(lines, boxed_words["password"])
         finally:
             stop(boxed)
         activate("Nubra Test Text")
@@ -201,14 +205,7 @@ def run_checks(desktop, textwindow_lines):
     case("a plain click after a selection captures nothing", plain_click)
 
     def password_refused():
-        field = words["password"]
-        xdotool("mousemove", field["startX"], field["y"])
-        xdotool("click", 1)
-        time.sleep(0.3)
-        lines.drain()
-        xdotool("click", "--repeat", 2, "--delay", 80, 1)
-        got = lines.next_json(2.5)
-        check(got is None, f"a password field was read: {got}")
+        expect_password_refused(lines, words["password"])
         # Back to the text area for the next cases.
         double_click(words["mike"])
         got = lines.next_json(5)

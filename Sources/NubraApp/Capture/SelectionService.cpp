@@ -157,7 +157,7 @@ bool SelectionService::primaryIsFresh(const CaptureTrigger& trigger) {
 }
 
 bool SelectionService::isTerminal(const std::shared_ptr<AccessibleElement>& element) {
-    if (element && element->role() == QStringLiteral("AXTerminal"))
+    if (element && element->role() == AccessibleRole::terminal)
         return true;
     const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
     return front && front->identifier && TerminalEmulators::isTerminalClass(*front->identifier);
@@ -230,9 +230,8 @@ bool SelectionService::isSecureInputActive() {
     const std::optional<QString> role = element->role();
     if (!role)
         return true;
-    static const QStringList secureRoles{QStringLiteral("AXSecureTextField"),
-                                         QStringLiteral("AXSecureComboBox"),
-                                         QStringLiteral("AXPasswordField")};
+    static const QStringList secureRoles{AccessibleRole::secureTextField, AccessibleRole::secureComboBox,
+                                         AccessibleRole::passwordField};
     return secureRoles.contains(*role);
 }
 

@@ -14,7 +14,7 @@ public:
     std::optional<TextRange> range;
     std::optional<QString> fullText;
     std::optional<QRectF> bounds; // top-left-origin, as the platform reports it
-    std::optional<QString> roleName = QStringLiteral("AXTextArea");
+    std::optional<QString> roleName = AccessibleRole::textArea;
     std::optional<qint64> owner; // the owning process; unknown unless a test sets it
     std::optional<bool> activeWindow = false;
     QList<TextRange> boundsQueries;

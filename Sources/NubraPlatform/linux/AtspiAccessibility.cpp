@@ -41,19 +41,19 @@ QString takeUtf8(gchar* text) {
 QString roleName(AtspiRole role) {
     switch (role) {
     case ATSPI_ROLE_PASSWORD_TEXT:
-        return QStringLiteral("AXSecureTextField");
+        return AccessibleRole::secureTextField;
     case ATSPI_ROLE_ENTRY:
-        return QStringLiteral("AXTextField");
+        return AccessibleRole::textField;
     case ATSPI_ROLE_TEXT:
     case ATSPI_ROLE_PARAGRAPH:
     case ATSPI_ROLE_DOCUMENT_TEXT:
-        return QStringLiteral("AXTextArea");
+        return AccessibleRole::textArea;
     case ATSPI_ROLE_COMBO_BOX:
-        return QStringLiteral("AXComboBox");
+        return AccessibleRole::comboBox;
     case ATSPI_ROLE_TERMINAL: // no counterpart on macOS, where Terminal shows a text area
-        return QStringLiteral("AXTerminal");
+        return AccessibleRole::terminal;
     default:
-        return QStringLiteral("AXUnknown");
+        return AccessibleRole::unknown;
     }
 }
 

@@ -91,7 +91,7 @@ QIcon linkIcon(HistoryRowView::Link link) {
 } // namespace
 
 HistoryRowView::HistoryRowView(QObject* parent)
-    : QStyledItemDelegate(parent), m_headlineFont(pixelFont(14, QFont::DemiBold)), m_glossFont(pixelFont(13)),
+    : QStyledItemDelegate(parent), m_headlineFont(pixelFont(14, QFont::Bold)), m_glossFont(pixelFont(13)),
       m_captionFont(pixelFont(11)) {}
 
 const HistoryRecord* HistoryRowView::recordAt(const QModelIndex& index) const {

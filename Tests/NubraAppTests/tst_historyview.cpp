@@ -169,8 +169,10 @@ private slots:
         view.show();
         QWidget* viewport = child<QListView>(view, "recordList")->viewport();
 
-        QTest::mouseClick(viewport, Qt::LeftButton, {},
-                          view.linkRect(0, HistoryRowView::Link::copy).center());
+        const QPoint copy = view.linkRect(0, HistoryRowView::Link::copy).center();
+        QTest::mouseMove(viewport, copy);
+        QCOMPARE(viewport->cursor().shape(), Qt::PointingHandCursor);
+        QTest::mouseClick(viewport, Qt::LeftButton, {}, copy);
         QCOMPARE(QGuiApplication::clipboard()->text(), u"first gloss"_qs);
         QCOMPARE(texts(view).size(), 3);
 

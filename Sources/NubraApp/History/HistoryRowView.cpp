@@ -223,7 +223,7 @@ bool HistoryRowView::editorEvent(QEvent* event, QAbstractItemModel*, const QStyl
     if (!record)
         return false;
     const auto type = event->type();
-    if (type != QEvent::MouseButtonPress && type != QEvent::MouseButtonRelease && type != QEvent::MouseMove &&
+    if (type != QEvent::MouseButtonPress && type != QEvent::MouseButtonRelease &&
         type != QEvent::MouseButtonDblClick)
         return false;
     const auto* mouse = static_cast<QMouseEvent*>(event);
@@ -232,15 +232,6 @@ bool HistoryRowView::editorEvent(QEvent* event, QAbstractItemModel*, const QStyl
     for (Link link : {Link::copy, Link::remove}) {
         if (linkRect(option.rect, link).contains(at))
             hit = link;
-    }
-    if (type == QEvent::MouseMove) {
-        if (const auto* view = qobject_cast<const QAbstractItemView*>(option.widget)) {
-            if (hit)
-                view->viewport()->setCursor(Qt::PointingHandCursor);
-            else
-                view->viewport()->unsetCursor();
-        }
-        return false;
     }
     if (!hit || mouse->button() != Qt::LeftButton)
         return false;

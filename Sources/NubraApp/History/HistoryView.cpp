@@ -16,6 +16,7 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QMimeDatabase>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QSaveFile>
 #include <QStackedWidget>
@@ -145,6 +146,7 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
     m_list->setLayoutMode(QListView::Batched);
     m_list->setBatchSize(50);
     m_list->setMouseTracking(true);
+    m_list->viewport()->installEventFilter(this);
     m_recordsPages->addWidget(m_list);
 
     auto* emptyPage = new QWidget(m_recordsPages);
@@ -204,6 +206,21 @@ QRect HistoryView::linkRect(int row, HistoryRowView::Link link) const {
 void HistoryView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     reload();
+}
+
+bool HistoryView::eventFilter(QObject* watched, QEvent* event) {
+    // The links are painted, not widgets: the hand cursor has to be set by hand.
+    if (watched == m_list->viewport() && event->type() == QEvent::MouseMove) {
+        const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();
+        const int row = m_list->indexAt(at).row();
+        const bool onLink = row >= 0 && (linkRect(row, HistoryRowView::Link::copy).contains(at) ||
+                                         linkRect(row, HistoryRowView::Link::remove).contains(at));
+        if (onLink)
+            m_list->viewport()->setCursor(Qt::PointingHandCursor);
+        else
+            m_list->viewport()->unsetCursor();
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void HistoryView::reload() {

@@ -309,7 +309,7 @@ void HistoryView::writeExport(ExportFormat format, const QString& path) {
     QPointer<HistoryView> self(this);
     QThreadPool::globalInstance()->start([self, text, path, count, fileName] {
         QSaveFile file(path);
-        QString error;
+        std::optional<QString> error;
         if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
             error = file.errorString();
         QMetaObject::invokeMethod(
@@ -317,9 +317,9 @@ void HistoryView::writeExport(ExportFormat format, const QString& path) {
             [self, error, count, fileName] {
                 if (!self)
                     return;
-                if (!error.isEmpty())
+                if (error)
                     self->setMessage(
-                        L10n::t(QStringLiteral("Export failed: "), QStringLiteral("导出失败：")) + error);
+                        L10n::t(QStringLiteral("Export failed: "), QStringLiteral("导出失败：")) + *error);
                 else
                     self->setMessage(
                         L10n::t(QStringLiteral("Exported %1 record(s) to %2").arg(count).arg(fileName),

@@ -181,6 +181,16 @@ private slots:
         QTRY_COMPARE(texts(view), (QStringList{u"one"_qs, u"three"_qs}));
         const QList<HistoryRecord> stored = kit.state->history().recent(-1);
         QVERIFY(std::none_of(stored.cbegin(), stored.cend(), [&](const auto& r) { return r.id == second; }));
+
+        // The same from the keyboard, on the current row.
+        auto* list = child<QListView>(view, "recordList");
+        list->setFocus();
+        list->setCurrentIndex(list->model()->index(1, 0));
+        QTest::keySequence(list, QKeySequence::Copy);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"g"_qs);
+        QTest::keyClick(list, Qt::Key_Delete);
+        QCOMPARE(texts(view), QStringList{u"one"_qs});
+        QCOMPARE(kit.state->history().count(), 1);
     }
 
     void exportWritesTheListedRows() {

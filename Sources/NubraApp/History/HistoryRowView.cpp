@@ -149,6 +149,13 @@ void HistoryRowView::paint(QPainter* painter, const QStyleOptionViewItem& option
     const QRect rect = option.rect;
     if (option.state & QStyle::State_MouseOver)
         painter->fillRect(rect, palette.color(QPalette::AlternateBase));
+    // The row that keyboard Copy and Delete act on.
+    if ((option.state & QStyle::State_HasFocus) && (option.state & QStyle::State_Active)) {
+        QColor focus = palette.color(QPalette::Highlight);
+        focus.setAlphaF(0.6f);
+        painter->setPen(QPen(focus, 1));
+        painter->drawRect(rect.adjusted(1, 1, -2, -2));
+    }
 
     const int left = rect.left() + horizontalPadding;
     const int width = contentWidth(rect);

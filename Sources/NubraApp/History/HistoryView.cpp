@@ -7,11 +7,13 @@
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -147,6 +149,7 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
     m_list->setBatchSize(50);
     m_list->setMouseTracking(true);
     m_list->viewport()->installEventFilter(this);
+    m_list->installEventFilter(this);
     m_recordsPages->addWidget(m_list);
 
     auto* emptyPage = new QWidget(m_recordsPages);
@@ -209,6 +212,21 @@ void HistoryView::showEvent(QShowEvent* event) {
 }
 
 bool HistoryView::eventFilter(QObject* watched, QEvent* event) {
+    // The links cannot take focus, so the row under the keyboard answers Copy and Delete keys.
+    if (watched == m_list && event->type() == QEvent::KeyPress) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        const QModelIndex current = m_list->currentIndex();
+        if (current.isValid() && key->matches(QKeySequence::Copy)) {
+            QGuiApplication::clipboard()->setText(m_model->record(current.row()).gloss);
+            return true;
+        }
+        if (current.isValid() && key->matches(QKeySequence::Delete)) {
+            m_state.history().remove(m_model->record(current.row()).id);
+            reload();
+            m_list->setCurrentIndex(m_model->index(std::min(current.row(), m_model->rowCount() - 1)));
+            return true;
+        }
+    }
     // The links are painted, not widgets: the hand cursor has to be set by hand.
     if (watched == m_list->viewport() && event->type() == QEvent::MouseMove) {
         const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();

@@ -56,6 +56,7 @@ void showHistory(AppState& state) {
     if (!theHistoryWindow)
         theHistoryWindow = makeHistoryWindow(state);
     // Closing only hides the window, so the keyword and the last message survive a reopen.
+    theHistoryWindow->setWindowState(theHistoryWindow->windowState() & ~Qt::WindowMinimized);
     theHistoryWindow->show();
     theHistoryWindow->raise();
     theHistoryWindow->activateWindow();

@@ -1,12 +1,39 @@
 #include "NubraApp/Shell/NubraWindows.h"
 
+#include "NubraApp/History/HistoryView.h"
+#include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraCore/Support/DebugLog.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QPointer>
 #include <QProcess>
+#include <QScreen>
+#include <QVBoxLayout>
+#include <QWidget>
 
 namespace NubraWindows {
+
+namespace {
+QPointer<QWidget> theHistoryWindow;
+
+QWidget* makeHistoryWindow(AppState& state) {
+    auto* window = new QWidget(nullptr, Qt::Window);
+    window->setObjectName(QStringLiteral("historyWindow"));
+    window->setWindowTitle(HistoryView::windowTitleText());
+    auto* layout = new QVBoxLayout(window);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(new HistoryView(state, window));
+    // 520 x 560, widened to what the view needs so that its buttons are never cut off.
+    window->resize(QSize(520, 560).expandedTo(window->minimumSizeHint()));
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        window->move(screen->availableGeometry().center() - window->rect().center());
+    // The view reads the state's store: it must not outlive it.
+    QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
+    return window;
+}
+} // namespace
 
 std::optional<SettingsTab> settingsTabFrom(const QString& name) {
     if (name == u"general")
@@ -20,14 +47,24 @@ std::optional<SettingsTab> settingsTabFrom(const QString& name) {
     return std::nullopt;
 }
 
-// The windows themselves are still being built; until then each call is logged.
+// The other windows are still being built; until then each call is logged.
 void showSettings(AppState&, std::optional<SettingsTab> initialTab) {
     nbDebug(QStringLiteral("windows: showSettings tab=%1").arg(initialTab ? int(*initialTab) : -1));
 }
 
-void showHistory(AppState&) {
-    nbDebug(QStringLiteral("windows: showHistory"));
+void showHistory(AppState& state) {
+    if (!theHistoryWindow)
+        theHistoryWindow = makeHistoryWindow(state);
+    // Closing only hides the window, so the keyword and the last message survive a reopen.
+    theHistoryWindow->setWindowState(theHistoryWindow->windowState() & ~Qt::WindowMinimized);
+    theHistoryWindow->show();
+    theHistoryWindow->raise();
+    theHistoryWindow->activateWindow();
     HistoryNotifier::shared().post();
+}
+
+QWidget* historyWindow() {
+    return theHistoryWindow;
 }
 
 void showPermissionFlow(AppState&) {

@@ -1,0 +1,348 @@
+#include "NubraApp/History/HistoryView.h"
+
+#include "NubraApp/History/HistoryListModel.h"
+#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Shell/HistoryNotifier.h"
+#include "NubraCore/History/HistoryExporter.h"
+#include "NubraCore/Vocabulary/L10n.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QMimeDatabase>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QStackedWidget>
+#include <QStandardPaths>
+#include <QThreadPool>
+#include <QVBoxLayout>
+#include <QWindow>
+
+#include <algorithm>
+
+namespace {
+
+// A keyword of tabs and spaces only lists the recent records; line breaks do count as content.
+bool isBlankKeyword(const QString& keyword) {
+    return std::all_of(keyword.cbegin(), keyword.cend(), [](QChar c) {
+        return c == QLatin1Char('\t') || c.category() == QChar::Separator_Space;
+    });
+}
+
+// A group box title shows "&" only when doubled.
+QString literalTitle(QString text) {
+    return text.replace(QLatin1Char('&'), QStringLiteral("&&"));
+}
+
+void setSecondary(QWidget* widget) {
+    QPalette palette = widget->palette();
+    QColor color = palette.color(QPalette::WindowText);
+    color.setAlphaF(0.62f);
+    palette.setColor(QPalette::WindowText, color);
+    widget->setPalette(palette);
+}
+
+// The system's name for a content type with its patterns; `firstPatterns` go in front, since the
+// dialog gives a typed name the first pattern's suffix when the user switches filters.
+QString typeFilter(const QString& mimeName, const QStringList& firstPatterns = {}) {
+    const QMimeType type = QMimeDatabase().mimeTypeForName(mimeName);
+    QStringList patterns = firstPatterns;
+    for (const QString& pattern : type.globPatterns()) {
+        if (!patterns.contains(pattern))
+            patterns << pattern;
+    }
+    return QStringLiteral("%1 (%2)").arg(type.comment(), patterns.join(QLatin1Char(' ')));
+}
+
+QString startDirectory() {
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return !documents.isEmpty() && QFileInfo(documents).isDir() ? documents : QDir::homePath();
+}
+
+} // namespace
+
+HistoryView::HistoryView(AppState& state, QWidget* parent)
+    : QWidget(parent), m_state(state), m_model(new HistoryListModel(this)), m_rows(new HistoryRowView(this)) {
+    setMinimumSize(620, 460);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 16, 16, 16);
+    layout->setSpacing(14);
+
+    auto* searchSection = new QGroupBox(
+        literalTitle(L10n::t(QStringLiteral("Search & Export"), QStringLiteral("搜索与导出"))), this);
+    auto* searchLayout = new QVBoxLayout(searchSection);
+    searchLayout->setSpacing(10);
+
+    auto* searchRow = new QHBoxLayout;
+    m_searchField = new QLineEdit(searchSection);
+    m_searchField->setObjectName(QStringLiteral("searchField"));
+    m_searchField->setPlaceholderText(L10n::t(QStringLiteral("Search (selection or explanation)"),
+                                              QStringLiteral("搜索（选中内容或解释）")));
+    auto* searchButton =
+        new QPushButton(L10n::t(QStringLiteral("Search"), QStringLiteral("搜索")), searchSection);
+    searchButton->setObjectName(QStringLiteral("searchButton"));
+    searchButton->setAutoDefault(false);
+    searchRow->addWidget(m_searchField, 1);
+    searchRow->addWidget(searchButton);
+    searchLayout->addLayout(searchRow);
+
+    auto* buttonRow = new QHBoxLayout;
+    auto* exportMarkdown = new QPushButton(
+        QIcon::fromTheme(QStringLiteral("document-export")),
+        L10n::t(QStringLiteral("Export Markdown"), QStringLiteral("导出 Markdown")), searchSection);
+    exportMarkdown->setObjectName(QStringLiteral("exportMarkdownButton"));
+    auto* exportJsonl =
+        new QPushButton(QIcon::fromTheme(QStringLiteral("text-x-script")),
+                        L10n::t(QStringLiteral("Export JSONL"), QStringLiteral("导出 JSONL")), searchSection);
+    exportJsonl->setObjectName(QStringLiteral("exportJsonlButton"));
+    auto* clearAll =
+        new QPushButton(L10n::t(QStringLiteral("Clear All"), QStringLiteral("清空全部")), searchSection);
+    clearAll->setObjectName(QStringLiteral("clearAllButton"));
+    QPalette destructive = clearAll->palette();
+    destructive.setColor(QPalette::ButtonText, QColor(204, 36, 29));
+    clearAll->setPalette(destructive);
+    for (QPushButton* button : {exportMarkdown, exportJsonl, clearAll})
+        button->setAutoDefault(false);
+    buttonRow->addWidget(exportMarkdown);
+    buttonRow->addWidget(exportJsonl);
+    buttonRow->addStretch(1);
+    buttonRow->addWidget(clearAll);
+    searchLayout->addLayout(buttonRow);
+
+    m_messageLabel = new QLabel(searchSection);
+    m_messageLabel->setObjectName(QStringLiteral("messageLabel"));
+    QFont caption = m_messageLabel->font();
+    caption.setPixelSize(11);
+    m_messageLabel->setFont(caption);
+    m_messageLabel->setWordWrap(true);
+    m_messageLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    setSecondary(m_messageLabel);
+    m_messageLabel->hide();
+    searchLayout->addWidget(m_messageLabel);
+    layout->addWidget(searchSection);
+
+    m_recordsSection = new QGroupBox(this);
+    m_recordsSection->setObjectName(QStringLiteral("recordsSection"));
+    auto* recordsLayout = new QVBoxLayout(m_recordsSection);
+    m_recordsPages = new QStackedWidget(m_recordsSection);
+    m_list = new QListView(m_recordsPages);
+    m_list->setObjectName(QStringLiteral("recordList"));
+    m_list->setModel(m_model);
+    m_list->setItemDelegate(m_rows);
+    m_list->setSelectionMode(QAbstractItemView::NoSelection);
+    m_list->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // Row heights follow the width, so they are measured again on every resize; batches keep a full
+    // history from stalling the first paint.
+    m_list->setResizeMode(QListView::Adjust);
+    m_list->setLayoutMode(QListView::Batched);
+    m_list->setBatchSize(50);
+    m_list->setMouseTracking(true);
+    m_list->viewport()->installEventFilter(this);
+    m_list->installEventFilter(this);
+    m_recordsPages->addWidget(m_list);
+
+    auto* emptyPage = new QWidget(m_recordsPages);
+    auto* emptyLayout = new QVBoxLayout(emptyPage);
+    emptyLayout->setContentsMargins(0, 24, 0, 24);
+    auto* emptyLine = new QLabel(L10n::t(QStringLiteral("Select some text and Nubra will show up here."),
+                                         QStringLiteral("选中一段文字，Nubra 会在这里出现。")),
+                                 emptyPage);
+    emptyLine->setObjectName(QStringLiteral("emptyLine"));
+    emptyLine->setAlignment(Qt::AlignCenter);
+    emptyLine->setWordWrap(true);
+    setSecondary(emptyLine);
+    emptyLayout->addWidget(emptyLine);
+    emptyLayout->addStretch(1);
+    m_recordsPages->addWidget(emptyPage);
+    recordsLayout->addWidget(m_recordsPages);
+    layout->addWidget(m_recordsSection, 1);
+
+    connect(m_searchField, &QLineEdit::returnPressed, this, &HistoryView::reload);
+    connect(searchButton, &QPushButton::clicked, this, &HistoryView::reload);
+    connect(exportMarkdown, &QPushButton::clicked, this, [this] { startExport(ExportFormat::markdown); });
+    connect(exportJsonl, &QPushButton::clicked, this, [this] { startExport(ExportFormat::jsonl); });
+    connect(clearAll, &QPushButton::clicked, this, &HistoryView::clearAll);
+    // Queued: the click that asks for the delete is still being delivered to the row.
+    connect(
+        m_rows, &HistoryRowView::deleteRequested, this,
+        [this](std::int64_t id) {
+            m_state.history().remove(id);
+            reload();
+        },
+        Qt::QueuedConnection);
+    connect(&HistoryNotifier::shared(), &HistoryNotifier::nubraHistoryDidUpdate, this, &HistoryView::reload);
+    connect(qApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow* window) {
+        if (window && window->title() == windowTitleText())
+            reload();
+    });
+
+    renderRecords();
+}
+
+QString HistoryView::windowTitleText() {
+    return L10n::t(QStringLiteral("History"), QStringLiteral("历史记录"));
+}
+
+const QList<HistoryRecord>& HistoryView::records() const {
+    return m_model->records();
+}
+
+QFileDialog* HistoryView::exportDialog() const {
+    return m_exportDialog;
+}
+
+QRect HistoryView::linkRect(int row, HistoryRowView::Link link) const {
+    return m_rows->linkRect(m_list->visualRect(m_model->index(row)), link);
+}
+
+void HistoryView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    reload();
+}
+
+bool HistoryView::eventFilter(QObject* watched, QEvent* event) {
+    // The links cannot take focus, so the row under the keyboard answers Copy and Delete keys.
+    if (watched == m_list && event->type() == QEvent::KeyPress) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        const QModelIndex current = m_list->currentIndex();
+        if (current.isValid() && key->matches(QKeySequence::Copy)) {
+            QGuiApplication::clipboard()->setText(m_model->record(current.row()).gloss);
+            return true;
+        }
+        if (current.isValid() && key->matches(QKeySequence::Delete)) {
+            m_state.history().remove(m_model->record(current.row()).id);
+            reload();
+            m_list->setCurrentIndex(m_model->index(std::min(current.row(), m_model->rowCount() - 1)));
+            return true;
+        }
+    }
+    // The links are painted, not widgets: the hand cursor has to be set by hand.
+    if (watched == m_list->viewport() && event->type() == QEvent::MouseMove) {
+        const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();
+        const int row = m_list->indexAt(at).row();
+        const bool onLink = row >= 0 && (linkRect(row, HistoryRowView::Link::copy).contains(at) ||
+                                         linkRect(row, HistoryRowView::Link::remove).contains(at));
+        if (onLink)
+            m_list->viewport()->setCursor(Qt::PointingHandCursor);
+        else
+            m_list->viewport()->unsetCursor();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void HistoryView::reload() {
+    const QString keyword = m_searchField->text();
+    const int limit = m_state.settings().historyLimit();
+    // The search keeps the blanks around the keyword; they only decide whether there is one.
+    m_model->setRecords(isBlankKeyword(keyword) ? m_state.history().recent(limit)
+                                                : m_state.history().search(keyword, limit));
+    renderRecords();
+    if (!m_state.settings().recordHistory())
+        setMessage(L10n::t(QStringLiteral("History recording is off — new lookups won't be saved."),
+                           QStringLiteral("已开启「不记录历史」模式，新查询不会写入。")));
+}
+
+void HistoryView::renderRecords() {
+    const qsizetype count = m_model->rowCount();
+    QString title = L10n::t(QStringLiteral("Records"), QStringLiteral("记录"));
+    if (count > 0)
+        title += QStringLiteral("（%1）").arg(count);
+    m_recordsSection->setTitle(title);
+    m_recordsPages->setCurrentIndex(count > 0 ? 0 : 1);
+}
+
+void HistoryView::setMessage(const QString& text) {
+    m_message = text;
+    m_messageLabel->setText(text);
+    m_messageLabel->show();
+}
+
+void HistoryView::clearAll() {
+    // What the user saw listed (after search and limit) is what the message reports.
+    const qsizetype listed = m_model->rowCount();
+    try {
+        m_state.history().clear();
+    } catch (const HistoryStoreError& error) {
+        setMessage(L10n::t(QStringLiteral("Clear failed: "), QStringLiteral("清除失败：")) +
+                   error.localizedDescription());
+        return;
+    }
+    reload();
+    if (listed > 0)
+        setMessage(L10n::t(QStringLiteral("Cleared %1 record(s).").arg(listed),
+                           QStringLiteral("已清除 %1 条历史。").arg(listed)));
+    else
+        setMessage(L10n::t(QStringLiteral("History is already empty."), QStringLiteral("历史已是空的。")));
+}
+
+void HistoryView::startExport(ExportFormat format) {
+    if (m_exportDialog)
+        m_exportDialog->close();
+    const bool markdown = format == ExportFormat::markdown;
+    auto* dialog = new QFileDialog(
+        this, L10n::t(QStringLiteral("Export History"), QStringLiteral("导出历史记录")), startDirectory());
+    dialog->setObjectName(QStringLiteral("exportDialog"));
+    // Qt's own dialog: the GTK one would run GLib on this thread.
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setFileMode(QFileDialog::AnyFile);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    const QString anyFile = typeFilter(QStringLiteral("application/octet-stream"), {QStringLiteral("*")});
+    if (markdown)
+        dialog->setNameFilters(
+            {typeFilter(QStringLiteral("text/markdown")), typeFilter(QStringLiteral("text/plain")), anyFile});
+    else
+        dialog->setNameFilters(
+            {typeFilter(QStringLiteral("application/json"), {QStringLiteral("*.jsonl")}), anyFile});
+    // After the filters: choosing a filter rewrites the suffix of the name already typed.
+    dialog->selectFile(HistoryExporter::suggestedFileName(markdown ? HistoryExporter::Format::markdown
+                                                                   : HistoryExporter::Format::jsonl,
+                                                          QDateTime::currentDateTime()));
+    connect(dialog, &QFileDialog::fileSelected, this,
+            [this, format](const QString& path) { writeExport(format, path); });
+    m_exportDialog = dialog;
+    dialog->open();
+}
+
+void HistoryView::writeExport(ExportFormat format, const QString& path) {
+    const QList<HistoryRecord>& records = m_model->records();
+    const QByteArray text = format == ExportFormat::markdown
+                                ? HistoryExporter::markdown(records, QDateTime::currentDateTime())
+                                : HistoryExporter::jsonl(records);
+    const qsizetype count = records.size();
+    const QString fileName = QFileInfo(path).fileName();
+    // The write may meet a slow or remote disk, so it runs off the GUI thread; QSaveFile replaces the
+    // destination only once every byte is on disk.
+    QPointer<HistoryView> self(this);
+    QThreadPool::globalInstance()->start([self, text, path, count, fileName] {
+        QSaveFile file(path);
+        std::optional<QString> error;
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+            error = file.errorString();
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, error, count, fileName] {
+                if (!self)
+                    return;
+                if (error)
+                    self->setMessage(
+                        L10n::t(QStringLiteral("Export failed: "), QStringLiteral("导出失败：")) + *error);
+                else
+                    self->setMessage(
+                        L10n::t(QStringLiteral("Exported %1 record(s) to %2").arg(count).arg(fileName),
+                                QStringLiteral("已导出 %1 条到 %2").arg(count).arg(fileName)));
+            },
+            Qt::QueuedConnection);
+    });
+}

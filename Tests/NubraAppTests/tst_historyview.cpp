@@ -1,0 +1,308 @@
+#include "NubraApp/History/HistoryView.h"
+#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Shell/HistoryNotifier.h"
+#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraCore/History/HistoryExporter.h"
+#include "NubraCore/Service/SecretStore.h"
+#include "NubraCore/Support/Defaults.h"
+#include "NubraCore/Vocabulary/L10n.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QClipboard>
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <QScopeGuard>
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+const QDateTime base = QDateTime(QDate(2026, 3, 5), QTime(14, 7, 9), Qt::UTC);
+
+// A real AppState over a history file in a temporary folder.
+struct Kit {
+    Kit() {
+        state = std::make_unique<AppState>(defaults, secrets, QUrl(u"http://127.0.0.1:9"_qs),
+                                           dir.filePath(u"history.sqlite3"_qs));
+    }
+
+    // Stores a lookup `minutesAgo` before the newest one; returns its id.
+    std::int64_t add(const QString& text, int minutesAgo = 0, const QString& gloss = u"g"_qs) {
+        HistoryRecord record;
+        record.createdAt = base.addSecs(-60 * minutesAgo);
+        record.selectedText = text;
+        record.gloss = gloss;
+        record.contextualMeaning = u"m"_qs;
+        record.sourceApp = u"Editor"_qs;
+        record.style = u"plain"_qs;
+        record.length = u"short"_qs;
+        record.model = u"fast"_qs;
+        record.creditsCost = 2;
+        return state->history().insert(record);
+    }
+
+    DebugLogCapture log;
+    QTemporaryDir dir;
+    InMemoryDefaults defaults;
+    InMemorySecretStore secrets;
+    std::unique_ptr<AppState> state;
+};
+
+QStringList texts(const HistoryView& view) {
+    QStringList result;
+    for (const HistoryRecord& record : view.records())
+        result << record.selectedText;
+    return result;
+}
+
+template <typename T> T* child(const HistoryView& view, const char* name) {
+    T* widget = view.findChild<T*>(QString::fromLatin1(name));
+    Q_ASSERT(widget);
+    return widget;
+}
+
+void search(HistoryView& view, const QString& keyword) {
+    auto* field = child<QLineEdit>(view, "searchField");
+    field->setText(keyword);
+    QTest::keyClick(field, Qt::Key_Return);
+}
+
+QString shownMessage(const HistoryView& view) {
+    auto* label = child<QLabel>(view, "messageLabel");
+    return label->isVisibleTo(&view) ? label->text() : QString();
+}
+
+void click(const HistoryView& view, const char* button) {
+    QTest::mouseClick(child<QPushButton>(view, button), Qt::LeftButton);
+}
+
+} // namespace
+
+class HistoryViewTest : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase() { L10n::setOverride(u"en"_qs); }
+    void cleanupTestCase() { L10n::setOverride(std::nullopt); }
+
+    void reloadRules() {
+        Kit kit;
+        kit.add(u"big apple"_qs, 0);
+        kit.add(u"apple pie"_qs, 1);
+        kit.add(u"pear"_qs, 2);
+        HistoryView view(*kit.state);
+        view.show();
+        QCOMPARE(texts(view), (QStringList{u"big apple"_qs, u"apple pie"_qs, u"pear"_qs}));
+        QCOMPARE(child<QGroupBox>(view, "recordsSection")->title(), u"Records（3）"_qs);
+
+        // Only blanks: the recent records, as if nothing was typed.
+        search(view, u" \t\u3000"_qs);
+        QCOMPARE(texts(view).size(), 3);
+        // The blanks around a keyword are part of the search.
+        search(view, u" apple"_qs);
+        QCOMPARE(texts(view), QStringList{u"big apple"_qs});
+
+        // Typing alone lists nothing new; the Search button does.
+        auto* field = child<QLineEdit>(view, "searchField");
+        field->clear();
+        QTest::keyClicks(field, u"pear"_qs);
+        QCOMPARE(texts(view), QStringList{u"big apple"_qs});
+        click(view, "searchButton");
+        QCOMPARE(texts(view), QStringList{u"pear"_qs});
+
+        // A change of the history reloads the list, at most the history limit.
+        field->clear();
+        kit.state->settings().setHistoryLimit(2);
+        kit.add(u"newest"_qs, -1);
+        HistoryNotifier::shared().post();
+        QCOMPARE(texts(view), (QStringList{u"newest"_qs, u"big apple"_qs}));
+        QCOMPARE(shownMessage(view), QString());
+
+        // Recording off: every reload says so, and the line stays after recording is back on.
+        const QString off = u"History recording is off — new lookups won't be saved."_qs;
+        kit.state->settings().setRecordHistory(false);
+        view.reload();
+        QCOMPARE(shownMessage(view), off);
+        kit.state->settings().setRecordHistory(true);
+        view.reload();
+        QCOMPARE(shownMessage(view), off);
+    }
+
+    void clearReportsWhatWasListed() {
+        L10n::setOverride(u"zh"_qs);
+        auto restore = qScopeGuard([] { L10n::setOverride(u"en"_qs); });
+        Kit kit;
+        for (int i = 0; i < 10; ++i)
+            kit.add(i < 3 ? u"cat %1"_qs.arg(i) : u"dog %1"_qs.arg(i), i);
+        HistoryView view(*kit.state);
+        view.show();
+        search(view, u"cat"_qs);
+        QCOMPARE(child<QGroupBox>(view, "recordsSection")->title(), u"记录（3）"_qs);
+
+        click(view, "clearAllButton");
+        QCOMPARE(kit.state->history().count(), 0);
+        QCOMPARE(shownMessage(view), u"已清除 3 条历史。"_qs);
+        QCOMPARE(child<QGroupBox>(view, "recordsSection")->title(), u"记录"_qs);
+        QVERIFY(child<QLabel>(view, "emptyLine")->isVisibleTo(&view));
+        QVERIFY(!child<QListView>(view, "recordList")->isVisibleTo(&view));
+
+        click(view, "clearAllButton");
+        QCOMPARE(shownMessage(view), u"历史已是空的。"_qs);
+    }
+
+    void rowLinks() {
+        Kit kit;
+        kit.add(u"one"_qs, 0, u"first gloss"_qs);
+        const std::int64_t second = kit.add(u"two"_qs, 1);
+        kit.add(u"three"_qs, 2);
+        HistoryView view(*kit.state);
+        view.resize(640, 480);
+        view.show();
+        QWidget* viewport = child<QListView>(view, "recordList")->viewport();
+
+        const QPoint copy = view.linkRect(0, HistoryRowView::Link::copy).center();
+        QTest::mouseMove(viewport, copy);
+        QCOMPARE(viewport->cursor().shape(), Qt::PointingHandCursor);
+        QTest::mouseClick(viewport, Qt::LeftButton, {}, copy);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"first gloss"_qs);
+        QCOMPARE(texts(view).size(), 3);
+
+        QTest::mouseClick(viewport, Qt::LeftButton, {},
+                          view.linkRect(1, HistoryRowView::Link::remove).center());
+        QTRY_COMPARE(texts(view), (QStringList{u"one"_qs, u"three"_qs}));
+        const QList<HistoryRecord> stored = kit.state->history().recent(-1);
+        QVERIFY(std::none_of(stored.cbegin(), stored.cend(), [&](const auto& r) { return r.id == second; }));
+
+        // The same from the keyboard, on the current row.
+        auto* list = child<QListView>(view, "recordList");
+        list->setFocus();
+        list->setCurrentIndex(list->model()->index(1, 0));
+        QTest::keySequence(list, QKeySequence::Copy);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"g"_qs);
+        QTest::keyClick(list, Qt::Key_Delete);
+        QCOMPARE(texts(view), QStringList{u"one"_qs});
+        QCOMPARE(kit.state->history().count(), 1);
+    }
+
+    void exportWritesTheListedRows() {
+        Kit kit;
+        kit.add(u"pear"_qs, 0, u"a/b"_qs);
+        kit.add(u"apple"_qs, 1);
+        HistoryView view(*kit.state);
+        view.show();
+        search(view, u"pear"_qs);
+
+        // JSON Lines of the one listed record.
+        click(view, "exportJsonlButton");
+        QFileDialog* dialog = view.exportDialog();
+        QVERIFY(dialog && dialog->isVisible());
+        QCOMPARE(dialog->windowTitle(), u"Export History"_qs);
+        QVERIFY(dialog->testOption(QFileDialog::DontUseNativeDialog));
+        const QString suggested = QFileInfo(dialog->selectedFiles().value(0)).fileName();
+        QVERIFY2(QRegularExpression(u"^Nubra-History-\\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d\\.jsonl$"_qs)
+                     .match(suggested)
+                     .hasMatch(),
+                 qPrintable(suggested));
+        const QString jsonlPath = kit.dir.filePath(u"out.jsonl"_qs);
+        dialog->selectFile(jsonlPath);
+        static_cast<QDialog*>(dialog)->accept(); // as the Save button does
+        QTRY_COMPARE(shownMessage(view), u"Exported 1 record(s) to out.jsonl"_qs);
+        QFile jsonl(jsonlPath);
+        QVERIFY(jsonl.open(QIODevice::ReadOnly));
+        QCOMPARE(jsonl.readAll(),
+                 QByteArray(R"({"contextualMeaning":"m","createdAt":"2026-03-05T14:07:09Z","creditsCost":2,)"
+                            R"("gloss":"a\/b","length":"short","model":"fast","selectedText":"pear",)"
+                            R"("sourceApp":"Editor","style":"plain"})"));
+
+        // Markdown of everything listed, replacing an existing file.
+        search(view, QString());
+        const QString markdownPath = kit.dir.filePath(u"out.md"_qs);
+        QFile old(markdownPath);
+        QVERIFY(old.open(QIODevice::WriteOnly) && old.write("old") == 3);
+        old.close();
+        const QDateTime before = QDateTime::currentDateTime();
+        click(view, "exportMarkdownButton");
+        dialog = view.exportDialog();
+        QVERIFY(dialog->selectedFiles().value(0).endsWith(u".md"_qs));
+        dialog->setOption(QFileDialog::DontConfirmOverwrite);
+        dialog->selectFile(markdownPath);
+        static_cast<QDialog*>(dialog)->accept(); // as the Save button does
+        QTRY_COMPARE(shownMessage(view), u"Exported 2 record(s) to out.md"_qs);
+        const QDateTime after = QDateTime::currentDateTime();
+        QFile markdown(markdownPath);
+        QVERIFY(markdown.open(QIODevice::ReadOnly));
+        const QByteArray written = markdown.readAll();
+        bool matched = false;
+        for (QDateTime at = before; at <= after.addSecs(1) && !matched; at = at.addSecs(1))
+            matched = written == HistoryExporter::markdown(view.records(), at);
+        QVERIFY2(matched, written.constData());
+        QVERIFY(written.contains("## 1. pear\n") && written.contains("## 2. apple\n"));
+
+        // Cancelling writes nothing and says nothing.
+        const QStringList files = QDir(kit.dir.path()).entryList(QDir::Files);
+        click(view, "exportMarkdownButton");
+        dialog = view.exportDialog();
+        dialog->reject();
+        QTRY_VERIFY(!view.exportDialog());
+        QCOMPARE(shownMessage(view), u"Exported 2 record(s) to out.md"_qs);
+        QCOMPARE(QDir(kit.dir.path()).entryList(QDir::Files), files);
+
+        // A folder that does not exist.
+        click(view, "exportJsonlButton");
+        dialog = view.exportDialog();
+        dialog->selectFile(kit.dir.filePath(u"missing/out.jsonl"_qs));
+        static_cast<QDialog*>(dialog)->accept(); // as the Save button does
+        QTRY_VERIFY(shownMessage(view).startsWith(u"Export failed: "_qs));
+        QVERIFY(shownMessage(view).size() > u"Export failed: "_qs.size());
+    }
+
+    void windowIsCreatedOnceAndReloadsWhenActivated() {
+        Kit kit;
+        kit.add(u"first"_qs, 1);
+        NubraWindows::showHistory(*kit.state);
+        QPointer<QWidget> window = NubraWindows::historyWindow();
+        QVERIFY(window && window->isVisible());
+        QCOMPARE(window->windowTitle(), u"History"_qs);
+        QCOMPARE(window->height(), 560);
+        QVERIFY(window->width() >= 620);
+        auto* view = window->findChild<HistoryView*>();
+        QCOMPARE(texts(*view), QStringList{u"first"_qs});
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window->windowHandle());
+
+        // Another window becoming active leaves the list alone; the history window does not.
+        QWidget other;
+        other.setWindowTitle(u"Nubra Settings"_qs);
+        other.show();
+        other.activateWindow();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), other.windowHandle());
+        kit.add(u"second"_qs, 0);
+        QCOMPARE(texts(*view), QStringList{u"first"_qs});
+        window->activateWindow();
+        QTRY_COMPARE(texts(*view), (QStringList{u"second"_qs, u"first"_qs}));
+
+        // Closing hides it; opening again shows the same window with its keyword, reloaded.
+        child<QLineEdit>(*view, "searchField")->setText(u"first"_qs);
+        window->close();
+        QVERIFY(!window->isVisible());
+        NubraWindows::showHistory(*kit.state);
+        QCOMPARE(NubraWindows::historyWindow(), window.data());
+        QVERIFY(window->isVisible());
+        QCOMPARE(texts(*view), QStringList{u"first"_qs});
+
+        // It goes with the state whose store it reads.
+        kit.state.reset();
+        QVERIFY(!window);
+    }
+};
+
+QTEST_MAIN(HistoryViewTest)
+#include "tst_historyview.moc"

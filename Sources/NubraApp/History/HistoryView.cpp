@@ -174,13 +174,7 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
     connect(exportJsonl, &QPushButton::clicked, this, [this] { startExport(ExportFormat::jsonl); });
     connect(clearAll, &QPushButton::clicked, this, &HistoryView::clearAll);
     // Queued: the click that asks for the delete is still being delivered to the row.
-    connect(
-        m_rows, &HistoryRowView::deleteRequested, this,
-        [this](std::int64_t id) {
-            m_state.history().remove(id);
-            reload();
-        },
-        Qt::QueuedConnection);
+    connect(m_rows, &HistoryRowView::deleteRequested, this, &HistoryView::deleteRecord, Qt::QueuedConnection);
     connect(&HistoryNotifier::shared(), &HistoryNotifier::nubraHistoryDidUpdate, this, &HistoryView::reload);
     connect(qApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow* window) {
         if (window && window->title() == windowTitleText())
@@ -221,8 +215,7 @@ bool HistoryView::eventFilter(QObject* watched, QEvent* event) {
             return true;
         }
         if (current.isValid() && key->matches(QKeySequence::Delete)) {
-            m_state.history().remove(m_model->record(current.row()).id);
-            reload();
+            deleteRecord(m_model->record(current.row()).id);
             m_list->setCurrentIndex(m_model->index(std::min(current.row(), m_model->rowCount() - 1)));
             return true;
         }
@@ -251,6 +244,11 @@ void HistoryView::reload() {
     if (!m_state.settings().recordHistory())
         setMessage(L10n::t(QStringLiteral("History recording is off — new lookups won't be saved."),
                            QStringLiteral("已开启「不记录历史」模式，新查询不会写入。")));
+}
+
+void HistoryView::deleteRecord(std::int64_t id) {
+    m_state.history().remove(id);
+    reload();
 }
 
 void HistoryView::renderRecords() {

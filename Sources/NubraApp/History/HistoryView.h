@@ -46,6 +46,8 @@ private:
     enum class ExportFormat { markdown, jsonl };
 
     void clearAll();
+    // The row's Delete link and the Delete key: the record goes, the list follows.
+    void deleteRecord(std::int64_t id);
     void startExport(ExportFormat format);
     void writeExport(ExportFormat format, const QString& path);
     void setMessage(const QString& text);

@@ -17,8 +17,10 @@ AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
       m_state(m_defaults, m_secrets, baseURL, HistoryFile::defaultPath()), m_service(m_desktop),
       m_trust(m_linux.accessibility, m_linux.tasks), m_overlay(m_linux.x11, m_linux.x11),
       m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_linux.hotkeys),
-      m_permission(m_desktop, m_service, m_trust), m_tray(m_state, m_desktop) {
+      m_permission(m_desktop, m_service, m_trust), m_windowServices{m_desktop, m_hotkeys, m_trust},
+      m_tray(m_state, m_desktop) {
     AppStateHolder::shared().install(&m_state);
+    NubraWindows::install(&m_windowServices);
     OverlayController::install(&m_overlay);
 
     connect(&m_permission, &PermissionMonitor::startCapture, this, &AppDelegate::startSelectionMonitor);
@@ -39,6 +41,7 @@ AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
 }
 
 AppDelegate::~AppDelegate() {
+    NubraWindows::install(nullptr);
     OverlayController::install(nullptr);
     AppStateHolder::shared().install(nullptr);
 }

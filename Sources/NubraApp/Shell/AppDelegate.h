@@ -8,6 +8,7 @@
 #include "NubraApp/Overlay/OverlayController.h"
 #include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/CommandLine.h"
+#include "NubraApp/Shell/NubraWindows.h"
 #include "NubraApp/Shell/TrayIcon.h"
 #include "NubraCore/Support/Defaults.h"
 #include "NubraPlatform/TrustWatcher.h"
@@ -56,5 +57,6 @@ private:
     SelectionMonitor m_monitor;
     HotkeyManager m_hotkeys;
     PermissionMonitor m_permission;
+    NubraWindows::Services m_windowServices;
     TrayIcon m_tray;
 };

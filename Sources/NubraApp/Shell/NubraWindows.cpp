@@ -16,6 +16,7 @@
 namespace NubraWindows {
 
 namespace {
+Services* theServices = nullptr;
 QPointer<QWidget> theHistoryWindow;
 
 QWidget* makeHistoryWindow(AppState& state) {
@@ -34,6 +35,10 @@ QWidget* makeHistoryWindow(AppState& state) {
     return window;
 }
 } // namespace
+
+void install(Services* services) {
+    theServices = services;
+}
 
 std::optional<SettingsTab> settingsTabFrom(const QString& name) {
     if (name == u"general")

@@ -5,10 +5,22 @@
 #include <optional>
 
 class AppState;
+class HotkeyManager;
 class QWidget;
+class TrustWatcher;
+struct Desktop;
 
 // The application's windows: each created once, kept when closed and reused. Main thread only.
 namespace NubraWindows {
+
+// What the windows use of the running application beyond its state. The application installs its
+// own at start-up, before any window is shown, and removes them before tearing them down.
+struct Services {
+    Desktop& desktop;
+    HotkeyManager& hotkeys;
+    TrustWatcher& trust;
+};
+void install(Services* services);
 
 // The settings window's tabs, by the names the command line uses.
 enum class SettingsTab { general, gloss, privacy, about };

@@ -1,6 +1,5 @@
 #include "NubraCore/Service/GlossAPI.h"
 #include "NubraCore/Service/GlossLookup.h"
-#include "TestSupport/DebugLogCapture.h"
 #include "TestSupport/LocalHttpServer.h"
 #include "TestSupport/SelfSignedCertificate.h"
 
@@ -61,8 +60,7 @@ class GlossAPITest : public QObject {
     Q_OBJECT
 private:
     LocalHttpServer m_server;
-    Response m_next;               // what POST /v1/gloss answers
-    std::vector<Response> m_queue; // answered first, one per request, when not empty
+    Response m_next; // what POST /v1/gloss answers
     QNetworkAccessManager m_session;
 
     GlossAPI api(GlossAPI::Options options = {}) const {
@@ -70,10 +68,9 @@ private:
     }
 
     // Runs one lookup to its end (or fails the test after five seconds).
-    Outcome run(const GlossAPI& client, const std::optional<QString>& token = u"tok"_qs,
-                GlossAPI::TokenRenewal renewal = {}) {
+    Outcome run(const GlossAPI& client, const std::optional<QString>& token = u"tok"_qs) {
         Outcome outcome;
-        auto lookup = client.gloss(sampleRequest(), token, u"DEVICE-1"_qs, std::move(renewal));
+        auto lookup = client.gloss(sampleRequest(), token, u"DEVICE-1"_qs, {});
         record(lookup.get(), outcome);
         [&] { QTRY_VERIFY_WITH_TIMEOUT(outcome.ended(), 5000); }();
         QTest::qWait(30); // anything reported after the end would show up here
@@ -85,14 +82,7 @@ private:
 private slots:
     void initTestCase() {
         m_session.setProxy(QNetworkProxy::NoProxy);
-        m_server.route("POST", "/v1/gloss", [this](const LocalHttpServer::Request&) {
-            if (!m_queue.empty()) {
-                Response first = m_queue.front();
-                m_queue.erase(m_queue.begin());
-                return first;
-            }
-            return m_next;
-        });
+        m_server.route("POST", "/v1/gloss", [this](const LocalHttpServer::Request&) { return m_next; });
         QVERIFY(m_server.start());
     }
 
@@ -362,42 +352,6 @@ private slots:
         QCOMPARE(outcome.failures.size(), 1u);
         QCOMPARE(outcome.failures[0].kind, GlossAPIError::Kind::network);
         QVERIFY(!outcome.failures[0].underlying.isEmpty());
-    }
-
-    void refusedTokenIsRenewedOnce() {
-        DebugLogCapture log;
-        int renewals = 0;
-        const auto renewal = [&renewals](QObject*, std::function<void(std::optional<QString>)> answer) {
-            ++renewals;
-            answer(u"fresh-token"_qs);
-        };
-        const auto before = m_server.requests().size();
-        m_queue = {Response::whole(401, "{}")};
-        m_next = Response::streamed({deltaBlock1 + doneBlock});
-        Outcome outcome = run(api(), u"stale-token"_qs, renewal);
-        QCOMPARE(renewals, 1);
-        QCOMPARE(outcome.finishedCount, 1);
-        QCOMPARE(outcome.events.size(), 2u);
-        const auto requests = m_server.requests();
-        QCOMPARE(requests.size(), before + 2);
-        QCOMPARE(requests[before].header("authorization"), QByteArray("Bearer stale-token"));
-        QCOMPARE(requests[before + 1].header("authorization"), QByteArray("Bearer fresh-token"));
-        QCOMPARE(requests[before + 1].body, requests[before].body);
-
-        // A second refusal is final.
-        m_queue = {Response::whole(401, "{}"), Response::whole(401, "{}")};
-        outcome = run(api(), u"stale-token"_qs, renewal);
-        QCOMPARE(renewals, 2);
-        QCOMPARE(outcome.failures, std::vector{GlossAPIError::invalidResponse(401)});
-
-        // No renewal possible: the refusal stands.
-        m_queue = {Response::whole(401, "{}")};
-        outcome = run(api(), u"stale-token"_qs, [](QObject*, auto answer) { answer(std::nullopt); });
-        QCOMPARE(outcome.failures, std::vector{GlossAPIError::invalidResponse(401)});
-        m_queue.clear();
-
-        QVERIFY(!log.raw().contains("stale-token"));
-        QVERIFY(!log.raw().contains("fresh-token"));
     }
 };
 

@@ -183,6 +183,7 @@ private slots:
         QCOMPARE(QJsonDocument::fromJson(requests[before + 1].body).object().value(u"refresh_token"),
                  QJsonValue(u"R-secret"_qs));
         QCOMPARE(requests[before + 2].header("authorization"), QByteArray("Bearer D-new"));
+        QCOMPARE(requests[before + 2].body, requests[before].body);
         QCOMPARE(applied, u"D-new"_qs);
         QCOMPARE(tokens.load(u"device_token"_qs), std::optional<QString>(u"D-new"_qs));
         QCOMPARE(tokens.load(u"refresh_token"_qs), std::optional<QString>(u"R-secret"_qs));
@@ -202,7 +203,21 @@ private slots:
         QVERIFY(applied.isEmpty());
         QCOMPARE(tokens.load(u"device_token"_qs), std::optional<QString>(u"D-new"_qs));
 
-        for (const QByteArray secret : {"R-secret", "D-new", "D-old"})
+        // A refusal of the renewed token is final: one renewal per lookup.
+        m_refresh = Response::whole(200, json("{'ok':true,'data':{'device_token':'D-newer'}}"));
+        m_gloss = {Response::whole(401, "{}"), Response::whole(401, "{}")};
+        const auto beforeSecond = m_server.requests().size();
+        lookup = api().gloss(GlossRequest(u"x"_qs, {}, {}, {}, GlossStyle::plain, GlossLength::short_,
+                                          u"auto"_qs, ModelTier::fast),
+                             u"D-new"_qs, u"DEV"_qs, renewal.hook());
+        failure.reset();
+        connect(lookup.get(), &GlossLookup::failed, this,
+                [&failure](const GlossAPIError& e) { failure = e; });
+        QTRY_VERIFY_WITH_TIMEOUT(failure.has_value(), 5000);
+        QCOMPARE(*failure, GlossAPIError::invalidResponse(401));
+        QCOMPARE(m_server.requests().size(), beforeSecond + 3);
+
+        for (const QByteArray secret : {"R-secret", "D-new", "D-old", "D-newer"})
             QVERIFY2(!log.raw().contains(secret), secret.constData());
     }
 

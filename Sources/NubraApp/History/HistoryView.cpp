@@ -87,6 +87,8 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
     m_searchField->setObjectName(QStringLiteral("searchField"));
     m_searchField->setPlaceholderText(L10n::t(QStringLiteral("Search (selection or explanation)"),
                                               QStringLiteral("搜索（选中内容或解释）")));
+    // A screen reader would otherwise name the field after its section.
+    m_searchField->setAccessibleName(m_searchField->placeholderText());
     auto* searchButton =
         new QPushButton(L10n::t(QStringLiteral("Search"), QStringLiteral("搜索")), searchSection);
     searchButton->setObjectName(QStringLiteral("searchButton"));

@@ -27,6 +27,8 @@ PACKAGES=(
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
     trayer xclip
+    # a CJK font, so the Chinese screenshots of the desktop tests are legible
+    fonts-wqy-microhei
     # Qt's own dialog texts in Chinese
     qt6-translations-l10n
 )

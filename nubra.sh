@@ -3,10 +3,12 @@
 #
 #   ./nubra.sh setup   install the Debian packages the build, the tests and the tools need
 #   ./nubra.sh build   setup, then configure and build everything into build/
-#   ./nubra.sh test    build, run the whole test suite, then rebuild under AddressSanitizer +
+#   ./nubra.sh test    build, run the whole test suite, check the Debian package (and, as root,
+#                      install and remove it), then rebuild under AddressSanitizer +
 #                      UndefinedBehaviorSanitizer and run the unit tests again, then fuzz the
 #                      event-stream decoder for a bounded time
 #   ./nubra.sh run     build, start nubra-glossd and Nubra on this desktop (a terminal lookup without one)
+#   ./nubra.sh package build the Debian package into build/package/
 #   ./nubra.sh bench   build the benchmarks and run them (numbers are reported, never judged)
 set -euo pipefail
 
@@ -27,6 +29,8 @@ PACKAGES=(
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
     trayer xclip
+    # package checks
+    desktop-file-utils appstream lintian systemd man-db
     # a CJK font, so the Chinese screenshots of the desktop tests are legible
     fonts-wqy-microhei
     # Qt's own dialog texts in Chinese
@@ -66,6 +70,17 @@ build() {
     cmake --build "$BUILD" -j "$JOBS"
 }
 
+# The Debian package, built from build/ for installation under /usr; prints its path.
+package() {
+    build
+    log "Packaging into $BUILD/package"
+    configure "$BUILD" -DCMAKE_INSTALL_PREFIX=/usr
+    cmake --build "$BUILD" -j "$JOBS"
+    rm -f "$BUILD"/package/nubra_*.deb
+    (cd "$BUILD" && cpack -G DEB -B "$BUILD/package" >/dev/null)
+    ls "$BUILD"/package/nubra_*.deb
+}
+
 TALLY="$(mktemp)"
 FAILURES="$(mktemp)"
 trap 'rm -f "$TALLY" "$FAILURES"' EXIT
@@ -92,6 +107,15 @@ run_tests() {
     local status=0
     log "Running the test suite"
     ctest_tallied --test-dir "$BUILD" --output-on-failure -j "$JOBS" || status=1
+
+    log "Checking the Debian package; installing and removing it when running as root"
+    if package && "$ROOT/Tests/PackageTests/check_package.py" --install "$BUILD"/package/nubra_*.deb; then
+        tally 1 0
+    else
+        echo "	check_package (Failed)" >>"$FAILURES"
+        tally 0 1
+        status=1
+    fi
 
     log "Building the unit tests under AddressSanitizer + UndefinedBehaviorSanitizer"
     configure "$ASAN_BUILD" -DNUBRA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
@@ -190,10 +214,11 @@ case "${1:-}" in
 setup) setup ;;
 build) build ;;
 test) run_tests ;;
+package) package ;;
 run) run_app ;;
 bench) run_bench ;;
 *)
-    sed -n '2,10p' "$0" | sed 's/^# \{0,1\}//'
+    sed -n '2,12p' "$0" | sed 's/^# \{0,1\}//'
     exit 2
     ;;
 esac

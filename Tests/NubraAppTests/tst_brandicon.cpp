@@ -1,7 +1,51 @@
 #include "NubraApp/Shell/BrandIcon.h"
 
 #include <QImage>
+#include <QPainter>
+#include <QRegularExpression>
 #include <QTest>
+#include <QXmlStreamReader>
+
+namespace {
+
+struct SvgPath {
+    QPainterPath path;
+    double strokeWidth = 0;
+};
+
+// The outline and the letter of the installed SVG icon, read back from their path data.
+QList<SvgPath> svgPaths(const QByteArray& svg) {
+    QList<SvgPath> paths;
+    QXmlStreamReader xml(svg);
+    while (xml.readNextStartElement() || !xml.atEnd()) {
+        if (!xml.isStartElement() || xml.name() != u"path")
+            continue;
+        QPainterPath path;
+        static const QRegularExpression command(QStringLiteral(R"(([MLCZ ])(?:(-?[\d.]+),(-?[\d.]+))?)"));
+        QList<QPointF> curve;
+        for (const QRegularExpressionMatch& m : command.globalMatch(xml.attributes().value(QStringLiteral("d")).toString())) {
+            const QPointF point(m.captured(2).toDouble(), m.captured(3).toDouble());
+            const QChar op = m.captured(1).at(0);
+            if (op == u'M')
+                path.moveTo(point);
+            else if (op == u'L')
+                path.lineTo(point);
+            else if (op == u'Z')
+                path.closeSubpath();
+            else
+                curve << point;
+            if (curve.size() == 3) {
+                path.cubicTo(curve[0], curve[1], curve[2]);
+                curve.clear();
+            }
+        }
+        paths << SvgPath{path, xml.attributes().value(QStringLiteral("stroke-width")).toDouble()};
+    }
+    Q_ASSERT(!xml.hasError());
+    return paths;
+}
+
+} // namespace
 
 class BrandIconTest : public QObject {
     Q_OBJECT
@@ -42,6 +86,35 @@ private slots:
         QImage drawn = odd.toImage();
         drawn.setDevicePixelRatio(1);
         QCOMPARE(drawn, BrandIcon::markImage(33).convertToFormat(drawn.format()));
+    }
+
+    // The installed scalable icon covers the same pixels as the drawn one: outline and letter.
+    void scalableIconMatchesTheDrawnIcon() {
+        const QList<SvgPath> paths = svgPaths(BrandIcon::appIconSvg());
+        QCOMPARE(paths.size(), 2);
+        QVERIFY(paths[0].strokeWidth > 0);
+        QImage fromSvg(256, 256, QImage::Format_ARGB32_Premultiplied);
+        fromSvg.fill(Qt::transparent);
+        QPainter painter(&fromSvg);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(Qt::blue, paths[0].strokeWidth));
+        painter.setBrush(Qt::blue);
+        painter.drawPath(paths[0].path);
+        painter.fillPath(paths[1].path, Qt::white);
+        painter.end();
+        const QImage drawn = BrandIcon::appIconImage(256);
+        int differing = 0;
+        for (int y = 0; y < 256; y += 2) {
+            for (int x = 0; x < 256; x += 2) {
+                const bool letterInSvg = qRed(fromSvg.pixel(x, y)) > 128;
+                const bool letterDrawn = qRed(drawn.pixel(x, y)) > 200 && qBlue(drawn.pixel(x, y)) > 200;
+                const bool insideSvg = qAlpha(fromSvg.pixel(x, y)) > 128;
+                const bool insideDrawn = qAlpha(drawn.pixel(x, y)) > 128;
+                differing += letterInSvg != letterDrawn || insideSvg != insideDrawn;
+            }
+        }
+        // Only antialiased edge pixels may disagree.
+        QVERIFY2(differing < 200, qPrintable(QString::number(differing)));
     }
 
     void bubbleImageIsDrawnAtFourTimesItsSize() {

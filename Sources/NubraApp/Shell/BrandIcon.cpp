@@ -127,22 +127,89 @@ QIcon menuBarIcon(bool paused) {
     return QIcon(new DrawnIconEngine(paused));
 }
 
+namespace {
+
+// The application icon's shapes within a square of `side`: a margin keeps the rim inside it.
+struct AppIconShapes {
+    explicit AppIconShapes(double side) : AppIconShapes(inset(QRectF(0, 0, side, side), side / 60), side / 40) {}
+
+    QPainterPath outline;
+    QPainterPath letter;
+    double rimWidth;
+
+private:
+    AppIconShapes(const QRectF& shape, double rim)
+        : outline(squirclePath(shape)), letter(letterPath(inset(shape, shape.width() * 0.12))), rimWidth(rim) {}
+
+    static QRectF inset(const QRectF& rect, double by) { return rect.adjusted(by, by, -by, -by); }
+};
+
+const QColor fillTop(0x3d, 0x7b, 0xf5);
+const QColor fillBottom(0x23, 0x55, 0xd6);
+// A light rim keeps the mark apart from dark windows beneath it.
+const QColor rim(255, 255, 255, 150);
+
+QByteArray number(double value) {
+    return QByteArray::number(value, 'f', 2);
+}
+
+// SVG path data for `path`: Qt's elements are moves, lines and cubic curves, as in SVG; every
+// subpath is closed.
+QByteArray svgPathData(const QPainterPath& path) {
+    QByteArray data;
+    for (int i = 0; i < path.elementCount(); ++i) {
+        const QPainterPath::Element element = path.elementAt(i);
+        if (element.isMoveTo()) {
+            data += i > 0 ? "ZM" : "M";
+        } else if (element.isLineTo()) {
+            data += 'L';
+        } else if (element.isCurveTo()) {
+            data += 'C';
+        } else {
+            data += ' ';
+        }
+        data += number(element.x) + ',' + number(element.y);
+    }
+    return data + 'Z';
+}
+
+} // namespace
+
+QImage appIconImage(int pixels) {
+    return drawn(pixels, [](QPainter& painter, const QRectF& canvas) {
+        const AppIconShapes shapes(canvas.width());
+        const QRectF bounds = shapes.outline.boundingRect();
+        QLinearGradient fill(bounds.topLeft(), bounds.bottomRight());
+        fill.setColorAt(0, fillTop);
+        fill.setColorAt(1, fillBottom);
+        painter.fillPath(shapes.outline, fill);
+        painter.setPen(QPen(rim, shapes.rimWidth));
+        painter.drawPath(shapes.outline);
+        painter.setClipPath(shapes.outline);
+        painter.fillPath(shapes.letter, Qt::white);
+    });
+}
+
+QByteArray appIconSvg() {
+    constexpr int side = 256;
+    const AppIconShapes shapes(side);
+    const QByteArray size = QByteArray::number(side);
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + "\" height=\"" + size +
+           "\" viewBox=\"0 0 " + size + ' ' + size + "\">\n"
+           "<defs><linearGradient id=\"fill\" x1=\"0\" y1=\"0\" x2=\"1\" y2=\"1\">"
+           "<stop offset=\"0\" stop-color=\"" + fillTop.name().toLatin1() + "\"/>"
+           "<stop offset=\"1\" stop-color=\"" + fillBottom.name().toLatin1() + "\"/>"
+           "</linearGradient></defs>\n"
+           "<path d=\"" + svgPathData(shapes.outline) + "\" fill=\"url(#fill)\" stroke=\"#ffffff\" stroke-opacity=\"" +
+           number(rim.alphaF()) + "\" stroke-width=\"" + number(shapes.rimWidth) + "\"/>\n"
+           "<path d=\"" + svgPathData(shapes.letter) + "\" fill=\"#ffffff\"/>\n"
+           "</svg>\n";
+}
+
 QPixmap bubbleImage(int size) {
     constexpr int scale = 4;
-    QPixmap pixmap = QPixmap::fromImage(drawn(size * scale, [](QPainter& painter, const QRectF& canvas) {
-        const QRectF rect = canvas.adjusted(2, 2, -2, -2);
-        const QPainterPath shape = squirclePath(rect);
-        QLinearGradient fill(rect.topLeft(), rect.bottomRight());
-        fill.setColorAt(0, QColor(0x3d, 0x7b, 0xf5));
-        fill.setColorAt(1, QColor(0x23, 0x55, 0xd6));
-        painter.fillPath(shape, fill);
-        // A light rim keeps the mark apart from dark windows beneath it.
-        painter.setPen(QPen(QColor(255, 255, 255, 150), 3));
-        painter.drawPath(shape);
-        painter.setClipPath(shape);
-        const double inset = rect.width() * 0.12;
-        painter.fillPath(letterPath(rect.adjusted(inset, inset, -inset, -inset)), Qt::white);
-    }));
+    QPixmap pixmap = QPixmap::fromImage(appIconImage(size * scale));
     pixmap.setDevicePixelRatio(scale);
     return pixmap;
 }

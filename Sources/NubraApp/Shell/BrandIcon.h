@@ -6,8 +6,9 @@
 #include <QRectF>
 
 // Nubra's brand mark, drawn rather than shipped: a superellipse with the letter N cut out of it for
-// the tray, a moon while paused, and the coloured mark of the bubble. Every image is drawn at the
-// device pixel ratio it is shown at.
+// the tray, a moon while paused, and the coloured mark of the bubble and the application icon. Every
+// image is drawn at the device pixel ratio it is shown at; the installed icons are drawn from the same
+// shapes at build time.
 namespace BrandIcon {
 
 inline constexpr double superellipseExponent = 3.6;
@@ -21,8 +22,13 @@ QIcon menuBarIcon(bool paused);
 // The mark alone at `pixels` x `pixels` device pixels.
 QImage markImage(int pixels);
 
-// The bubble's artwork: `size` x `size` logical pixels, drawn at four times that in each direction so
-// it stays sharp at any scale.
+// The application's icon: the coloured mark with a white letter, `pixels` x `pixels`.
+QImage appIconImage(int pixels);
+// The same icon as a scalable SVG document.
+QByteArray appIconSvg();
+
+// The bubble's artwork (the application's icon): `size` x `size` logical pixels, drawn at four times
+// that in each direction so it stays sharp at any scale.
 QPixmap bubbleImage(int size);
 
 } // namespace BrandIcon

@@ -12,6 +12,14 @@ target_compile_definitions(nubra_options INTERFACE
     QT_NO_FOREACH
     QT_USE_QSTRINGBUILDER)
 
+# The hardening Debian builds its own packages with; fortification needs the optimiser, and the
+# sanitizers bring their own checks.
+if(NOT NUBRA_SANITIZE)
+    target_compile_options(nubra_options INTERFACE -fstack-protector-strong)
+    target_compile_definitions(nubra_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+    target_link_options(nubra_options INTERFACE LINKER:-z,relro LINKER:-z,now)
+endif()
+
 if(NUBRA_SANITIZE)
     target_compile_options(nubra_options INTERFACE
         -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)

@@ -25,7 +25,7 @@ AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
 
     connect(&m_permission, &PermissionMonitor::startCapture, this, &AppDelegate::startSelectionMonitor);
     connect(&m_permission, &PermissionMonitor::closePermissionWindow, this,
-            []() { nbDebug(QStringLiteral("windows: closePermissionFlow")); });
+            &NubraWindows::closePermissionFlow);
     connect(&m_overlay, &OverlayController::explanationCompleted, this,
             [this]() { m_permission.notifyFirstGloss(m_state); });
 

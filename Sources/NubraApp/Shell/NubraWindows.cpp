@@ -1,9 +1,15 @@
 #include "NubraApp/Shell/NubraWindows.h"
 
 #include "NubraApp/History/HistoryView.h"
+#include "NubraApp/Onboarding/PermissionFlowView.h"
+#include "NubraApp/Onboarding/WelcomeView.h"
 #include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraCore/Support/DebugLog.h"
+#include "NubraPlatform/Accessibility.h"
+#include "NubraPlatform/Clock.h"
+#include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/linux/X11Managers.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -13,11 +19,18 @@
 #include <QVBoxLayout>
 #include <QWidget>
 
+#include <algorithm>
+
 namespace NubraWindows {
 
 namespace {
 Services* theServices = nullptr;
 QPointer<QWidget> theHistoryWindow;
+QPointer<QWidget> thePermissionWindow;
+QPointer<QWidget> theWelcomePanel;
+std::optional<Clock::TaskId> theWelcomeHiding;
+// The welcome notice is offered once per process, whatever became of its panel.
+bool welcomeOffered = false;
 
 QWidget* makeHistoryWindow(AppState& state) {
     auto* window = new QWidget(nullptr, Qt::Window);
@@ -34,9 +47,59 @@ QWidget* makeHistoryWindow(AppState& state) {
     QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
     return window;
 }
+
+QWidget* makePermissionWindow(AppState& state) {
+    auto* window = new QWidget(nullptr, Qt::Window);
+    window->setObjectName(QStringLiteral("permissionWindow"));
+    window->setWindowTitle(PermissionFlowView::windowTitleText());
+    auto* layout = new QVBoxLayout(window);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* view = new PermissionFlowView(state.settings(), window);
+    layout->addWidget(view);
+    QObject::connect(view, &PermissionFlowView::openSettingsRequested, window, [] {
+        if (theServices)
+            theServices->desktop.accessibility.openSettings();
+    });
+    QObject::connect(view, &PermissionFlowView::restartRequested, window, [] { restartApp(); });
+    QObject::connect(view, &PermissionFlowView::closeRequested, window, &QWidget::hide);
+    // 400 x 320, taller or wider only where the tallest screen needs it in the interface language.
+    const int width = std::max(400, window->minimumSizeHint().width());
+    window->setFixedSize(width, std::max(320, window->heightForWidth(width)));
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        window->move(screen->availableGeometry().center() - window->rect().center());
+    QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
+    return window;
+}
+
+QWidget* makeWelcomePanel() {
+    // Like the selection bubble: a frameless tool window that never takes the keyboard focus from the
+    // application the user is in.
+    auto* panel = new QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                           Qt::WindowDoesNotAcceptFocus);
+    panel->setObjectName(QStringLiteral("welcomePanel"));
+    panel->setAttribute(Qt::WA_ShowWithoutActivating);
+    panel->setFocusPolicy(Qt::NoFocus);
+    // Must be decided before the native window exists: it picks the window's visual.
+    if (X11Managers::compositorRunning())
+        panel->setAttribute(Qt::WA_TranslucentBackground);
+    auto* layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* view = new WelcomeView(panel);
+    layout->addWidget(view);
+    QObject::connect(view, &WelcomeView::closeRequested, panel, &QWidget::hide);
+    panel->setFixedSize(WelcomeView::cardWidth, std::max(88, panel->heightForWidth(WelcomeView::cardWidth)));
+    return panel;
+}
 } // namespace
 
 void install(Services* services) {
+    if (!services) {
+        if (theServices && theWelcomeHiding)
+            theServices->desktop.clock.cancel(*theWelcomeHiding);
+        theWelcomeHiding.reset();
+        delete thePermissionWindow.data();
+        delete theWelcomePanel.data();
+    }
     theServices = services;
 }
 
@@ -72,12 +135,49 @@ QWidget* historyWindow() {
     return theHistoryWindow;
 }
 
-void showPermissionFlow(AppState&) {
+void showPermissionFlow(AppState& state) {
     nbDebug(QStringLiteral("windows: showPermissionFlow"));
+    if (!theServices)
+        return; // its buttons need the running application
+    if (thePermissionWindow && thePermissionWindow->isVisible() && !thePermissionWindow->isMinimized())
+        return;
+    if (!thePermissionWindow)
+        thePermissionWindow = makePermissionWindow(state);
+    thePermissionWindow->setWindowState(thePermissionWindow->windowState() & ~Qt::WindowMinimized);
+    thePermissionWindow->show();
+    thePermissionWindow->raise();
+    thePermissionWindow->activateWindow();
+}
+
+void closePermissionFlow() {
+    if (thePermissionWindow)
+        thePermissionWindow->hide();
+}
+
+QWidget* permissionWindow() {
+    return thePermissionWindow;
 }
 
 void showWelcome() {
     nbDebug(QStringLiteral("windows: showWelcome"));
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (welcomeOffered || !theServices || !screen)
+        return;
+    welcomeOffered = true;
+    theWelcomePanel = makeWelcomePanel();
+    // The top right corner of the work area, just under a top panel.
+    const QRect area = screen->availableGeometry();
+    theWelcomePanel->move(area.x() + area.width() - theWelcomePanel->width() - 16, area.y() + 6);
+    theWelcomePanel->show();
+    theWelcomeHiding = theServices->desktop.clock.schedule(welcomeShownMs, [] {
+        theWelcomeHiding.reset();
+        if (theWelcomePanel)
+            theWelcomePanel->hide();
+    });
+}
+
+QWidget* welcomePanel() {
+    return theWelcomePanel;
 }
 
 void restartApp() {

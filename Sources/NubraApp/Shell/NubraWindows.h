@@ -14,7 +14,8 @@ struct Desktop;
 namespace NubraWindows {
 
 // What the windows use of the running application beyond its state. The application installs its
-// own at start-up, before any window is shown, and removes them before tearing them down.
+// own at start-up, before any window is shown, and removes them before tearing them down; removing
+// them also deletes the onboarding window and the welcome panel.
 struct Services {
     Desktop& desktop;
     HotkeyManager& hotkeys;
@@ -31,8 +32,19 @@ void showSettings(AppState& state, std::optional<SettingsTab> initialTab = std::
 void showHistory(AppState& state);
 // The history window once created; it goes away with the state it shows.
 QWidget* historyWindow();
+// Shows the onboarding window, created on the first call: nothing happens while it is on screen, a
+// hidden one comes back. Needs the services installed.
 void showPermissionFlow(AppState& state);
+// Puts the onboarding window away (it is kept for a later show).
+void closePermissionFlow();
+// The onboarding window once created; it goes away with the state it shows or with the services.
+QWidget* permissionWindow();
+// Once per process, and only with a primary screen: the "Nubra is running" notice at the top right,
+// without taking the focus, hidden again after welcomeShownMs by the services' clock.
+inline constexpr int welcomeShownMs = 4000;
 void showWelcome();
+// The welcome panel once shown, until the services are removed.
+QWidget* welcomePanel();
 // Starts a new instance of this program, then quits this one; a failed start is ignored.
 void restartApp();
 

@@ -1,9 +1,11 @@
 #include "NubraPlatform/linux/AtspiAccessibility.h"
 
+#include "NubraCore/Support/DebugLog.h"
 #include "NubraPlatform/linux/AtspiThread.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 
 #include <atspi/atspi.h>
@@ -301,5 +303,13 @@ void AtspiAccessibility::openSettings() {
     QDBusMessage set =
         QDBusMessage::createMethodCall(busService, busPath, propertiesInterface, QStringLiteral("Set"));
     set << statusInterface << QStringLiteral("IsEnabled") << QVariant::fromValue(QDBusVariant(true));
-    QDBusConnection::sessionBus().call(set, QDBus::Block, dbusTimeoutMs);
+    // Called from a button on the GUI thread: the request goes out without waiting, and the permission
+    // poll notices the switch once the bus has turned on. Only a refusal is worth a log line.
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(set, dbusTimeoutMs));
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [](QDBusPendingCallWatcher* call) {
+        if (call->isError())
+            nbDebug(QStringLiteral("atspi: turning the accessibility bus on failed: %1 %2")
+                        .arg(call->error().name(), call->error().message()));
+        call->deleteLater();
+    });
 }

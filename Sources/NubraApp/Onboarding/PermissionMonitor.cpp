@@ -132,7 +132,7 @@ void PermissionMonitor::runSelfCheck() {
                 return;
             }
             state.settings().setPermissionPhase(PermissionPhase::active);
-            NubraWindows::showPermissionFlow(state);
+            NubraWindows::showPermissionFlow(state, NubraWindows::Focus::leave);
             self->startSelectionMonitor(state);
         });
     });

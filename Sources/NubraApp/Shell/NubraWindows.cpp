@@ -135,7 +135,7 @@ QWidget* historyWindow() {
     return theHistoryWindow;
 }
 
-void showPermissionFlow(AppState& state) {
+void showPermissionFlow(AppState& state, Focus focus) {
     nbDebug(QStringLiteral("windows: showPermissionFlow"));
     if (!theServices)
         return; // its buttons need the running application
@@ -144,9 +144,11 @@ void showPermissionFlow(AppState& state) {
     if (!thePermissionWindow)
         thePermissionWindow = makePermissionWindow(state);
     thePermissionWindow->setWindowState(thePermissionWindow->windowState() & ~Qt::WindowMinimized);
+    thePermissionWindow->setAttribute(Qt::WA_ShowWithoutActivating, focus == Focus::leave);
     thePermissionWindow->show();
     thePermissionWindow->raise();
-    thePermissionWindow->activateWindow();
+    if (focus == Focus::take)
+        thePermissionWindow->activateWindow();
 }
 
 void closePermissionFlow() {

@@ -33,8 +33,11 @@ void showHistory(AppState& state);
 // The history window once created; it goes away with the state it shows.
 QWidget* historyWindow();
 // Shows the onboarding window, created on the first call: nothing happens while it is on screen, a
-// hidden one comes back. Needs the services installed.
-void showPermissionFlow(AppState& state);
+// hidden one comes back. Needs the services installed. Shown on the user's request it takes the focus;
+// shown because the permission came into force it does not, since its guide asks the user to go and
+// select text in the application they were in.
+enum class Focus { take, leave };
+void showPermissionFlow(AppState& state, Focus focus = Focus::take);
 // Puts the onboarding window away (it is kept for a later show).
 void closePermissionFlow();
 // The onboarding window once created; it goes away with the state it shows or with the services.

@@ -1,6 +1,7 @@
 #include "NubraApp/Shell/NubraWindows.h"
 
 #include "NubraApp/History/HistoryView.h"
+#include "NubraApp/Settings/SettingsView.h"
 #include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraCore/Support/DebugLog.h"
@@ -18,6 +19,15 @@ namespace NubraWindows {
 namespace {
 Services* theServices = nullptr;
 QPointer<QWidget> theHistoryWindow;
+QPointer<QWidget> theSettingsWindow;
+
+// Creating a window and every later request to see it: out of the minimised state, in front, active.
+void bringForward(QWidget* window) {
+    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
 
 QWidget* makeHistoryWindow(AppState& state) {
     auto* window = new QWidget(nullptr, Qt::Window);
@@ -34,10 +44,30 @@ QWidget* makeHistoryWindow(AppState& state) {
     QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
     return window;
 }
+
+QWidget* makeSettingsWindow(AppState& state, std::optional<SettingsTab> initialTab) {
+    auto* window = new QWidget(nullptr, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
+                                            Qt::WindowMinimizeButtonHint);
+    window->setObjectName(QStringLiteral("settingsWindow"));
+    window->setWindowTitle(SettingsView::windowTitleText());
+    auto* layout = new QVBoxLayout(window);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(new SettingsView(state, *theServices, initialTab, window));
+    // 460 x 520, or what the longest texts need, and not resizable.
+    window->setFixedSize(QSize(460, 520).expandedTo(window->minimumSizeHint()));
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        window->move(screen->availableGeometry().center() - window->rect().center());
+    QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
+    return window;
+}
+
 } // namespace
 
 void install(Services* services) {
     theServices = services;
+    // The settings window works with these services: it must not outlive them.
+    if (!services)
+        delete theSettingsWindow;
 }
 
 std::optional<SettingsTab> settingsTabFrom(const QString& name) {
@@ -52,19 +82,25 @@ std::optional<SettingsTab> settingsTabFrom(const QString& name) {
     return std::nullopt;
 }
 
-// The other windows are still being built; until then each call is logged.
-void showSettings(AppState&, std::optional<SettingsTab> initialTab) {
-    nbDebug(QStringLiteral("windows: showSettings tab=%1").arg(initialTab ? int(*initialTab) : -1));
+void showSettings(AppState& state, std::optional<SettingsTab> initialTab) {
+    if (!theServices) {
+        nbDebug(QStringLiteral("windows: showSettings before the application is up"));
+        return;
+    }
+    if (!theSettingsWindow)
+        theSettingsWindow = makeSettingsWindow(state, initialTab);
+    bringForward(theSettingsWindow);
+}
+
+QWidget* settingsWindow() {
+    return theSettingsWindow;
 }
 
 void showHistory(AppState& state) {
     if (!theHistoryWindow)
         theHistoryWindow = makeHistoryWindow(state);
     // Closing only hides the window, so the keyword and the last message survive a reopen.
-    theHistoryWindow->setWindowState(theHistoryWindow->windowState() & ~Qt::WindowMinimized);
-    theHistoryWindow->show();
-    theHistoryWindow->raise();
-    theHistoryWindow->activateWindow();
+    bringForward(theHistoryWindow);
     HistoryNotifier::shared().post();
 }
 

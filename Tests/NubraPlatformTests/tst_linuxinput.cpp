@@ -1,7 +1,9 @@
 #include "NubraCore/Capture/HotkeyCombo.h"
+#include "NubraCore/Capture/QtKeyMap.h"
 #include "NubraPlatform/linux/ClickCounter.h"
 #include "NubraPlatform/linux/X11KeyMap.h"
 
+#include <QSet>
 #include <QTest>
 
 #include <X11/X.h>
@@ -36,6 +38,28 @@ private slots:
             if (!HotkeyCombo::keyName(code).startsWith(QStringLiteral("Key")))
                 QVERIFY2(X11KeyMap::keysymFor(code), qPrintable(HotkeyCombo::keyName(code)));
         }
+    }
+
+    // A key recorded in the settings window is grabbed as that same key, and every key the grab knows
+    // can be recorded.
+    void recordedKeysAreGrabbedKeys() {
+        QList<std::pair<int, quint32>> keys{
+            {Qt::Key_Return, XK_Return},       {Qt::Key_Tab, XK_Tab},       {Qt::Key_Space, XK_space},
+            {Qt::Key_Backspace, XK_BackSpace}, {Qt::Key_Escape, XK_Escape}, {Qt::Key_Left, XK_Left},
+            {Qt::Key_Right, XK_Right},         {Qt::Key_Down, XK_Down},     {Qt::Key_Up, XK_Up}};
+        for (int i = 0; i < 26; ++i)
+            keys.append({Qt::Key_A + i, XK_a + i});
+        for (int i = 0; i < 10; ++i)
+            keys.append({Qt::Key_0 + i, XK_0 + i});
+        QSet<quint32> recordable;
+        for (const auto& [key, keysym] : keys) {
+            const std::optional<std::uint64_t> code = QtKeyMap::ansiKeyCode(key, Qt::NoModifier);
+            QVERIFY2(code, qPrintable(QString::number(key, 16)));
+            QCOMPARE(X11KeyMap::keysymFor(quint32(*code)), std::optional<quint32>(keysym));
+            recordable.insert(quint32(*code));
+        }
+        for (quint32 code = 0; code < 256; ++code)
+            QCOMPARE(X11KeyMap::keysymFor(code).has_value(), recordable.contains(code));
     }
 
     void modifiersBothWays() {

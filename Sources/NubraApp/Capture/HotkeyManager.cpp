@@ -18,6 +18,13 @@ void HotkeyManager::unregister() {
     m_registeredCombo.reset();
 }
 
+void HotkeyManager::followTriggerMode(TriggerMode mode, const Defaults& defaults) {
+    if (mode == TriggerMode::hotkey)
+        registerCombo(HotkeyCombo::load(defaults));
+    else
+        unregister();
+}
+
 void HotkeyManager::registerCombo(const HotkeyCombo& combo) {
     unregister();
     if (!combo.isMeaningful() || combo.keyCode > std::numeric_limits<quint32>::max())

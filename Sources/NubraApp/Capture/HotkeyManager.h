@@ -1,10 +1,13 @@
 #pragma once
 
 #include "NubraCore/Capture/HotkeyCombo.h"
+#include "NubraCore/Vocabulary/Models.h"
 #include "NubraPlatform/GlobalHotkeys.h"
 
 #include <functional>
 #include <optional>
+
+class Defaults;
 
 // Keeps at most one global hot key registered and calls onHotkey when it fires (on the main thread).
 class HotkeyManager {
@@ -21,6 +24,9 @@ public:
     // Replaces whatever was registered. A combination that is not meaningful registers nothing.
     void registerCombo(const HotkeyCombo& combo);
     void unregister();
+    // In hotkey mode registers the combination stored in `defaults` (Option+G when none is); in every
+    // other mode unregisters.
+    void followTriggerMode(TriggerMode mode, const Defaults& defaults);
 
     std::optional<HotkeyCombo> registeredCombo() const { return m_registeredCombo; }
 

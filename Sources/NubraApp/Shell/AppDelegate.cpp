@@ -92,10 +92,7 @@ void AppDelegate::onTriggerModeChanged() {
     if (!m_monitor.isRunning())
         return;
     m_monitor.setTriggerMode(mode);
-    if (mode == TriggerMode::hotkey)
-        m_hotkeys.registerCombo(HotkeyCombo::load(m_defaults));
-    else
-        m_hotkeys.unregister();
+    m_hotkeys.followTriggerMode(mode, m_defaults);
 }
 
 void AppDelegate::applicationShouldHandleReopen() {

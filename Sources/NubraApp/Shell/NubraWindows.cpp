@@ -3,6 +3,7 @@
 #include "NubraApp/History/HistoryView.h"
 #include "NubraApp/Onboarding/PermissionFlowView.h"
 #include "NubraApp/Onboarding/WelcomeView.h"
+#include "NubraApp/Settings/SettingsView.h"
 #include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraCore/Support/DebugLog.h"
@@ -31,6 +32,26 @@ QPointer<QWidget> theWelcomePanel;
 std::optional<Clock::TaskId> theWelcomeHiding;
 // The welcome notice is offered once per process, whatever became of its panel.
 bool welcomeOffered = false;
+QPointer<QWidget> theSettingsWindow;
+
+// Creating a window and every later request to see it: out of the minimised state, in front, and
+// active unless the focus is to stay where it is.
+void bringForward(QWidget* window, Focus focus = Focus::take) {
+    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->setAttribute(Qt::WA_ShowWithoutActivating, focus == Focus::leave);
+    window->show();
+    window->raise();
+    if (focus == Focus::take)
+        window->activateWindow();
+}
+
+// A new window in the middle of the screen; its view reads the state, so it must not outlive it.
+QWidget* centredWithState(QWidget* window, AppState& state) {
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        window->move(screen->availableGeometry().center() - window->rect().center());
+    QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
+    return window;
+}
 
 QWidget* makeHistoryWindow(AppState& state) {
     auto* window = new QWidget(nullptr, Qt::Window);
@@ -41,11 +62,7 @@ QWidget* makeHistoryWindow(AppState& state) {
     layout->addWidget(new HistoryView(state, window));
     // 520 x 560, widened to what the view needs so that its buttons are never cut off.
     window->resize(QSize(520, 560).expandedTo(window->minimumSizeHint()));
-    if (const QScreen* screen = QGuiApplication::primaryScreen())
-        window->move(screen->availableGeometry().center() - window->rect().center());
-    // The view reads the state's store: it must not outlive it.
-    QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
-    return window;
+    return centredWithState(window, state);
 }
 
 QWidget* makePermissionWindow(AppState& state) {
@@ -65,10 +82,20 @@ QWidget* makePermissionWindow(AppState& state) {
     // 400 x 320, taller or wider only where the tallest screen needs it in the interface language.
     const int width = std::max(400, window->minimumSizeHint().width());
     window->setFixedSize(width, std::max(320, window->heightForWidth(width)));
-    if (const QScreen* screen = QGuiApplication::primaryScreen())
-        window->move(screen->availableGeometry().center() - window->rect().center());
-    QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
-    return window;
+    return centredWithState(window, state);
+}
+
+QWidget* makeSettingsWindow(AppState& state, std::optional<SettingsTab> initialTab) {
+    auto* window = new QWidget(nullptr, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
+                                            Qt::WindowMinimizeButtonHint);
+    window->setObjectName(QStringLiteral("settingsWindow"));
+    window->setWindowTitle(SettingsView::windowTitleText());
+    auto* layout = new QVBoxLayout(window);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(new SettingsView(state, *theServices, initialTab, window));
+    // 460 x 520, or what the longest texts need, and not resizable.
+    window->setFixedSize(QSize(460, 520).expandedTo(window->minimumSizeHint()));
+    return centredWithState(window, state);
 }
 
 QWidget* makeWelcomePanel() {
@@ -93,12 +120,14 @@ QWidget* makeWelcomePanel() {
 } // namespace
 
 void install(Services* services) {
+    // The windows that work with these services must not outlive them.
     if (!services) {
         if (theServices && theWelcomeHiding)
             theServices->desktop.clock.cancel(*theWelcomeHiding);
         theWelcomeHiding.reset();
         delete thePermissionWindow.data();
         delete theWelcomePanel.data();
+        delete theSettingsWindow.data();
     }
     theServices = services;
 }
@@ -115,19 +144,25 @@ std::optional<SettingsTab> settingsTabFrom(const QString& name) {
     return std::nullopt;
 }
 
-// The other windows are still being built; until then each call is logged.
-void showSettings(AppState&, std::optional<SettingsTab> initialTab) {
-    nbDebug(QStringLiteral("windows: showSettings tab=%1").arg(initialTab ? int(*initialTab) : -1));
+void showSettings(AppState& state, std::optional<SettingsTab> initialTab) {
+    if (!theServices) {
+        nbDebug(QStringLiteral("windows: showSettings before the application is up"));
+        return;
+    }
+    if (!theSettingsWindow)
+        theSettingsWindow = makeSettingsWindow(state, initialTab);
+    bringForward(theSettingsWindow);
+}
+
+QWidget* settingsWindow() {
+    return theSettingsWindow;
 }
 
 void showHistory(AppState& state) {
     if (!theHistoryWindow)
         theHistoryWindow = makeHistoryWindow(state);
     // Closing only hides the window, so the keyword and the last message survive a reopen.
-    theHistoryWindow->setWindowState(theHistoryWindow->windowState() & ~Qt::WindowMinimized);
-    theHistoryWindow->show();
-    theHistoryWindow->raise();
-    theHistoryWindow->activateWindow();
+    bringForward(theHistoryWindow);
     HistoryNotifier::shared().post();
 }
 
@@ -143,12 +178,7 @@ void showPermissionFlow(AppState& state, Focus focus) {
         return;
     if (!thePermissionWindow)
         thePermissionWindow = makePermissionWindow(state);
-    thePermissionWindow->setWindowState(thePermissionWindow->windowState() & ~Qt::WindowMinimized);
-    thePermissionWindow->setAttribute(Qt::WA_ShowWithoutActivating, focus == Focus::leave);
-    thePermissionWindow->show();
-    thePermissionWindow->raise();
-    if (focus == Focus::take)
-        thePermissionWindow->activateWindow();
+    bringForward(thePermissionWindow, focus);
 }
 
 void closePermissionFlow() {

@@ -27,7 +27,11 @@ void install(Services* services);
 enum class SettingsTab { general, gloss, privacy, about };
 std::optional<SettingsTab> settingsTabFrom(const QString& name);
 
+// Shows the settings window, created on the first call at `initialTab` (none: the first tab). A window
+// that exists keeps its tab.
 void showSettings(AppState& state, std::optional<SettingsTab> initialTab = std::nullopt);
+// The settings window once created; it goes away with the services it uses.
+QWidget* settingsWindow();
 // Shows the history window, created on the first call, then asks its list to reload.
 void showHistory(AppState& state);
 // The history window once created; it goes away with the state it shows.

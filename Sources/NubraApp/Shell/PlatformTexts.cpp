@@ -70,6 +70,19 @@ constexpr std::array entries{
            u"图标就在屏幕右上角菜单栏——选中任意文字即可划词解释。"},
           {u"The icon lives in your panel's system tray — select any text to get an instant explanation.",
            u"图标就在面板的系统托盘里——选中任意文字即可划词解释。"}},
+    Entry{PlatformText::keepHistoryToggle,
+          {u"Keep history on this Mac", u"记录历史到本地"},
+          {u"Keep history on this computer", u"记录历史到本地"}},
+    Entry{PlatformText::historyStaysLocal,
+          {u"History stays on this Mac and is never uploaded. Turning it off stops new entries.",
+           u"历史记录只保存在本机，永不上传；关闭记录后不再写入。"},
+          {u"History stays on this computer and is never uploaded. Turning it off stops new entries.",
+           u"历史记录只保存在本机，永不上传；关闭记录后不再写入。"}},
+    Entry{PlatformText::aboutTagline,
+          {u"AI gloss in your menu bar — select, glance, keep reading.",
+           u"Mac 菜单栏上的 AI 划词注解，选中即解，不打断阅读。"},
+          {u"AI gloss in your system tray — select, glance, keep reading.",
+           u"系统托盘里的 AI 划词注解，选中即解，不打断阅读。"}},
 };
 
 QString toQString(std::u16string_view text) {

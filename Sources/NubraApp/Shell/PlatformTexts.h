@@ -18,6 +18,9 @@ enum class PlatformText {
     onboardingStepFindSwitch,   // onboarding: step 2
     waitingForSwitch,           // onboarding: the line under the spinner
     welcomeIconLocation,        // welcome notice: where the icon lives
+    keepHistoryToggle,          // settings: the history-recording switch
+    historyStaysLocal,          // settings: the note under the history controls
+    aboutTagline,               // settings: the second line of the about tab
 };
 
 enum class DesktopPlatform { macOS, linuxDesktop };

@@ -1,0 +1,95 @@
+#include "NubraApp/Settings/GeneralPage.h"
+
+#include "NubraApp/Settings/AccessibilityButton.h"
+#include "NubraApp/Settings/HotkeyRow.h"
+#include "NubraApp/Settings/LaunchAtLoginToggle.h"
+#include "NubraApp/Settings/SettingPicker.h"
+#include "NubraApp/Settings/SettingsStyle.h"
+#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraPlatform/Desktop.h"
+
+#include <QCheckBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace {
+
+// A check box that shows a Boolean setting and changes it.
+QCheckBox* settingToggle(const char* name, const QString& text, AppSettings& settings,
+                         bool (AppSettings::*read)() const, void (AppSettings::*write)(bool),
+                         void (AppSettings::*changed)(), QWidget* parent) {
+    auto* toggle = new QCheckBox(text, parent);
+    toggle->setObjectName(QString::fromLatin1(name));
+    toggle->setChecked((settings.*read)());
+    QObject::connect(&settings, changed, toggle,
+                     [toggle, &settings, read] { toggle->setChecked((settings.*read)()); });
+    QObject::connect(toggle, &QCheckBox::toggled, &settings,
+                     [&settings, write](bool on) { (settings.*write)(on); });
+    return toggle;
+}
+
+} // namespace
+
+GeneralPage::GeneralPage(AppState& state, const NubraWindows::Services& services, QWidget* parent)
+    : QWidget(parent), m_state(state) {
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(selectionSection(state, services));
+    layout->addWidget(systemSection(services));
+    layout->addStretch(1);
+    followTriggerMode();
+    connect(&state.settings(), &AppSettings::triggerModeChanged, this, &GeneralPage::followTriggerMode);
+}
+
+QWidget* GeneralPage::selectionSection(AppState& state, const NubraWindows::Services& services) {
+    AppSettings& settings = state.settings();
+    auto* section = new QGroupBox(L10n::t(QStringLiteral("Selection"), QStringLiteral("划词")), this);
+    m_selectionForm = new QFormLayout(section);
+
+    auto* trigger = new QComboBox(section);
+    trigger->setObjectName(QStringLiteral("triggerPicker"));
+    // Saved at once; the application hands a new mode to the selection monitor and the hot key.
+    bindSettingPicker<TriggerMode>(trigger, settings, &AppSettings::triggerMode,
+                                   &AppSettings::triggerModeChanged, [&state](TriggerMode mode) {
+                                       state.settings().setTriggerMode(mode);
+                                       state.persist();
+                                   });
+    m_selectionForm->addRow(L10n::t(QStringLiteral("Trigger"), QStringLiteral("触发方式")), trigger);
+
+    m_selectionForm->addRow(settingToggle(
+        "pauseToggle", L10n::t(QStringLiteral("Pause selection popups"), QStringLiteral("暂停划词")),
+        settings, &AppSettings::paused, &AppSettings::setPaused, &AppSettings::pausedChanged, section));
+
+    m_hotkeyRow = new HotkeyRow(services.hotkeys, state.defaults(), section);
+    m_selectionForm->addRow(m_hotkeyRow);
+
+    m_selectionForm->addRow(settingToggle(
+        "autoHideToggle",
+        L10n::t(QStringLiteral("Dismiss card on outside click"), QStringLiteral("点击卡片外部立即消失")),
+        settings, &AppSettings::autoHide, &AppSettings::setAutoHide, &AppSettings::autoHideChanged, section));
+    return section;
+}
+
+QWidget* GeneralPage::systemSection(const NubraWindows::Services& services) {
+    auto* section = new QGroupBox(L10n::t(QStringLiteral("System"), QStringLiteral("系统")), this);
+    auto* form = new QFormLayout(section);
+    form->addRow(new LaunchAtLoginToggle(services.desktop.tasks, section));
+    form->addRow(SettingsStyle::labelledRow(
+        L10n::t(QStringLiteral("Accessibility Permission"), QStringLiteral("辅助功能权限")),
+        new AccessibilityButton(services.desktop.accessibility, services.trust), section));
+    form->addRow(
+        SettingsStyle::footnote(L10n::t(QStringLiteral("Only reads selected text. No screen recording "
+                                                       "permission needed."),
+                                        QStringLiteral("权限仅用于读取选中文本。不需要屏幕录制权限。")),
+                                section));
+    return section;
+}
+
+void GeneralPage::followTriggerMode() {
+    const bool hotkey = m_state.settings().triggerMode() == TriggerMode::hotkey;
+    if (!hotkey)
+        m_hotkeyRow->recorder().abandon();
+    m_selectionForm->setRowVisible(m_hotkeyRow, hotkey);
+}

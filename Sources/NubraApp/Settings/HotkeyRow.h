@@ -1,0 +1,28 @@
+#pragma once
+
+#include "NubraApp/Settings/HotkeyRecorder.h"
+
+#include <QWidget>
+
+class Defaults;
+class HotkeyManager;
+class QLabel;
+
+// The stored hot key in a monospaced font, with "Re-record" (record a new one in this window) and
+// "Reset" (back to Option+G). While recording the text asks for the keys instead.
+class HotkeyRow final : public QWidget {
+    Q_OBJECT
+
+public:
+    // Both must outlive the row.
+    HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent = nullptr);
+
+    HotkeyRecorder& recorder() { return *m_recorder; }
+
+private:
+    void render();
+
+    Defaults& m_defaults;
+    HotkeyRecorder* m_recorder;
+    QLabel* m_text;
+};

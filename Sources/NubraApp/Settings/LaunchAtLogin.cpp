@@ -1,0 +1,158 @@
+#include "NubraApp/Settings/LaunchAtLogin.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace {
+
+// A desktop-entry string value: backslash and the control characters escaped.
+QString escapeValue(const QString& text) {
+    QString escaped;
+    for (const QChar c : text) {
+        if (c == u'\\')
+            escaped += u"\\\\";
+        else if (c == u'\n')
+            escaped += u"\\n";
+        else if (c == u'\t')
+            escaped += u"\\t";
+        else if (c == u'\r')
+            escaped += u"\\r";
+        else
+            escaped += c;
+    }
+    return escaped;
+}
+
+QString unescapeValue(const QString& text) {
+    QString plain;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] != u'\\' || i + 1 == text.size()) {
+            plain += text[i];
+            continue;
+        }
+        const QChar next = text[++i];
+        plain += next == u's'   ? QChar(u' ')
+                 : next == u'n' ? QChar(u'\n')
+                 : next == u't' ? QChar(u'\t')
+                 : next == u'r' ? QChar(u'\r')
+                                : next;
+    }
+    return plain;
+}
+
+// The program as one quoted Exec argument: inside the quotes ", `, $ and \ take a backslash, and a
+// literal % is doubled so that it is not read as a field code.
+QString quotedArgument(const QString& program) {
+    QString quoted = QStringLiteral("\"");
+    for (const QChar c : program) {
+        if (c == u'"' || c == u'`' || c == u'$' || c == u'\\')
+            quoted += u'\\';
+        quoted += c;
+        if (c == u'%')
+            quoted += u'%';
+    }
+    return quoted + u'"';
+}
+
+// The program an Exec value starts (after the string unescaping), quoted or not.
+QString firstArgument(const QString& exec) {
+    QString argument;
+    const bool quoted = exec.startsWith(u'"');
+    for (qsizetype i = quoted ? 1 : 0; i < exec.size(); ++i) {
+        const QChar c = exec[i];
+        if (quoted && c == u'"')
+            break;
+        if (!quoted && c == u' ')
+            break;
+        if (quoted && c == u'\\' && i + 1 < exec.size())
+            argument += exec[++i];
+        else if (c == u'%' && i + 1 < exec.size() && exec[i + 1] == u'%')
+            argument += exec[++i];
+        else
+            argument += c;
+    }
+    return argument;
+}
+
+bool samePath(const QString& a, const QString& b) {
+    if (a == b)
+        return true;
+    const QString canonical = QFileInfo(a).canonicalFilePath();
+    return !canonical.isEmpty() && canonical == QFileInfo(b).canonicalFilePath();
+}
+
+} // namespace
+
+LaunchAtLogin::LaunchAtLogin(QString program) : m_program(std::move(program)) {}
+
+QString LaunchAtLogin::defaultProgram() {
+    return QCoreApplication::applicationFilePath();
+}
+
+QString LaunchAtLogin::autostartDirectory() {
+    const QString configHome = qEnvironmentVariable("XDG_CONFIG_HOME");
+    const QString base = QDir::isAbsolutePath(configHome) ? configHome : QDir::homePath() + u"/.config";
+    return QDir::cleanPath(base + u"/autostart");
+}
+
+QString LaunchAtLogin::entryPath() const {
+    return autostartDirectory() + u'/' + QString::fromLatin1(entryFileName);
+}
+
+QByteArray LaunchAtLogin::entryText() const {
+    const QString text = u"[Desktop Entry]\n"
+                         u"Type=Application\n"
+                         u"Name=Nubra\n"
+                         u"Exec=" +
+                         escapeValue(quotedArgument(m_program)) + u"\nTryExec=" + escapeValue(m_program) +
+                         u"\nX-GNOME-Autostart-enabled=true\n";
+    return text.toUtf8();
+}
+
+bool LaunchAtLogin::isEnabled() const {
+    QFile file(entryPath());
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    bool inEntry = false;
+    bool startsThisProgram = false;
+    while (!file.atEnd()) {
+        const QString line = QString::fromUtf8(file.readLine()).trimmed();
+        if (line.startsWith(u'[')) {
+            inEntry = line == u"[Desktop Entry]";
+            continue;
+        }
+        const qsizetype equals = line.indexOf(u'=');
+        if (!inEntry || equals < 0)
+            continue;
+        const QString key = line.left(equals).trimmed();
+        const QString value = unescapeValue(line.mid(equals + 1).trimmed());
+        // GNOME honours its own switch as well as the standard one.
+        if ((key == u"Hidden" && value == u"true") ||
+            (key == u"X-GNOME-Autostart-enabled" && value == u"false"))
+            return false;
+        if (key == u"Exec")
+            startsThisProgram = samePath(firstArgument(value), m_program);
+    }
+    return startsThisProgram;
+}
+
+std::optional<QString> LaunchAtLogin::setEnabled(bool enabled) const {
+    const QString path = entryPath();
+    if (!enabled) {
+        QFile file(path);
+        if (!file.exists() || file.remove())
+            return std::nullopt;
+        return file.errorString();
+    }
+    const QString directory = autostartDirectory();
+    if (!QDir().mkpath(directory))
+        return QStringLiteral("cannot create the folder %1").arg(directory);
+    QSaveFile file(path);
+    const QByteArray text = entryText();
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+        return file.errorString();
+    return std::nullopt;
+}

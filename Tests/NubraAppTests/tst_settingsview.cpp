@@ -1,0 +1,364 @@
+#include "NubraApp/Capture/HotkeyManager.h"
+#include "NubraApp/Settings/LaunchAtLogin.h"
+#include "NubraApp/Settings/SettingsView.h"
+#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraCore/Service/SecretStore.h"
+#include "NubraCore/Support/Defaults.h"
+#include "NubraCore/Vocabulary/L10n.h"
+#include "NubraPlatform/TrustWatcher.h"
+#include "NubraPlatform/fake/FakeDesktop.h"
+#include "TestSupport/DebugLogCapture.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QLabel>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QWindow>
+
+#include <memory>
+
+namespace {
+
+// A real AppState over a temporary folder, the simulated desktop, and an autostart folder of its own.
+struct Kit {
+    Kit() : previousConfigHome(qgetenv("XDG_CONFIG_HOME")) {
+        state = std::make_unique<AppState>(defaults, secrets, QUrl(u"http://127.0.0.1:9"_qs),
+                                           dir.filePath(u"history.sqlite3"_qs));
+        setConfigHome(u"config"_qs);
+    }
+    ~Kit() { qputenv("XDG_CONFIG_HOME", previousConfigHome); }
+
+    void setConfigHome(const QString& name) { qputenv("XDG_CONFIG_HOME", dir.filePath(name).toUtf8()); }
+    QString entryPath() const { return dir.filePath(u"config/autostart/app.nubra.Nubra.desktop"_qs); }
+
+    // The hot key as the application follows the trigger mode.
+    void followTriggerModeLikeTheApplication() {
+        QObject::connect(&state->settings(), &AppSettings::triggerModeChanged, &state->settings(),
+                         [this] { hotkeys.followTriggerMode(state->settings().triggerMode(), defaults); });
+    }
+
+    std::optional<FakeGlobalHotkeys::HotKey> hotKey() const { return fake.hotkeys.onlyHotKey(); }
+
+    QByteArray previousConfigHome;
+    DebugLogCapture log;
+    QTemporaryDir dir;
+    InMemoryDefaults defaults;
+    InMemorySecretStore secrets;
+    std::unique_ptr<AppState> state;
+    FakeDesktop fake;
+    Desktop desktop = fake.desktop();
+    HotkeyManager hotkeys{fake.hotkeys};
+    TrustWatcher trust{fake.accessibility, fake.tasks};
+    NubraWindows::Services services{desktop, hotkeys, trust};
+};
+
+template <typename T> T* child(const QWidget& view, const char* name) {
+    T* widget = view.findChild<T*>(QString::fromLatin1(name));
+    Q_ASSERT(widget);
+    return widget;
+}
+
+void choose(const QWidget& view, const char* picker, const QString& text) {
+    auto* box = child<QComboBox>(view, picker);
+    const int index = box->findText(text);
+    QVERIFY2(index >= 0, qPrintable(text));
+    box->setCurrentIndex(index);
+}
+
+QString hotkeyText(const QWidget& view) {
+    return child<QLabel>(view, "hotkeyText")->text();
+}
+
+void press(const QWidget& view, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    QTest::keyClick(view.window()->windowHandle(), key, modifiers);
+}
+
+void click(const QWidget& view, const char* button) {
+    QTest::mouseClick(child<QAbstractButton>(view, button), Qt::LeftButton);
+}
+
+} // namespace
+
+class SettingsViewTest : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase() { L10n::setOverride(u"en"_qs); }
+    void cleanupTestCase() { L10n::setOverride(std::nullopt); }
+
+    void onlyTheTriggerAndRecordingSwitchSaveAtOnce() {
+        Kit kit;
+        AppSettings& settings = kit.state->settings();
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        QCOMPARE(view.currentTab(), NubraWindows::SettingsTab::general);
+
+        choose(view, "lengthPicker", u"Detailed"_qs);
+        choose(view, "modelTierPicker", u"High quality"_qs);
+        click(view, "pauseToggle");
+        click(view, "autoHideToggle");
+        choose(view, "historyLimitPicker", u"500"_qs);
+        QCOMPARE(settings.length(), GlossLength::detailed);
+        QCOMPARE(settings.modelTier(), ModelTier::quality);
+        QVERIFY(settings.paused());
+        QVERIFY(!settings.autoHide());
+        QCOMPARE(settings.historyLimit(), 500);
+        QVERIFY(!kit.defaults.contains(u"length"_qs));
+        QVERIFY(!kit.defaults.contains(u"autoHide"_qs));
+
+        // The trigger saves everything stored, the changes above included.
+        choose(view, "triggerPicker", u"Double-click"_qs);
+        QCOMPARE(settings.triggerMode(), TriggerMode::doubleClick);
+        QCOMPARE(kit.defaults.string(u"trigger"_qs), u"doubleClick"_qs);
+        QCOMPARE(kit.defaults.string(u"length"_qs), u"detailed"_qs);
+        QCOMPARE(kit.defaults.boolean(u"autoHide"_qs), false);
+
+        click(view, "recordHistoryToggle");
+        QVERIFY(!settings.recordHistory());
+        QCOMPARE(kit.defaults.boolean(u"recordHistory"_qs), false);
+
+        // Changes made elsewhere (the tray menu) show at once.
+        settings.setStyle(GlossStyle::coding);
+        settings.setPaused(false);
+        QCOMPARE(child<QComboBox>(view, "stylePicker")->currentText(), u"Coding"_qs);
+        QVERIFY(!child<QCheckBox>(view, "pauseToggle")->isChecked());
+
+        // The translation note is there while the output language is fixed.
+        child<QTabWidget>(view, "settingsTabs")->setCurrentIndex(int(NubraWindows::SettingsTab::gloss));
+        auto* note = child<QLabel>(view, "translationNote");
+        QVERIFY(!note->isVisibleTo(&view));
+        choose(view, "outputLanguagePicker", u"Chinese"_qs);
+        QCOMPARE(settings.outputLang(), u"zh"_qs);
+        QVERIFY(note->isVisibleTo(&view));
+        choose(view, "outputLanguagePicker", u"Match input"_qs);
+        QCOMPARE(settings.outputLang(), u"auto"_qs);
+        QVERIFY(!note->isVisibleTo(&view));
+        settings.setOutputLang(u"ja"_qs);
+        QCOMPARE(child<QComboBox>(view, "outputLanguagePicker")->currentText(), u"ja"_qs);
+        QVERIFY(note->isVisibleTo(&view));
+    }
+
+    void hotkeyRowAndRegistrationFollowTheTrigger() {
+        Kit kit;
+        kit.followTriggerModeLikeTheApplication();
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        auto* row = child<QWidget>(view, "hotkeyRow");
+        QVERIFY(!row->isVisibleTo(&view));
+
+        choose(view, "triggerPicker", u"Hotkey"_qs);
+        QVERIFY(row->isVisibleTo(&view));
+        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+        QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5 && kit.hotKey()->modifiers == 0x800);
+
+        choose(view, "triggerPicker", u"On selection"_qs);
+        QVERIFY(!row->isVisibleTo(&view));
+        QCOMPARE(kit.fake.hotkeys.hotKeys(), 0);
+    }
+
+    void recordingTakesAModifiedKeyOnly() {
+        Kit kit;
+        kit.followTriggerModeLikeTheApplication();
+        kit.state->settings().setTriggerMode(TriggerMode::hotkey);
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+
+        // While recording, the hot key is off so that it cannot take the keys; Escape brings it back.
+        click(view, "recordButton");
+        QCOMPARE(hotkeyText(view), u"Press keys… (Esc to cancel)"_qs);
+        QCOMPARE(kit.fake.hotkeys.hotKeys(), 0);
+        press(view, Qt::Key_G);                                       // no modifier
+        press(view, Qt::Key_A, Qt::AltModifier);                      // key code 0
+        press(view, Qt::Key_1, Qt::AltModifier | Qt::KeypadModifier); // another modifier
+        press(view, Qt::Key_F5, Qt::AltModifier);                     // no key for a hot key
+        QCOMPARE(hotkeyText(view), u"Press keys… (Esc to cancel)"_qs);
+        press(view, Qt::Key_Escape, Qt::AltModifier);
+        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+        QVERIFY(!kit.defaults.contains(u"hotkey.keyCode"_qs));
+        QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5);
+
+        // Accepted: saved and registered at once.
+        click(view, "recordButton");
+        press(view, Qt::Key_Space, Qt::AltModifier);
+        QCOMPARE(hotkeyText(view), u"⌥Space"_qs);
+        QCOMPARE(kit.defaults.integer(u"hotkey.keyCode"_qs), 49);
+        QCOMPARE(kit.defaults.integer(u"hotkey.modifiers"_qs), 0x80000);
+        QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 49 && kit.hotKey()->modifiers == 0x800);
+        const QStringList lines = kit.log.messages();
+        QVERIFY(lines.contains(u"hotkey-rec: recording start"_qs));
+        QVERIFY(lines.contains(u"hotkey-rec: event type=6 keyCode=49 mods=524288"_qs));
+        QVERIFY(lines.contains(u"hotkey-rec: captured ⌥Space keyCode=49"_qs));
+
+        // Shift makes a digit a symbol before Qt reports it; the digit key is what is recorded.
+        click(view, "recordButton");
+        press(view, Qt::Key_Exclam, Qt::ShiftModifier | Qt::ControlModifier);
+        QCOMPARE(hotkeyText(view), u"⇧⌃1"_qs);
+        QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 18 && kit.hotKey()->modifiers == 0x1200);
+
+        click(view, "resetButton");
+        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+        QCOMPARE(kit.defaults.integer(u"hotkey.keyCode"_qs), 5);
+        QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5);
+
+        // Leaving hotkey mode ends a recording, and the hot key stays off.
+        click(view, "recordButton");
+        choose(view, "triggerPicker", u"On selection"_qs);
+        press(view, Qt::Key_K, Qt::MetaModifier);
+        QCOMPARE(kit.fake.hotkeys.hotKeys(), 0);
+        QCOMPARE(kit.defaults.integer(u"hotkey.keyCode"_qs), 5);
+
+        // Closing the window ends a recording too, and gives the hot key back.
+        choose(view, "triggerPicker", u"Hotkey"_qs);
+        click(view, "recordButton");
+        view.close();
+        QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5);
+        view.show();
+        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+    }
+
+    void launchAtLoginFollowsTheAutostartEntry() {
+        Kit kit;
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        auto* toggle = child<QCheckBox>(view, "launchAtLoginToggle");
+        kit.fake.tasks.drain();
+        QVERIFY(!toggle->isChecked() && toggle->isEnabled());
+
+        toggle->click();
+        QVERIFY(!toggle->isEnabled()); // until the file work is done
+        kit.fake.tasks.drain();
+        QVERIFY(toggle->isChecked() && toggle->isEnabled());
+        const QString program = QCoreApplication::applicationFilePath();
+        QFile entry(kit.entryPath());
+        QVERIFY(entry.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(entry.readAll()),
+                 u"[Desktop Entry]\nType=Application\nName=Nubra\nExec=\"%1\"\nTryExec=%1\n"
+                 u"X-GNOME-Autostart-enabled=true\n"_qs.arg(program));
+        entry.close();
+
+        // A hidden entry does not count; the state is read again when the view is shown.
+        QVERIFY(entry.open(QIODevice::Append) && entry.write("Hidden=true\n") > 0);
+        entry.close();
+        view.hide();
+        view.show();
+        kit.fake.tasks.drain();
+        QVERIFY(!toggle->isChecked());
+
+        toggle->click();
+        kit.fake.tasks.drain();
+        QVERIFY(toggle->isChecked());
+        toggle->click();
+        kit.fake.tasks.drain();
+        QVERIFY(!toggle->isChecked());
+        QVERIFY(!QFile::exists(kit.entryPath()));
+
+        // Exec quotes the program as the desktop-entry format wants, and is read back the same way.
+        const LaunchAtLogin odd(u"/opt/my apps/nu$bra\"%x"_qs);
+        QVERIFY(odd.entryText().contains("Exec=\"/opt/my apps/nu\\\\$bra\\\\\"%%x\"\n"));
+        QVERIFY(!odd.setEnabled(true));
+        QVERIFY(odd.isEnabled());
+        QVERIFY(!LaunchAtLogin(u"/opt/my apps/nubra"_qs).isEnabled());
+
+        // A folder that cannot be made: logged, and the toggle stays off.
+        kit.setConfigHome(u"blocked"_qs);
+        QFile blocker(kit.dir.filePath(u"blocked/autostart"_qs));
+        QVERIFY(QDir().mkpath(kit.dir.filePath(u"blocked"_qs)) && blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        toggle->click();
+        kit.fake.tasks.drain();
+        QVERIFY(!toggle->isChecked() && toggle->isEnabled());
+        const QStringList failures = kit.log.messages().filter(u"launchAtLogin: "_qs);
+        QCOMPARE(failures.size(), 1);
+        QVERIFY2(failures[0].startsWith(u"launchAtLogin: true failed "_qs) &&
+                     failures[0].size() > u"launchAtLogin: true failed "_qs.size(),
+                 qPrintable(failures[0]));
+    }
+
+    void accessibilityButtonFollowsTrust() {
+        Kit kit;
+        kit.fake.accessibility.trusted = false;
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        kit.fake.tasks.drain();
+        auto* button = child<QPushButton>(view, "accessibilityButton");
+        QCOMPARE(button->text(), u"Enable"_qs);
+
+        button->click(); // the fake desktop grants it
+        QCOMPARE(kit.fake.accessibility.settingsOpened, 1);
+        kit.fake.tasks.drain();
+        QCOMPARE(button->text(), u"Granted ✓"_qs);
+        QVERIFY(!button->isEnabled());
+
+        kit.fake.accessibility.trusted = false;
+        kit.trust.refresh();
+        kit.fake.tasks.drain();
+        QCOMPARE(button->text(), u"Enable"_qs);
+        QVERIFY(button->isEnabled());
+    }
+
+    void clearingTheHistoryReports() {
+        Kit kit;
+        HistoryRecord record;
+        record.createdAt = QDateTime::currentDateTimeUtc();
+        record.selectedText = u"word"_qs;
+        kit.state->history().insert(record);
+        SettingsView view(*kit.state, kit.services, NubraWindows::SettingsTab::privacy);
+        view.show();
+        auto* message = child<QLabel>(view, "historyMessage");
+        QVERIFY(!message->isVisibleTo(&view));
+
+        click(view, "clearHistoryButton");
+        QCOMPARE(kit.state->history().count(), 0);
+        QVERIFY(message->isVisibleTo(&view));
+        QCOMPARE(message->text(), u"History cleared."_qs);
+        message->clear();
+        click(view, "clearHistoryButton");
+        QCOMPARE(message->text(), u"History cleared."_qs);
+
+        // A database that went bad under the store.
+        QFile file(kit.dir.filePath(u"history.sqlite3"_qs));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.write(QByteArray(int(file.size()), 'x')) > 0);
+        file.close();
+        click(view, "clearHistoryButton");
+        QVERIFY2(message->text().startsWith(u"Clear failed: "_qs) && message->text().size() > 14,
+                 qPrintable(message->text()));
+    }
+
+    void windowIsMadeOnceAndKeepsItsTab() {
+        Kit kit;
+        NubraWindows::install(&kit.services);
+        NubraWindows::showSettings(*kit.state, NubraWindows::SettingsTab::privacy);
+        QPointer<QWidget> window = NubraWindows::settingsWindow();
+        QVERIFY(window && window->isVisible());
+        QCOMPARE(window->windowTitle(), u"Nubra Settings"_qs);
+        QVERIFY(window->width() >= 460 && window->height() >= 520);
+        auto* view = window->findChild<SettingsView*>();
+        QCOMPARE(view->currentTab(), NubraWindows::SettingsTab::privacy);
+        QVERIFY(child<QWidget>(*view, "clearHistoryButton")->isVisible());
+
+        NubraWindows::showSettings(*kit.state, NubraWindows::SettingsTab::about);
+        QCOMPARE(NubraWindows::settingsWindow(), window.data());
+        QCOMPARE(view->currentTab(), NubraWindows::SettingsTab::privacy);
+
+        // Closed or minimised, it comes back as it was.
+        window->close();
+        window->showMinimized();
+        NubraWindows::showSettings(*kit.state);
+        QCOMPARE(NubraWindows::settingsWindow(), window.data());
+        QVERIFY(window->isVisible() && !window->isMinimized());
+        QCOMPARE(view->currentTab(), NubraWindows::SettingsTab::privacy);
+
+        // It goes with the services it uses.
+        NubraWindows::install(nullptr);
+        QVERIFY(!window);
+    }
+};
+
+QTEST_MAIN(SettingsViewTest)
+#include "tst_settingsview.moc"

@@ -15,6 +15,8 @@
 #include <QDir>
 #include <QLabel>
 #include <QPushButton>
+#include <QScopeGuard>
+#include <QTcpServer>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -22,13 +24,15 @@
 
 #include <memory>
 
+#include <signal.h>
+
 namespace {
 
 // A real AppState over a temporary folder, the simulated desktop, and an autostart folder of its own.
 struct Kit {
-    Kit() : previousConfigHome(qgetenv("XDG_CONFIG_HOME")) {
-        state = std::make_unique<AppState>(defaults, secrets, QUrl(u"http://127.0.0.1:9"_qs),
-                                           dir.filePath(u"history.sqlite3"_qs));
+    explicit Kit(const QUrl& service = QUrl(u"http://127.0.0.1:9"_qs))
+        : previousConfigHome(qgetenv("XDG_CONFIG_HOME")) {
+        state = std::make_unique<AppState>(defaults, secrets, service, dir.filePath(u"history.sqlite3"_qs));
         setConfigHome(u"config"_qs);
     }
     ~Kit() { qputenv("XDG_CONFIG_HOME", previousConfigHome); }
@@ -328,6 +332,55 @@ private slots:
         click(view, "clearHistoryButton");
         QVERIFY2(message->text().startsWith(u"Clear failed: "_qs) && message->text().size() > 14,
                  qPrintable(message->text()));
+    }
+
+    // With the service on this machine silent and its user unit installed, the general tab offers to
+    // start it; a failure says why, a start that works makes the offer go away.
+    void offersToStartTheLocalService() {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        const quint16 port = probe.serverPort();
+        probe.close();
+        QTemporaryDir bin;
+        const QString pidFile = bin.filePath(u"service.pid"_qs);
+        QFile fake(bin.filePath(u"systemctl"_qs));
+        QVERIFY(fake.open(QIODevice::WriteOnly));
+        fake.write("#!/bin/sh\n"
+                   "case \"$2\" in\n"
+                   "show) echo loaded ;;\n"
+                   "start) if [ -n \"$FAKE_START_FAILS\" ]; then echo 'Unit nubra-glossd.service failed.' >&2; exit 1; fi\n"
+                   "  python3 -m http.server \"$FAKE_PORT\" --bind 127.0.0.1 >/dev/null 2>&1 &\n"
+                   "  echo $! > \"$FAKE_PID\" ;;\n"
+                   "esac\n");
+        fake.close();
+        fake.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", bin.path().toUtf8() + ':' + path);
+        qputenv("FAKE_PORT", QByteArray::number(port));
+        qputenv("FAKE_PID", pidFile.toUtf8());
+        qputenv("FAKE_START_FAILS", "1");
+        const auto restore = qScopeGuard([&] {
+            qputenv("PATH", path);
+            QFile pid(pidFile);
+            if (pid.open(QIODevice::ReadOnly))
+                ::kill(pid.readAll().trimmed().toInt(), SIGTERM);
+        });
+
+        Kit kit(QUrl(u"http://127.0.0.1:%1"_qs.arg(port)));
+        NubraWindows::install(&kit.services);
+        NubraWindows::showSettings(*kit.state);
+        QWidget* row = child<QWidget>(*NubraWindows::settingsWindow(), "glossServiceRow");
+        QTRY_VERIFY_WITH_TIMEOUT(row->isVisible(), 5000);
+        auto* message = child<QLabel>(*row, "glossServiceMessage");
+        QVERIFY(message->text().contains(u"127.0.0.1:%1"_qs.arg(port)));
+
+        click(*row, "startServiceButton");
+        QTRY_COMPARE_WITH_TIMEOUT(message->text(), u"Could not start nubra-glossd: Unit nubra-glossd.service failed."_qs,
+                                  5000);
+        qunsetenv("FAKE_START_FAILS");
+        click(*row, "startServiceButton");
+        QTRY_VERIFY_WITH_TIMEOUT(!row->isVisible(), 10000);
+        NubraWindows::install(nullptr);
     }
 
     void windowIsMadeOnceAndKeepsItsTab() {

@@ -1,6 +1,7 @@
 #include "NubraApp/Settings/GeneralPage.h"
 
 #include "NubraApp/Settings/AccessibilityButton.h"
+#include "NubraApp/Settings/GlossServiceRow.h"
 #include "NubraApp/Settings/HotkeyRow.h"
 #include "NubraApp/Settings/LaunchAtLoginToggle.h"
 #include "NubraApp/Settings/SettingPicker.h"
@@ -37,7 +38,7 @@ GeneralPage::GeneralPage(AppState& state, const NubraWindows::Services& services
     : QWidget(parent), m_state(state) {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(selectionSection(state, services));
-    layout->addWidget(systemSection(services));
+    layout->addWidget(systemSection(state, services));
     layout->addStretch(1);
     followTriggerMode();
     connect(&state.settings(), &AppSettings::triggerModeChanged, this, &GeneralPage::followTriggerMode);
@@ -72,7 +73,7 @@ QWidget* GeneralPage::selectionSection(AppState& state, const NubraWindows::Serv
     return section;
 }
 
-QWidget* GeneralPage::systemSection(const NubraWindows::Services& services) {
+QWidget* GeneralPage::systemSection(AppState& state, const NubraWindows::Services& services) {
     auto* section = new QGroupBox(L10n::t(QStringLiteral("System"), QStringLiteral("系统")), this);
     auto* form = new QFormLayout(section);
     form->addRow(new LaunchAtLoginToggle(services.desktop.tasks, section));
@@ -84,7 +85,17 @@ QWidget* GeneralPage::systemSection(const NubraWindows::Services& services) {
                                                        "permission needed."),
                                         QStringLiteral("权限仅用于读取选中文本。不需要屏幕录制权限。")),
                                 section));
+    m_serviceRow = new GlossServiceRow(state.api().baseURL(), *state.api().session(), section);
+    form->addRow(m_serviceRow);
+    form->setRowVisible(m_serviceRow, false);
+    connect(m_serviceRow, &GlossServiceRow::relevanceChanged, this,
+            [form, row = m_serviceRow](bool relevant) { form->setRowVisible(row, relevant); });
     return section;
+}
+
+void GeneralPage::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    m_serviceRow->refresh();
 }
 
 void GeneralPage::followTriggerMode() {

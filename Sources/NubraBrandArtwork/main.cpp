@@ -43,8 +43,10 @@ int main(int argc, char** argv) {
         QBuffer buffer(&png);
         buffer.open(QIODevice::WriteOnly);
         BrandIcon::appIconImage(pixels).save(&buffer, "PNG");
-        ok = write(hicolor.filePath(QStringLiteral("%1x%1/apps/").arg(pixels) + name + QStringLiteral(".png")), png) &&
-             ok;
+        ok =
+            write(hicolor.filePath(QStringLiteral("%1x%1/apps/").arg(pixels) + name + QStringLiteral(".png")),
+                  png) &&
+            ok;
     }
     if (!ok)
         std::fprintf(stderr, "nubra-brand-artwork: cannot write under %s\n", qPrintable(hicolor.path()));

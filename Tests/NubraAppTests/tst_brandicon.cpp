@@ -23,7 +23,8 @@ QList<SvgPath> svgPaths(const QByteArray& svg) {
         QPainterPath path;
         static const QRegularExpression command(QStringLiteral(R"(([MLCZ ])(?:(-?[\d.]+),(-?[\d.]+))?)"));
         QList<QPointF> curve;
-        for (const QRegularExpressionMatch& m : command.globalMatch(xml.attributes().value(QStringLiteral("d")).toString())) {
+        for (const QRegularExpressionMatch& m :
+             command.globalMatch(xml.attributes().value(QStringLiteral("d")).toString())) {
             const QPointF point(m.captured(2).toDouble(), m.captured(3).toDouble());
             const QChar op = m.captured(1).at(0);
             if (op == u'M')

@@ -16,8 +16,8 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScopeGuard>
-#include <QTcpServer>
 #include <QTabWidget>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWindow>
@@ -348,7 +348,8 @@ private slots:
         fake.write("#!/bin/sh\n"
                    "case \"$2\" in\n"
                    "show) echo loaded ;;\n"
-                   "start) if [ -n \"$FAKE_START_FAILS\" ]; then echo 'Unit nubra-glossd.service failed.' >&2; exit 1; fi\n"
+                   "start) if [ -n \"$FAKE_START_FAILS\" ]; then echo 'Unit nubra-glossd.service failed.' "
+                   ">&2; exit 1; fi\n"
                    "  python3 -m http.server \"$FAKE_PORT\" --bind 127.0.0.1 >/dev/null 2>&1 &\n"
                    "  echo $! > \"$FAKE_PID\" ;;\n"
                    "esac\n");
@@ -375,8 +376,8 @@ private slots:
         QVERIFY(message->text().contains(u"127.0.0.1:%1"_qs.arg(port)));
 
         click(*row, "startServiceButton");
-        QTRY_COMPARE_WITH_TIMEOUT(message->text(), u"Could not start nubra-glossd: Unit nubra-glossd.service failed."_qs,
-                                  5000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            message->text(), u"Could not start nubra-glossd: Unit nubra-glossd.service failed."_qs, 5000);
         qunsetenv("FAKE_START_FAILS");
         click(*row, "startServiceButton");
         QTRY_VERIFY_WITH_TIMEOUT(!row->isVisible(), 10000);

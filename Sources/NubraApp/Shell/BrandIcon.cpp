@@ -131,7 +131,8 @@ namespace {
 
 // The application icon's shapes within a square of `side`: a margin keeps the rim inside it.
 struct AppIconShapes {
-    explicit AppIconShapes(double side) : AppIconShapes(inset(QRectF(0, 0, side, side), side / 60), side / 40) {}
+    explicit AppIconShapes(double side)
+        : AppIconShapes(inset(QRectF(0, 0, side, side), side / 60), side / 40) {}
 
     QPainterPath outline;
     QPainterPath letter;
@@ -139,7 +140,8 @@ struct AppIconShapes {
 
 private:
     AppIconShapes(const QRectF& shape, double rim)
-        : outline(squirclePath(shape)), letter(letterPath(inset(shape, shape.width() * 0.12))), rimWidth(rim) {}
+        : outline(squirclePath(shape)), letter(letterPath(inset(shape, shape.width() * 0.12))),
+          rimWidth(rim) {}
 
     static QRectF inset(const QRectF& rect, double by) { return rect.adjusted(by, by, -by, -by); }
 };
@@ -195,15 +197,24 @@ QByteArray appIconSvg() {
     const AppIconShapes shapes(side);
     const QByteArray size = QByteArray::number(side);
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + "\" height=\"" + size +
-           "\" viewBox=\"0 0 " + size + ' ' + size + "\">\n"
+           "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" +
+           size + "\" height=\"" + size + "\" viewBox=\"0 0 " + size + ' ' + size +
+           "\">\n"
            "<defs><linearGradient id=\"fill\" x1=\"0\" y1=\"0\" x2=\"1\" y2=\"1\">"
-           "<stop offset=\"0\" stop-color=\"" + fillTop.name().toLatin1() + "\"/>"
-           "<stop offset=\"1\" stop-color=\"" + fillBottom.name().toLatin1() + "\"/>"
+           "<stop offset=\"0\" stop-color=\"" +
+           fillTop.name().toLatin1() +
+           "\"/>"
+           "<stop offset=\"1\" stop-color=\"" +
+           fillBottom.name().toLatin1() +
+           "\"/>"
            "</linearGradient></defs>\n"
-           "<path d=\"" + svgPathData(shapes.outline) + "\" fill=\"url(#fill)\" stroke=\"#ffffff\" stroke-opacity=\"" +
-           number(rim.alphaF()) + "\" stroke-width=\"" + number(shapes.rimWidth) + "\"/>\n"
-           "<path d=\"" + svgPathData(shapes.letter) + "\" fill=\"#ffffff\"/>\n"
+           "<path d=\"" +
+           svgPathData(shapes.outline) + "\" fill=\"url(#fill)\" stroke=\"#ffffff\" stroke-opacity=\"" +
+           number(rim.alphaF()) + "\" stroke-width=\"" + number(shapes.rimWidth) +
+           "\"/>\n"
+           "<path d=\"" +
+           svgPathData(shapes.letter) +
+           "\" fill=\"#ffffff\"/>\n"
            "</svg>\n";
 }
 

@@ -54,7 +54,8 @@ private:
     void setState(State state);
     void probe();
     void probeAnswered(bool answers);
-    void runSystemctl(const QStringList& arguments, std::function<void(int exitCode, const QString& output)> done);
+    void runSystemctl(const QStringList& arguments,
+                      std::function<void(int exitCode, const QString& output)> done);
 
     QUrl m_baseURL;
     QNetworkAccessManager& m_network;

@@ -241,7 +241,7 @@ private slots:
         QFile entry(kit.entryPath());
         QVERIFY(entry.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(entry.readAll()),
-                 u"[Desktop Entry]\nType=Application\nName=Nubra\nExec=\"%1\"\nTryExec=%1\n"
+                 u"[Desktop Entry]\nType=Application\nName=Nubra\nIcon=app.nubra.Nubra\nExec=\"%1\"\nTryExec=%1\n"
                  u"X-GNOME-Autostart-enabled=true\n"_qs.arg(program));
         entry.close();
 

@@ -106,6 +106,7 @@ QByteArray LaunchAtLogin::entryText() const {
     const QString text = u"[Desktop Entry]\n"
                          u"Type=Application\n"
                          u"Name=Nubra\n"
+                         u"Icon=app.nubra.Nubra\n"
                          u"Exec=" +
                          escapeValue(quotedArgument(m_program)) + u"\nTryExec=" + escapeValue(m_program) +
                          u"\nX-GNOME-Autostart-enabled=true\n";

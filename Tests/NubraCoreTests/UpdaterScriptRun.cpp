@@ -2,6 +2,7 @@
 // /Applications and /tmp are private directories of the test, with stand-ins for the macOS tools.
 
 #include "NubraCore/Update/UpdaterScript.h"
+#include "TestSupport/ScriptSandbox.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -63,46 +64,10 @@ echo "$*" >> "$NUBRA_TEST_LOG/sleep"
 
 const QString appRelative = QStringLiteral("Nubra.app/Contents/MacOS/Nubra");
 
-bool writeFile(const QString& path, const QByteArray& content, bool executable = false) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        return false;
-    file.close();
-    if (executable)
-        file.setPermissions(file.permissions() | QFileDevice::ExeOwner | QFileDevice::ExeGroup |
-                            QFileDevice::ExeOther);
-    return true;
-}
+const QStringList privateDirs = {QStringLiteral("tmp"), QStringLiteral("Applications")};
 
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
-// Binds the host's top-level directories into the sandbox except the ones the test replaces, so no
-// mount point is ever created on the real root file system.
-QStringList sandboxArguments(const QString& root) {
-    QStringList args{QStringLiteral("--die-with-parent")};
-    const auto entries =
-        QDir(QStringLiteral("/")).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System);
-    for (const QFileInfo& entry : entries) {
-        const QString name = entry.fileName();
-        if (name == u"tmp" || name == u"Applications" || name == u"proc" || name == u"dev")
-            continue;
-        if (entry.isSymLink())
-            args << QStringLiteral("--symlink") << entry.symLinkTarget() << entry.absoluteFilePath();
-        else
-            args << QStringLiteral("--dev-bind") << entry.absoluteFilePath() << entry.absoluteFilePath();
-    }
-    args << QStringLiteral("--dev-bind") << QStringLiteral("/dev") << QStringLiteral("/dev");
-    args << QStringLiteral("--dev-bind") << QStringLiteral("/proc") << QStringLiteral("/proc");
-    args << QStringLiteral("--bind") << root + QStringLiteral("/tmp") << QStringLiteral("/tmp");
-    args << QStringLiteral("--bind") << root + QStringLiteral("/Applications")
-         << QStringLiteral("/Applications");
-    args << QStringLiteral("--bind") << root << root; // the test's own files, wherever they live
-    return args;
-}
+using ScriptSandbox::readFile;
+using ScriptSandbox::writeFile;
 
 } // namespace
 
@@ -151,18 +116,9 @@ private:
 void UpdaterScriptRunTest::initTestCase() {
     for (const char* tool : {"bash", "zip", "unzip", "sha256sum", "awk", "mktemp"})
         QVERIFY2(!QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty(), tool);
-    if (QStandardPaths::findExecutable(QStringLiteral("bwrap")).isEmpty())
-        QSKIP("bubblewrap (bwrap) is not installed");
-
-    QTemporaryDir probeRoot;
-    QVERIFY(QDir(probeRoot.path()).mkpath(QStringLiteral("tmp")));
-    QVERIFY(QDir(probeRoot.path()).mkpath(QStringLiteral("Applications")));
-    QProcess probe;
-    probe.start(QStringLiteral("bwrap"), sandboxArguments(probeRoot.path()) << QStringLiteral("/bin/true"));
-    if (!probe.waitForFinished(20000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0)
-        QSKIP(qPrintable(QStringLiteral("bubblewrap cannot set up a private mount namespace here: ") +
-                         QString::fromLocal8Bit(probe.readAllStandardError()).trimmed() +
-                         probe.errorString()));
+    const QString unavailable = ScriptSandbox::unavailableReason(privateDirs);
+    if (!unavailable.isEmpty())
+        QSKIP(qPrintable(unavailable));
 }
 
 void UpdaterScriptRunTest::init() {
@@ -181,7 +137,7 @@ void UpdaterScriptRunTest::init() {
     m_zipPath = path(QStringLiteral("work/Nubra-1.4.0-") + uuid + QStringLiteral(".app.zip"));
     m_scriptPath = path(QStringLiteral("work/nubra-update-") + uuid + QStringLiteral(".sh"));
     m_errPath = path(QStringLiteral("work/nubra-update-") + uuid + QStringLiteral(".err"));
-    m_sandbox = sandboxArguments(m_dir->path());
+    m_sandbox = ScriptSandbox::arguments(m_dir->path(), privateDirs);
 }
 
 void UpdaterScriptRunTest::cleanup() {

@@ -17,7 +17,7 @@ struct SvgPath {
 QList<SvgPath> svgPaths(const QByteArray& svg) {
     QList<SvgPath> paths;
     QXmlStreamReader xml(svg);
-    while (xml.readNextStartElement() || !xml.atEnd()) {
+    while (xml.readNext() != QXmlStreamReader::Invalid && !xml.atEnd()) {
         if (!xml.isStartElement() || xml.name() != u"path")
             continue;
         QPainterPath path;
@@ -42,8 +42,8 @@ QList<SvgPath> svgPaths(const QByteArray& svg) {
         }
         paths << SvgPath{path, xml.attributes().value(QStringLiteral("stroke-width")).toDouble()};
     }
-    Q_ASSERT(!xml.hasError());
-    return paths;
+    // A document that is not well-formed yields nothing.
+    return xml.hasError() ? QList<SvgPath>() : paths;
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "NubraGlossd/RequestValidator.h"
 #include "NubraGlossd/SSEWriter.h"
 
+#include <QFile>
 #include <QJsonDocument>
 
 #include <httplib.h>
@@ -176,6 +177,22 @@ void GlossServer::installRoutes() {
     });
 
     m_server->Get("/v1/updates/latest", [this](const httplib::Request&, httplib::Response& res) {
-        succeed(res, m_setup.manifest.value_or(QJsonObject{{QStringLiteral("available"), false}}));
+        if (!m_setup.releasesDir)
+            return succeed(res, m_setup.manifest.value_or(QJsonObject{{QStringLiteral("available"), false}}));
+        QFile file(*m_setup.releasesDir + QStringLiteral("/manifest.json"));
+        if (!file.exists())
+            return succeed(res, {{QStringLiteral("available"), false}}); // nothing released yet
+        constexpr qint64 manifestLimit = 1 << 20;
+        const QJsonDocument document = file.open(QIODevice::ReadOnly) && file.size() <= manifestLimit
+                                           ? QJsonDocument::fromJson(file.read(manifestLimit))
+                                           : QJsonDocument();
+        if (!document.isObject() || !document.object().value(u"available").isBool())
+            return fail(
+                res, 500, "BAD_MANIFEST",
+                QStringLiteral("The release manifest is not a JSON object with a boolean \"available\"."));
+        succeed(res, document.object());
     });
+    // Only the files of the folder itself, by name; httplib refuses paths that leave it.
+    if (m_setup.releasesDir)
+        m_server->set_mount_point("/releases", m_setup.releasesDir->toStdString());
 }

@@ -20,12 +20,16 @@ struct ServerSetup {
     std::unique_ptr<Backend> backend;
     std::unique_ptr<TokenRegistry> tokens; // none: no credential is required
     std::optional<QJsonObject> manifest;   // none: no update is offered
+    // A folder of releases: its manifest.json, read at every request so a release published while the
+    // service runs is offered at once, and its files under /releases/. Wins over `manifest`.
+    std::optional<QString> releasesDir;
     int ratePerMinute = 0;                 // 0: unlimited
     int threads = 16;
     std::FILE* accessLog = stderr;
 };
 
-// The HTTP side of the service: /v1/gloss, /v1/auth/refresh and /v1/updates/latest.
+// The HTTP side of the service: /v1/gloss, /v1/auth/refresh, /v1/updates/latest and, with a releases
+// folder, the release files under /releases/.
 class GlossServer {
 public:
     explicit GlossServer(ServerSetup setup);

@@ -6,6 +6,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <atomic>
@@ -70,6 +71,10 @@ int main(int argc, char** argv) {
         option("wordnet-dir", "WordNet 3.0 database directory.", "DIR", "/usr/share/wordnet");
     const auto tokens = option("tokens", "Require device tokens from this JSON file.", "FILE");
     const auto manifest = option("manifest", "Release manifest (JSON) served by /v1/updates/latest.", "FILE");
+    const auto releases = option("releases",
+                                 "Serve DIR/manifest.json by /v1/updates/latest and the files of DIR under "
+                                 "/releases/.",
+                                 "DIR");
     const auto rate = option("rate", "Lookups per minute per device, 0 for no limit.", "N", "0");
     const auto threads = option("threads", "Worker threads (open streams served at once).", "N", "16");
     const auto accessLog =
@@ -142,6 +147,15 @@ int main(int argc, char** argv) {
                 QStringLiteral("the manifest %1 must be a JSON object with a boolean \"available\"")
                     .arg(parser.value(manifest)));
         setup.manifest = document.object();
+    }
+    if (parser.isSet(releases)) {
+        const QFileInfo folder(parser.value(releases));
+        if (parser.isSet(manifest))
+            return usageError(QStringLiteral("--manifest and --releases exclude each other"));
+        if (!folder.isDir())
+            return startError(
+                QStringLiteral("the releases folder %1 does not exist").arg(parser.value(releases)));
+        setup.releasesDir = folder.absoluteFilePath();
     }
     std::FILE* logFile = nullptr;
     if (parser.isSet(accessLog)) {

@@ -4,7 +4,10 @@
 #include "NubraGlossd/RateLimiter.h"
 #include "NubraGlossd/SSEWriter.h"
 
+#include <QDir>
+#include <QFile>
 #include <QJsonDocument>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <httplib.h>
@@ -208,6 +211,38 @@ private slots:
         QCOMPARE(jsonOf(result).value(u"data").toObject().value(u"version").toString(),
                  QStringLiteral("1.4.0"));
         QCOMPARE(offering.client()->Get("/v1/nothing")->status, 404);
+    }
+
+    // A releases folder: its manifest as it is now, and its files by name, nothing outside it.
+    void releasesFolderServesItsManifestAndFiles() {
+        QTemporaryDir root;
+        const QString folder = root.filePath(u"releases"_qs);
+        QVERIFY(QDir().mkpath(folder));
+        const auto write = [](const QString& path, const QByteArray& bytes) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        };
+        write(root.filePath(u"secret.txt"_qs), "outside");
+        ServerSetup setup = fixedSetup();
+        setup.releasesDir = folder;
+        RunningServer server(std::move(setup));
+        auto client = server.client();
+        QCOMPARE(jsonOf(client->Get("/v1/updates/latest")).value(u"data").toObject().value(u"available"),
+                 QJsonValue(false));
+
+        const QByteArray archive("\x1f\x8b release bytes \x00\xff", 20);
+        write(folder + u"/Nubra-0.2.0.tar.gz"_qs, archive);
+        write(folder + u"/manifest.json"_qs, R"({"available":true,"version":"0.2.0"})");
+        QCOMPARE(jsonOf(client->Get("/v1/updates/latest")).value(u"data").toObject().value(u"version"),
+                 QJsonValue(u"0.2.0"_qs));
+        const auto file = client->Get("/releases/Nubra-0.2.0.tar.gz");
+        QCOMPARE(file->status, 200);
+        QCOMPARE(QByteArray::fromStdString(file->body), archive);
+        for (const char* outside : {"/releases/../secret.txt", "/releases/%2e%2e/secret.txt", "/secret.txt"})
+            QVERIFY2(client->Get(outside)->body != "outside", outside);
+
+        write(folder + u"/manifest.json"_qs, "[]");
+        QCOMPARE(client->Get("/v1/updates/latest")->status, 500);
     }
 
     void rateLimitIsPerDevice() {

@@ -1,23 +1,12 @@
 #include "NubraCore/Update/LinuxUpdaterScript.h"
 
+#include "NubraCore/Update/ScriptInputs.h"
+
 #include <QDir>
 
 #include <algorithm>
 
 namespace {
-
-// ASCII hexadecimal only: the script compares it as text with the lower-case output of sha256sum.
-std::optional<QString> normalizedChecksum(const std::optional<QString>& sha256) {
-    if (!sha256)
-        return std::nullopt;
-    const QString trimmed = sha256->trimmed();
-    const auto isHexDigit = [](QChar c) {
-        return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
-    };
-    if (trimmed.size() != 64 || !std::all_of(trimmed.begin(), trimmed.end(), isHexDigit))
-        return std::nullopt;
-    return trimmed.toLower();
-}
 
 // Paths and arguments are pasted between double quotes, each on its own line; refuse whatever could
 // end the quoting, be expanded there or start a new line.
@@ -27,16 +16,6 @@ bool isSafeInDoubleQuotes(const QString& text) {
                c.unicode() == 0x7f;
     };
     return std::none_of(text.begin(), text.end(), isSpecial);
-}
-
-QString filteredVersion(const QString& version) {
-    QString kept;
-    for (char32_t codePoint : version.toUcs4()) {
-        const bool alphanumeric = QChar::isLetterOrNumber(codePoint) || QChar::isMark(codePoint);
-        if (alphanumeric || codePoint == U'-' || codePoint == U'.' || codePoint == U'_')
-            kept += QString::fromUcs4(&codePoint, 1);
-    }
-    return kept;
 }
 
 // Canonical base64 only (padded, no blanks), so what is checked here is what the script holds.
@@ -90,7 +69,7 @@ QString quoted(const QString& text) {
 namespace LinuxUpdaterScript {
 
 std::optional<QString> build(const LinuxUpdate& update) {
-    const std::optional<QString> sha = normalizedChecksum(update.expectedSha256);
+    const std::optional<QString> sha = ScriptInputs::normalizedChecksum(update.expectedSha256);
     const std::optional<QString> key = canonicalPublicKey(update.publicKeyPem);
     const std::optional<QString> signature = canonicalSignature(update.signatureBase64);
     const QString app = QDir::cleanPath(update.installDir);
@@ -109,7 +88,7 @@ std::optional<QString> build(const LinuxUpdate& update) {
     const QStringList lines = {
         QStringLiteral("#!/bin/bash"),
         QStringLiteral("# Nubra update of the user-local installation to version ") +
-            filteredVersion(update.version) + QStringLiteral(", generated for this one run"),
+            ScriptInputs::filteredVersion(update.version) + QStringLiteral(", generated for this one run"),
         QStringLiteral("APP=") + quoted(app),
         QStringLiteral("PARENT=") + quoted(parent),
         QStringLiteral("TGZ=") + quoted(update.archivePath),

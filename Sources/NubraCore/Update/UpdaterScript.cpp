@@ -1,23 +1,12 @@
 #include "NubraCore/Update/UpdaterScript.h"
 
+#include "NubraCore/Update/ScriptInputs.h"
+
 #include <QStringList>
 
 #include <algorithm>
 
 namespace {
-
-// ASCII hexadecimal only: the script compares it as text with the lower-case output of shasum.
-std::optional<QString> normalizedChecksum(const std::optional<QString>& sha256) {
-    if (!sha256)
-        return std::nullopt;
-    const QString trimmed = sha256->trimmed();
-    const auto isHexDigit = [](QChar c) {
-        return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
-    };
-    if (trimmed.size() != 64 || !std::all_of(trimmed.begin(), trimmed.end(), isHexDigit))
-        return std::nullopt;
-    return trimmed.toLower();
-}
 
 // The paths are pasted between double quotes; refuse whatever could end the quoting or be expanded
 // there, and the single quote with them so no path needs any escaping at all.
@@ -28,29 +17,17 @@ bool isSafeInDoubleQuotes(const QString& path) {
     return std::none_of(path.begin(), path.end(), isSpecial);
 }
 
-// Unicode letters, marks and numbers plus "-", "." and "_"; whole code points, so characters outside
-// the Basic Multilingual Plane survive or go as one.
-QString filteredVersion(const QString& version) {
-    QString kept;
-    for (char32_t codePoint : version.toUcs4()) {
-        const bool alphanumeric = QChar::isLetterOrNumber(codePoint) || QChar::isMark(codePoint);
-        if (alphanumeric || codePoint == U'-' || codePoint == U'.' || codePoint == U'_')
-            kept += QString::fromUcs4(&codePoint, 1);
-    }
-    return kept;
-}
-
 } // namespace
 
 namespace UpdaterScript {
 
 std::optional<QString> build(const QString& zipPath, const QString& rawVersion,
                              const std::optional<QString>& expectedSha256, const QString& errPath) {
-    const std::optional<QString> sha = normalizedChecksum(expectedSha256);
+    const std::optional<QString> sha = ScriptInputs::normalizedChecksum(expectedSha256);
     if (!sha || !isSafeInDoubleQuotes(zipPath) || !isSafeInDoubleQuotes(errPath))
         return std::nullopt;
     const QString& checksum = *sha;
-    const QString version = filteredVersion(rawVersion);
+    const QString version = ScriptInputs::filteredVersion(rawVersion);
 
     const QStringList lines = {
         QStringLiteral("#!/bin/bash"),

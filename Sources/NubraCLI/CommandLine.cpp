@@ -1,4 +1,5 @@
 #include "NubraCLI/CommandLine.h"
+#include "NubraBuildInfo/BuildInfo.h"
 
 #include "NubraCLI/Console.h"
 #include "NubraCLI/ExitCode.h"
@@ -54,7 +55,7 @@ int run(const QStringList& arguments) {
         return ExitCode::ok;
     }
     if (command == u"--version") {
-        Console::out(QStringLiteral("nubra-cli " NUBRA_VERSION "\n"));
+        Console::out(QStringLiteral("nubra-cli ") + BuildInfo::version() + u'\n');
         return ExitCode::ok;
     }
     Console::error(L10n::t(QStringLiteral("unknown command '"), QStringLiteral("未知命令 '")) + command +

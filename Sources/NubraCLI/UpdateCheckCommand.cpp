@@ -1,4 +1,5 @@
 #include "NubraCLI/UpdateCheckCommand.h"
+#include "NubraBuildInfo/BuildInfo.h"
 
 #include "NubraCLI/CommandParser.h"
 #include "NubraCLI/Console.h"
@@ -22,9 +23,10 @@ int run(const QStringList& arguments) {
     const QCommandLineOption current(
         QStringLiteral("current"),
         L10n::t(QStringLiteral("The running version to compare with (default: this build's, ") +
-                    QStringLiteral(NUBRA_VERSION ")."),
-                QStringLiteral("用于比较的当前版本（默认为本构建的 " NUBRA_VERSION "）。")),
-        QStringLiteral("VERSION"), QStringLiteral(NUBRA_VERSION));
+                    BuildInfo::version() + QStringLiteral(")."),
+                QStringLiteral("用于比较的当前版本（默认为本构建的 ") + BuildInfo::version() +
+                    QStringLiteral("）。")),
+        QStringLiteral("VERSION"), BuildInfo::version());
     command.addOption(current);
     const ServiceAddress service(command);
     if (const auto exit = command.parse(arguments))

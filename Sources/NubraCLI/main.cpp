@@ -1,3 +1,4 @@
+#include "NubraBuildInfo/BuildInfo.h"
 #include "NubraCLI/CommandLine.h"
 
 #include <QCoreApplication>
@@ -24,7 +25,7 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Nubra"));
     QCoreApplication::setApplicationName(QStringLiteral("nubra-cli"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(NUBRA_VERSION));
+    QCoreApplication::setApplicationVersion(BuildInfo::version());
     const int status = CommandLine::run(QCoreApplication::arguments().mid(1));
     letTransfersSettle(app);
     return status;

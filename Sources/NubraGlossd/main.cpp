@@ -1,3 +1,4 @@
+#include "NubraBuildInfo/BuildInfo.h"
 #include "NubraGlossd/FixedBackend.h"
 #include "NubraGlossd/GlossServer.h"
 #include "NubraGlossd/OpenAIBackend.h"
@@ -50,7 +51,7 @@ int main(int argc, char** argv) {
 
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("nubra-glossd"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(NUBRA_VERSION));
+    QCoreApplication::setApplicationVersion(BuildInfo::version());
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -95,7 +96,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (parser.isSet(QStringLiteral("version"))) {
-        std::printf("nubra-glossd %s\n", NUBRA_VERSION);
+        std::printf("nubra-glossd %s\n", qPrintable(BuildInfo::version()));
         return 0;
     }
     if (!parser.positionalArguments().isEmpty())

@@ -1,4 +1,5 @@
 #include "NubraApp/Shell/CommandLine.h"
+#include "NubraBuildInfo/BuildInfo.h"
 
 #include <QtTest>
 
@@ -110,7 +111,7 @@ private slots:
         const auto version = CommandLine::parse({u"--version"_s});
         QVERIFY(version.exit);
         QCOMPARE(version.exit->code, 0);
-        QCOMPARE(version.exit->text, u"nubra " NUBRA_VERSION "\n"_s);
+        QCOMPARE(version.exit->text, u"nubra "_s + BuildInfo::version() + u'\n');
     }
 
     void messagesRoundTrip() {

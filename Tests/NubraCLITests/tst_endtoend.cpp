@@ -1,4 +1,5 @@
 #include "CliRun.h"
+#include "NubraBuildInfo/BuildInfo.h"
 #include "NubraCore/History/HistoryStore.h"
 #include "TestSupport/LocalHttpServer.h"
 
@@ -386,9 +387,9 @@ private slots:
         QCOMPARE(same.out, QByteArray("You're up to date! Nubra 1.4 is the latest.\n"));
 
         // Without --current the build's own version is compared.
-        manifest(Response::whole(200, QByteArray(release).replace("v1.4.0", NUBRA_VERSION)));
+        manifest(Response::whole(200, QByteArray(release).replace("v1.4.0", BuildInfo::version().toUtf8())));
         QCOMPARE(cli({u"update-check"_qs, u"--base-url"_qs, url}).out,
-                 QByteArray("You're up to date! Nubra " NUBRA_VERSION " is the latest.\n"));
+                 "You're up to date! Nubra " + BuildInfo::version().toUtf8() + " is the latest.\n");
 
         m_home->environment().insert(u"LANGUAGE"_qs, u"zh_CN"_qs);
         manifest(Response::whole(200, release));

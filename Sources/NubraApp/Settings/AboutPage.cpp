@@ -1,4 +1,5 @@
 #include "NubraApp/Settings/AboutPage.h"
+#include "NubraBuildInfo/BuildInfo.h"
 
 #include "NubraApp/Settings/SettingsStyle.h"
 #include "NubraApp/Shell/BrandIcon.h"
@@ -87,6 +88,6 @@ AboutPage::AboutPage(QWidget* parent) : QWidget(parent) {
 }
 
 QString AboutPage::versionText() {
-    const QString version = QStringLiteral(NUBRA_VERSION);
+    const QString version = BuildInfo::version();
     return u'v' + (version.isEmpty() ? QStringLiteral("1.0.0") : version);
 }

@@ -1,4 +1,5 @@
 #include "NubraApp/Shell/CommandLine.h"
+#include "NubraBuildInfo/BuildInfo.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -194,7 +195,7 @@ QString helpText() {
 }
 
 QString versionText() {
-    return QStringLiteral("nubra " NUBRA_VERSION "\n");
+    return QStringLiteral("nubra ") + BuildInfo::version() + u'\n';
 }
 
 int report(const Exit& exit) {

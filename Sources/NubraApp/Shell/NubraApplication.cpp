@@ -1,4 +1,5 @@
 #include "NubraApp/Shell/NubraApplication.h"
+#include "NubraBuildInfo/BuildInfo.h"
 
 #include "NubraApp/Shell/AppDelegate.h"
 #include "NubraApp/Shell/CommandLine.h"
@@ -57,7 +58,7 @@ int NubraApplication::run(int argc, char** argv) {
     LinuxDesktop::prepareProcess();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Nubra"));
-    QApplication::setApplicationVersion(QStringLiteral(NUBRA_VERSION));
+    QApplication::setApplicationVersion(BuildInfo::version());
     QApplication::setDesktopFileName(QStringLiteral("app.nubra.Nubra"));
     QApplication::setQuitOnLastWindowClosed(false);
 

@@ -1,8 +1,12 @@
+#include "NubraCore/Update/Installation.h"
 #include "NubraCore/Update/Semver.h"
 #include "NubraCore/Update/UpdateManifest.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
+#include <QDir>
+#include <QFile>
 #include <QJsonDocument>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <cstdint>
@@ -16,6 +20,13 @@ namespace {
 
 QJsonObject object(const char* json) {
     return QJsonDocument::fromJson(json).object();
+}
+
+void writeExecutable(const QString& path) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.setPermissions(file.permissions() | QFile::ExeOwner));
 }
 
 } // namespace
@@ -169,6 +180,33 @@ private slots:
         UpdateManifest manifest;
         manifest.notes = notes;
         QCOMPARE(manifest.localizedNotes(), expected);
+    }
+
+    void findsTheInstallation() {
+        using Kind = Installation::Kind;
+        QTemporaryDir dir;
+        const QString bundle = dir.path() + QStringLiteral("/opt/Nubra");
+        writeExecutable(bundle + QStringLiteral("/bin/nubra"));
+        writeExecutable(bundle + QStringLiteral("/bin/nubra-glossd"));
+        const QString canonical = QFileInfo(bundle).canonicalFilePath();
+        QCOMPARE(Installation::of(bundle + QStringLiteral("/bin/nubra")),
+                 (Installation{Kind::bundle, canonical}));
+
+        // A link on PATH leads to the bundle it points into.
+        QDir().mkpath(dir.path() + QStringLiteral("/bin"));
+        QVERIFY(
+            QFile::link(bundle + QStringLiteral("/bin/nubra"), dir.path() + QStringLiteral("/bin/nubra")));
+        QCOMPARE(Installation::of(dir.path() + QStringLiteral("/bin/nubra")).folder, canonical);
+
+        // Without the service beside it, or in a folder of another name, it is not a release bundle.
+        writeExecutable(dir.path() + QStringLiteral("/build/bin/nubra"));
+        writeExecutable(dir.path() + QStringLiteral("/build/bin/nubra-glossd"));
+        QCOMPARE(Installation::of(dir.path() + QStringLiteral("/build/bin/nubra")).kind, Kind::other);
+        QVERIFY(QFile::remove(bundle + QStringLiteral("/bin/nubra-glossd")));
+        QCOMPARE(Installation::of(bundle + QStringLiteral("/bin/nubra")).kind, Kind::other);
+
+        QCOMPARE(Installation::of(QStringLiteral("/usr/bin/env")).kind, Kind::packageManaged);
+        QCOMPARE(Installation::of(dir.path() + QStringLiteral("/missing")).kind, Kind::other);
     }
 };
 

@@ -16,7 +16,7 @@ UpdateManifest manifest(std::optional<QString> version,
                         std::optional<QString> url = u"https://dl.example/N.zip"_qs,
                         std::optional<QString> sha = QString(64, u'a'),
                         std::optional<QString> notes = std::nullopt) {
-    return {true, std::move(version), std::move(notes), std::move(url), std::move(sha)};
+    return {true, std::move(version), std::move(notes), std::move(url), std::move(sha), u"c2lnbmVk"_qs};
 }
 
 } // namespace
@@ -72,8 +72,9 @@ private slots:
             UpdateCheck::evaluate(manifest(u"v2.0.1"_qs, u"https://dl.example/Nubra.zip"_qs, sha,
                                            u"{\"zh\":\"修复\",\"en\":\"Fixes\"}"_qs),
                                   u"2.0.0"_qs);
-        QCOMPARE(result, CheckResult::available(
-                             {u"v2.0.1"_qs, u"修复"_qs, QUrl(u"https://dl.example/Nubra.zip"_qs), sha}));
+        QCOMPARE(result,
+                 CheckResult::available({u"v2.0.1"_qs, u"修复"_qs, QUrl(u"https://dl.example/Nubra.zip"_qs),
+                                         sha, u"c2lnbmVk"_qs}));
         QCOMPARE(result.description(), u"available(v2.0.1)"_qs);
         QCOMPARE(UpdateCheck::evaluate(manifest(u"3"_qs), u"2"_qs).info.notes, QString());
     }
@@ -88,8 +89,8 @@ private slots:
                                    "\"notes\":\"Faster\",\"url\":\"https://dl.example/N.zip\",\"sha256\":\"" +
                                    sha.toLatin1() + "\"}}";
         const CheckResult unreachable = CheckResult::failed(u"Could not reach the update service."_qs);
-        const CheckResult newer =
-            CheckResult::available({u"1.4.0"_qs, u"Faster"_qs, QUrl(u"https://dl.example/N.zip"_qs), sha});
+        const CheckResult newer = CheckResult::available(
+            {u"1.4.0"_qs, u"Faster"_qs, QUrl(u"https://dl.example/N.zip"_qs), sha, {}});
         QTest::newRow("newer") << 200 << release << newer << QString();
         QTest::newRow("nothing") << 200 << QByteArray("{\"ok\":true,\"data\":{\"available\":false}}")
                                  << CheckResult::upToDate() << QString();

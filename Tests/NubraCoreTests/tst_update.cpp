@@ -101,10 +101,15 @@ private slots:
         // Plain literal for the URL: moc misreads "//" inside raw strings as a comment.
         const auto full = UpdateManifest::fromJson(
             object(R"({"available":true,"version":"1.4.0","notes":"n",)"
-                   "\"url\":\"https://example.com/Nubra.zip\",\"sha256\":\"ABC\",\"size\":12}"));
+                   "\"url\":\"https://example.com/"
+                   "Nubra.zip\",\"sha256\":\"ABC\",\"signature\":\"c2ln\",\"size\":12}"));
         QVERIFY(full);
-        const UpdateManifest expected{true, QStringLiteral("1.4.0"), QStringLiteral("n"),
-                                      QStringLiteral("https://example.com/Nubra.zip"), QStringLiteral("ABC")};
+        const UpdateManifest expected{true,
+                                      QStringLiteral("1.4.0"),
+                                      QStringLiteral("n"),
+                                      QStringLiteral("https://example.com/Nubra.zip"),
+                                      QStringLiteral("ABC"),
+                                      QStringLiteral("c2ln")};
         QCOMPARE(full.value(), expected);
 
         const auto bare = UpdateManifest::fromJson(object(R"({"available":false,"version":null})"));

@@ -2,6 +2,7 @@
 
 #include "NubraApp/Capture/CaptureGate.h"
 #include "NubraApp/Shell/NubraWindows.h"
+#include "NubraBuildInfo/BuildInfo.h"
 #include "NubraCore/Capture/HotkeyCombo.h"
 #include "NubraCore/History/HistoryFile.h"
 #include "NubraCore/Service/TokenStore.h"
@@ -12,13 +13,27 @@
 #include <QThreadPool>
 #include <QTimer>
 
+namespace {
+
+// Updates are announced by the service the lookups go to, so --dev and NUBRA_BASE_URL move both; the
+// new version starts against the same service.
+UpdateFlow::Environment updateEnvironment(const QUrl& baseURL) {
+    QStringList relaunch;
+    if (QCoreApplication::arguments().contains(QStringLiteral("--dev")))
+        relaunch << QStringLiteral("--dev");
+    return {baseURL, BuildInfo::version(), Installation::current(), BuildInfo::updatePublicKeyPem(), relaunch,
+            {}};
+}
+
+} // namespace
+
 AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
     : QObject(parent), m_desktop(m_linux.desktop()), m_secrets(QString::fromLatin1(TokenStore::service)),
       m_state(m_defaults, m_secrets, baseURL, HistoryFile::defaultPath()), m_service(m_desktop),
       m_trust(m_linux.accessibility, m_linux.tasks), m_overlay(m_linux.x11, m_linux.x11),
       m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_linux.hotkeys),
       m_permission(m_desktop, m_service, m_trust), m_windowServices{m_desktop, m_hotkeys, m_trust},
-      m_tray(m_state, m_desktop) {
+      m_tray(m_state, m_desktop), m_updates(updateEnvironment(baseURL)) {
     AppStateHolder::shared().install(&m_state);
     NubraWindows::install(&m_windowServices);
     OverlayController::install(&m_overlay);
@@ -33,6 +48,9 @@ AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
     menu.setMonitorRunning([this]() { return m_monitor.isRunning(); });
     connect(&menu, &TrayMenu::closeCardRequested, &m_overlay, &OverlayController::close);
     connect(&menu, &TrayMenu::checkForUpdatesRequested, this, [this]() { checkForUpdate(true); });
+    connect(&menu, &TrayMenu::cancelActivityRequested, &m_updates, &UpdateFlow::cancelDownload);
+    connect(&m_updates, &UpdateFlow::activityChanged, &m_tray, &TrayIcon::setActivity);
+    connect(&m_updates, &UpdateFlow::quitRequested, this, []() { QCoreApplication::quit(); });
 
     AppSettings& settings = m_state.settings();
     connect(&settings, &AppSettings::autoHideChanged, this,
@@ -71,7 +89,8 @@ void AppDelegate::startSelectionMonitor() {
     QPointer<AppDelegate> self(this);
     m_monitor.start(settings.triggerMode(), settings.contextRadius(),
                     CaptureGate::standard([this]() { return m_state.settings().paused(); },
-                                          [this]() { return m_state.settings().excludedApps(); }, m_linux.x11),
+                                          [this]() { return m_state.settings().excludedApps(); },
+                                          m_linux.x11),
                     [self](const SelectionSnapshot& snapshot) {
                         // Handed on from the monitor's own call stack; the card starts on a clean one.
                         QTimer::singleShot(0, self, [self, snapshot]() {
@@ -126,9 +145,7 @@ void AppDelegate::perform(const LaunchRequest& request) {
 }
 
 void AppDelegate::checkForUpdate(bool manual) {
-    // The update flow itself is still to come; for now the check is only announced.
-    nbDebug(QStringLiteral("update: check requested, manual=") +
-            (manual ? QStringLiteral("true") : QStringLiteral("false")));
+    m_updates.checkForUpdate(manual);
 }
 
 void AppDelegate::persist() {

@@ -10,6 +10,7 @@
 #include "NubraApp/Shell/CommandLine.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraApp/Shell/TrayIcon.h"
+#include "NubraApp/Update/UpdateFlow.h"
 #include "NubraCore/Support/Defaults.h"
 #include "NubraPlatform/TrustWatcher.h"
 #include "NubraPlatform/keychain/KeychainSecretStore.h"
@@ -59,4 +60,5 @@ private:
     PermissionMonitor m_permission;
     NubraWindows::Services m_windowServices;
     TrayIcon m_tray;
+    UpdateFlow m_updates;
 };

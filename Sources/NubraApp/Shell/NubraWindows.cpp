@@ -6,6 +6,7 @@
 #include "NubraApp/Settings/SettingsView.h"
 #include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/HistoryNotifier.h"
+#include "NubraApp/Update/UpdateNoticeView.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraPlatform/Accessibility.h"
 #include "NubraPlatform/Clock.h"
@@ -33,6 +34,7 @@ std::optional<Clock::TaskId> theWelcomeHiding;
 // The welcome notice is offered once per process, whatever became of its panel.
 bool welcomeOffered = false;
 QPointer<QWidget> theSettingsWindow;
+QPointer<QWidget> theUpdateNotice;
 
 // Creating a window and every later request to see it: out of the minimised state, in front, and
 // active unless the focus is to stay where it is.
@@ -128,6 +130,7 @@ void install(Services* services) {
         delete thePermissionWindow.data();
         delete theWelcomePanel.data();
         delete theSettingsWindow.data();
+        delete theUpdateNotice.data();
     }
     theServices = services;
 }
@@ -210,6 +213,31 @@ void showWelcome() {
 
 QWidget* welcomePanel() {
     return theWelcomePanel;
+}
+
+void showUpdateNotice(const QString& text, bool isError) {
+    delete theUpdateNotice.data();
+    // A titled tool window above the others that does not take the focus from where the user is.
+    auto* panel = new QWidget(nullptr, Qt::Tool | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
+                                           Qt::WindowStaysOnTopHint);
+    panel->setObjectName(QStringLiteral("updateNoticePanel"));
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setAttribute(Qt::WA_ShowWithoutActivating);
+    panel->setWindowTitle(UpdateNoticeView::windowTitleText());
+    auto* layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(new UpdateNoticeView(text, isError, panel));
+    const int height = panel->heightForWidth(UpdateNoticeView::viewWidth);
+    panel->setFixedSize(UpdateNoticeView::viewWidth, height > 0 ? height : panel->sizeHint().height());
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        panel->move(screen->availableGeometry().center() - panel->rect().center());
+    theUpdateNotice = panel;
+    panel->show();
+    panel->raise();
+}
+
+QWidget* updateNoticePanel() {
+    return theUpdateNotice;
 }
 
 void restartApp() {

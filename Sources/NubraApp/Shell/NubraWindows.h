@@ -52,6 +52,11 @@ inline constexpr int welcomeShownMs = 4000;
 void showWelcome();
 // The welcome panel once shown, until the services are removed.
 QWidget* welcomePanel();
+// Shows the outcome of an update check the user asked for in a small panel, in front but without
+// taking the focus; a notice already on screen goes away first.
+void showUpdateNotice(const QString& text, bool isError);
+// The notice on screen or last shown, until it is replaced.
+QWidget* updateNoticePanel();
 // Starts a new instance of this program, then quits this one; a failed start is ignored.
 void restartApp();
 

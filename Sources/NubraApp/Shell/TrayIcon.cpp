@@ -79,6 +79,12 @@ void TrayIcon::show() {
     emit shown();
 }
 
+void TrayIcon::setActivity(const QString& activity) {
+    m_activity = activity;
+    m_menu->setActivity(activity);
+    updateLook();
+}
+
 void TrayIcon::updateLook() {
     const bool paused = m_state.settings().paused();
     const bool iconChanged = m_icon.isNull() || paused != m_iconPaused;
@@ -86,7 +92,10 @@ void TrayIcon::updateLook() {
         m_icon = BrandIcon::menuBarIcon(paused);
         m_iconPaused = paused;
     }
-    m_toolTip = paused ? QStringLiteral("Nubra — ") + TrayMenu::pausedText() : QStringLiteral("Nubra");
+    m_toolTip = QStringLiteral("Nubra");
+    for (const QString& line : {paused ? TrayMenu::pausedText() : QString(), m_activity})
+        if (!line.isEmpty())
+            m_toolTip += QStringLiteral(" — ") + line;
     if (!m_tray)
         return;
     // A D-Bus host is told of every change, so only real changes are passed on.

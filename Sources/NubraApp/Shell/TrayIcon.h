@@ -32,6 +32,8 @@ public:
     // What the tray shows, kept current before the tray exists.
     const QIcon& icon() const { return m_icon; }
     const QString& toolTip() const { return m_toolTip; }
+    // Shown after the name in the tooltip (and in the menu), e.g. a download's progress; empty for none.
+    void setActivity(const QString& activity);
     // Null until the tray has been made.
     QSystemTrayIcon* systemTrayIcon() const { return m_tray; }
 
@@ -51,4 +53,5 @@ private:
     QIcon m_icon;
     bool m_iconPaused = false;
     QString m_toolTip;
+    QString m_activity;
 };

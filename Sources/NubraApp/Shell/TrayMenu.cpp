@@ -1,6 +1,7 @@
 #include "NubraApp/Shell/TrayMenu.h"
 
 #include "NubraApp/Capture/SelectionService.h"
+#include "NubraApp/Shell/Alert.h"
 #include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraApp/Shell/PlatformTexts.h"
@@ -13,7 +14,6 @@
 #include <QActionGroup>
 #include <QCoreApplication>
 #include <QMessageBox>
-#include <QPushButton>
 
 namespace {
 
@@ -137,6 +137,12 @@ TrayMenu::TrayMenu(AppState& state, const Desktop& desktop, QWidget* parent)
             return L10n::t(QStringLiteral("Diagnose capture environment…"), QStringLiteral("诊断取词环境…"));
         },
         [this] { showDiagnosis(); }));
+    m_activityLine = addItem("activityLine", [this] { return m_activity; });
+    m_activityLine->setEnabled(false);
+    m_cancelActivity = addItem(
+        "cancelActivityItem",
+        [] { return L10n::t(QStringLiteral("Cancel Download"), QStringLiteral("取消下载")); },
+        [this] { emit cancelActivityRequested(); });
     addItem(
         "checkForUpdatesItem",
         [] { return L10n::t(QStringLiteral("Check for Updates…"), QStringLiteral("检查更新…")); },
@@ -163,6 +169,11 @@ TrayMenu::TrayMenu(AppState& state, const Desktop& desktop, QWidget* parent)
 TrayMenu::~TrayMenu() {
     for (const QPointer<QMessageBox>& alert : m_alerts)
         delete alert.data();
+}
+
+void TrayMenu::setActivity(const QString& activity) {
+    m_activity = activity;
+    refresh();
 }
 
 void TrayMenu::setMonitorRunning(std::function<bool()> isRunning) {
@@ -222,6 +233,8 @@ void TrayMenu::refresh() {
     m_restart->setVisible(phase == PermissionPhase::needsRestart);
     m_permissionSeparator->setVisible(m_permission->isVisible() || m_restart->isVisible());
     m_pausedLine->setVisible(m_state.settings().paused());
+    m_activityLine->setVisible(!m_activity.isEmpty());
+    m_cancelActivity->setVisible(!m_activity.isEmpty());
     const bool debug = debugMenuShown();
     for (QAction* item : m_debugItems)
         item->setVisible(debug);
@@ -294,19 +307,13 @@ void TrayMenu::showDiagnosis() {
 
 void TrayMenu::showAlert(const QString& name, const QString& title, const QString& body, bool warning,
                          const std::optional<QString>& buttonText) {
-    // Not modal and no nested event loop: the card and the bubble keep working while it is open.
-    auto* alert = new QMessageBox(warning ? QMessageBox::Warning : QMessageBox::Information, title, title,
-                                  QMessageBox::NoButton);
-    alert->setObjectName(name);
-    alert->setAttribute(Qt::WA_DeleteOnClose);
-    alert->setInformativeText(body);
-    QPushButton* button = buttonText ? alert->addButton(*buttonText, QMessageBox::AcceptRole)
-                                     : alert->addButton(QMessageBox::Ok);
-    button->setObjectName(name + QStringLiteral("Button"));
-    alert->setDefaultButton(button);
+    QMessageBox* alert =
+        Alert::make(name, warning ? QMessageBox::Warning : QMessageBox::Information, title, body);
+    if (buttonText)
+        Alert::addButton(alert, *buttonText, QMessageBox::AcceptRole);
+    else
+        Alert::addOk(alert);
     std::erase_if(m_alerts, [](const QPointer<QMessageBox>& open) { return open.isNull(); });
     m_alerts.emplace_back(alert);
-    alert->show();
-    alert->raise();
-    alert->activateWindow();
+    Alert::present(alert);
 }

@@ -32,6 +32,10 @@ public:
     // The line shown while capture is paused.
     static QString pausedText();
 
+    // What runs in the background, such as a download, shown with a command to cancel it; empty
+    // when nothing does.
+    void setActivity(const QString& activity);
+
     // Where the status line learns whether the selection monitor runs; "not running" until set.
     void setMonitorRunning(std::function<bool()> isRunning);
 
@@ -46,6 +50,7 @@ public slots:
 signals:
     void closeCardRequested();
     void checkForUpdatesRequested();
+    void cancelActivityRequested();
 
 private:
     struct Labelled {
@@ -81,4 +86,7 @@ private:
     QAction* m_pausedLine = nullptr;
     QAction* m_statusLine = nullptr;
     std::vector<QAction*> m_debugItems;
+    QString m_activity;
+    QAction* m_activityLine = nullptr;
+    QAction* m_cancelActivity = nullptr;
 };

@@ -36,8 +36,8 @@ CheckResult evaluate(const std::optional<UpdateManifest>& manifest, const QStrin
         return CheckResult::failed(L10n::t(QStringLiteral("Release manifest is missing its checksum."),
                                            QStringLiteral("更新清单缺少校验值。")));
 
-    return CheckResult::available(
-        {*manifest->version, manifest->localizedNotes().value_or(QString()), url, *manifest->sha256});
+    return CheckResult::available({*manifest->version, manifest->localizedNotes().value_or(QString()), url,
+                                   *manifest->sha256, manifest->signature.value_or(QString())});
 }
 
 void check(const GlossAPI& api, const QString& currentVersion, QObject* context,

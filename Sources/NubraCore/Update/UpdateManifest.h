@@ -15,6 +15,8 @@ struct UpdateManifest {
     std::optional<QString> notes;
     std::optional<QString> url;
     std::optional<QString> sha256; // hexadecimal, as sent
+    // Base64 of the Ed25519 signature of the archive, which a user-local Linux installation requires.
+    std::optional<QString> signature;
 
     // "available" is required and must be a boolean; the other members may be missing or null but
     // must be strings when given. Unknown members are ignored.

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "NubraCore/Update/Installation.h"
+#include "NubraCore/Update/UpdateCheck.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QUrl>
+
+#include <functional>
+#include <vector>
+
+class QMessageBox;
+class UpdateDownload;
+
+// An update check and what follows it: the offer of a newer release, its download (shown in the tray
+// and cancellable there), the install script and the quit that lets it run; or, for a check the user
+// asked for, the notice that there is nothing to install. Main thread only.
+class UpdateFlow : public QObject {
+    Q_OBJECT
+
+public:
+    // Starts `program` detached; false with a reason when it could not be started.
+    using Launcher =
+        std::function<bool(const QString& program, const QStringList& arguments, QString* error)>;
+
+    struct Environment {
+        QUrl baseURL;           // the service that announces releases
+        QString currentVersion; // what a release must be newer than
+        Installation installation;
+        QString publicKeyPem; // the key releases are signed with; empty: no update is installed
+        QStringList relaunchArguments;
+        Launcher launch; // empty: QProcess::startDetached
+    };
+
+    explicit UpdateFlow(Environment environment, QObject* parent = nullptr);
+    ~UpdateFlow() override;
+
+    // `manual`: the user asked, so every outcome is shown; an automatic check only ever offers a release.
+    void checkForUpdate(bool manual);
+    bool isDownloading() const { return !m_download.isNull(); }
+
+public slots:
+    void cancelDownload();
+
+signals:
+    // What a running download shows in the tray, e.g. "Downloading Nubra 1.2.0… 42 %"; empty once it
+    // has ended.
+    void activityChanged(const QString& activity);
+    // The install script is running and waits for this process to end.
+    void quitRequested();
+
+private:
+    void present(const CheckResult& result, bool manual);
+    void offer(const UpdateInfo& info);
+    void startDownload(const UpdateInfo& info);
+    void install(const QString& archivePath, const UpdateInfo& info);
+    void showAlert(const QString& name, const QString& title, const QString& body);
+
+    Environment m_environment;
+    QPointer<UpdateDownload> m_download;
+    QPointer<QMessageBox> m_offer;
+    std::vector<QPointer<QMessageBox>> m_alerts;
+};

@@ -1,0 +1,321 @@
+#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraApp/Update/UpdateFlow.h"
+#include "NubraCore/Vocabulary/L10n.h"
+#include "TestSupport/DebugLogCapture.h"
+#include "TestSupport/LocalHttpServer.h"
+
+#include <QApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <mutex>
+
+using namespace Qt::StringLiterals;
+using Response = LocalHttpServer::Response;
+Q_DECLARE_METATYPE(LocalHttpServer::Response)
+
+namespace {
+
+const QByteArray archiveBytes = QByteArray("a release archive, ").repeated(2000);
+
+QString sha256(const QByteArray& bytes) {
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
+
+// An Ed25519 SubjectPublicKeyInfo around 32 arbitrary key bytes.
+QString publicKeyPem() {
+    const QByteArray der = QByteArray::fromHex("302a300506032b6570032100") + QByteArray(32, '\x07');
+    return u"-----BEGIN PUBLIC KEY-----\n"_s + QString::fromLatin1(der.toBase64()) +
+           u"\n-----END PUBLIC KEY-----"_s;
+}
+
+QList<QWidget*> visibleNamed(const QString& name) {
+    QList<QWidget*> found;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        if (widget->objectName() == name && widget->isVisible())
+            found << widget;
+    return found;
+}
+
+QMessageBox* openAlert(const QString& name) {
+    const QList<QWidget*> found = visibleNamed(name);
+    return found.size() == 1 ? qobject_cast<QMessageBox*>(found.first()) : nullptr;
+}
+
+QLabel* noticeText() {
+    const QList<QWidget*> panels = visibleNamed(u"updateNoticePanel"_s);
+    return panels.size() == 1 ? panels.first()->findChild<QLabel*>(u"updateNoticeText"_s) : nullptr;
+}
+
+QStringList downloadedArchives(const QString& folder) {
+    return QDir(folder).entryList({u"Nubra-*.tar.gz"_s}, QDir::Files);
+}
+
+} // namespace
+
+// The update flow against a release service on loopback: what a check shows, the offer, the
+// download and the hand-over to the install script.
+class UpdateFlowTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        QVERIFY(m_temp.isValid());
+        qputenv("TMPDIR", m_temp.path().toLocal8Bit());
+        m_server.route("GET", "/v1/updates/latest", [this](const LocalHttpServer::Request&) {
+            const std::lock_guard lock(m_mutex);
+            return m_manifest;
+        });
+        m_server.route("GET", "/releases/Nubra.tar.gz", [this](const LocalHttpServer::Request&) {
+            const std::lock_guard lock(m_mutex);
+            return m_archive;
+        });
+        QVERIFY(m_server.start());
+    }
+
+    void init() {
+        L10n::setOverride(u"en"_s);
+        serveRelease(u"1.2.0"_s, {});
+        serveArchive(Response::whole(200, archiveBytes, "application/gzip"));
+        m_launched.clear();
+        // A failed install keeps its archive, as it would for the user to look into.
+        for (const QString& name : QDir(m_temp.path()).entryList(QDir::Files))
+            QVERIFY(QFile::remove(m_temp.filePath(name)));
+    }
+
+    void cleanup() {
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            delete widget;
+        L10n::setOverride(std::nullopt);
+    }
+
+    void aCheckTheUserAskedForAlwaysAnswers() {
+        UpdateFlow flow(environment());
+        DebugLogCapture log;
+        const auto checked = [&log](int count) {
+            return log.messages().filter(u"updater: result="_s).size() == count;
+        };
+
+        // Checks at launch keep quiet about everything but a release to install.
+        serve(Response::whole(200, R"({"ok":true,"data":{"available":false}})"));
+        flow.checkForUpdate(false);
+        serve(Response::whole(500, "{}"));
+        flow.checkForUpdate(false);
+        QTRY_VERIFY(checked(2));
+        QVERIFY(!NubraWindows::updateNoticePanel());
+
+        serve(Response::whole(200, R"({"ok":true,"data":{"available":true,"version":"0.9"}})"));
+        flow.checkForUpdate(true);
+        QTRY_VERIFY(noticeText());
+        QCOMPARE(noticeText()->text(), u"You're up to date! Nubra 1.0.0 is the latest."_s);
+        QCOMPARE(noticeText()->palette().color(QPalette::WindowText),
+                 QApplication::palette().color(QPalette::WindowText));
+        QCOMPARE(NubraWindows::updateNoticePanel()->windowTitle(), u"Check for Updates"_s);
+
+        // A second check replaces the notice; a failure is written in red.
+        QPointer<QWidget> first = NubraWindows::updateNoticePanel();
+        L10n::setOverride(u"zh"_s);
+        serve(Response::whole(503, "unavailable", "text/plain"));
+        flow.checkForUpdate(true);
+        QTRY_VERIFY(first.isNull());
+        QTRY_VERIFY(noticeText());
+        QCOMPARE(noticeText()->text(), u"无法连接更新服务。"_s);
+        QVERIFY(noticeText()->palette().color(QPalette::WindowText) !=
+                QApplication::palette().color(QPalette::WindowText));
+        QCOMPARE(NubraWindows::updateNoticePanel()->windowTitle(), u"检查更新"_s);
+        QVERIFY(!openAlert(u"updateAvailableAlert"_s));
+    }
+
+    void aNewerReleaseIsOffered() {
+        UpdateFlow flow(environment());
+        flow.checkForUpdate(false);
+        QTRY_VERIFY(openAlert(u"updateAvailableAlert"_s));
+        QPointer<QMessageBox> offer = openAlert(u"updateAvailableAlert"_s);
+        QCOMPARE(offer->text(), u"New version available"_s);
+        QCOMPARE(offer->informativeText(), u"1.2.0\n\nDownload and install now?"_s);
+        QCOMPARE(offer->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s)->text(),
+                 u"Download & Install"_s);
+
+        // Checked again, the same release comes with its notes, in one alert.
+        serveRelease(u"1.2.0"_s, u"{\"en\":\"Faster lookups\",\"zh\":\"查词更快\"}"_s);
+        flow.checkForUpdate(true);
+        QTRY_VERIFY(offer.isNull() || !offer->isVisible());
+        QTRY_VERIFY(openAlert(u"updateAvailableAlert"_s));
+        QCOMPARE(openAlert(u"updateAvailableAlert"_s)->informativeText(), u"1.2.0\n\nFaster lookups"_s);
+
+        // "Later" leaves everything as it was.
+        QSignalSpy activity(&flow, &UpdateFlow::activityChanged);
+        openAlert(u"updateAvailableAlert"_s)
+            ->findChild<QPushButton*>(u"updateAvailableAlertLaterButton"_s)
+            ->click();
+        QTRY_VERIFY(!openAlert(u"updateAvailableAlert"_s));
+        QVERIFY(activity.isEmpty());
+        QVERIFY(downloadedArchives(m_temp.path()).isEmpty());
+    }
+
+    void anInstallationThatCannotReplaceItselfSaysWhy() {
+        UpdateFlow::Environment packaged = environment();
+        packaged.installation = {Installation::Kind::packageManaged, {}};
+        UpdateFlow flow(packaged);
+        flow.checkForUpdate(true);
+        QTRY_VERIFY(openAlert(u"updateAvailableAlert"_s));
+        QMessageBox* offer = openAlert(u"updateAvailableAlert"_s);
+        QVERIFY(offer->informativeText().contains(u"sudo apt update"_s));
+        QCOMPARE(offer->buttons().size(), 1);
+        QVERIFY(!offer->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s));
+    }
+
+    void aGoodDownloadIsHandedToTheInstallScript() {
+        UpdateFlow flow(environment());
+        QSignalSpy activity(&flow, &UpdateFlow::activityChanged);
+        QSignalSpy quit(&flow, &UpdateFlow::quitRequested);
+        install(flow);
+        QTRY_COMPARE(quit.size(), 1);
+
+        QCOMPARE(m_launched.size(), 2);
+        QCOMPARE(m_launched.first(), u"/bin/bash"_s);
+        QFile script(m_launched.last());
+        QVERIFY(script.open(QIODevice::ReadOnly));
+        const QString text = QString::fromUtf8(script.readAll());
+        QVERIFY(QFileInfo(script).fileName().startsWith(u"nubra-update-"_s));
+        QVERIFY(text.contains(u"APP=\"/home/reader/.local/opt/Nubra\""_s));
+        QVERIFY(text.contains(sha256(archiveBytes)));
+        const QStringList archives = downloadedArchives(m_temp.path());
+        QCOMPARE(archives.size(), 1);
+        QVERIFY(text.contains(m_temp.path() + u'/' + archives.first()));
+        QFile archive(m_temp.filePath(archives.first()));
+        QVERIFY(archive.open(QIODevice::ReadOnly));
+        QCOMPARE(archive.readAll(), archiveBytes);
+
+        // The tray followed the download and was told when it ended.
+        QVERIFY(activity.size() >= 2);
+        QVERIFY(activity.first().first().toString().startsWith(u"Downloading Nubra 1.2.0…"_s));
+        QCOMPARE(activity.last().first().toString(), QString());
+    }
+
+    void aFailedDownloadOrInstallKeepsNubraRunning_data() {
+        QTest::addColumn<Response>("archive");
+        QTest::addColumn<QString>("checksum");
+        QTest::addColumn<bool>("launches");
+        QTest::addColumn<QString>("alert");
+        QTest::addColumn<QString>("message");
+        const QString good = sha256(archiveBytes);
+        const Response served = Response::whole(200, archiveBytes, "application/gzip");
+        QTest::newRow("not found") << Response::whole(404, "missing", "text/plain") << good << true
+                                   << u"updateFailedAlert"_s << u"The download server answered HTTP 404."_s;
+        QTest::newRow("other bytes") << Response::whole(200, "not the release", "application/gzip") << good
+                                     << true << u"updateFailedAlert"_s
+                                     << u"The download does not match the release's checksum."_s;
+        QTest::newRow("cut off") << Response{200,
+                                             {},
+                                             "application/gzip",
+                                             {{archiveBytes.left(100)}},
+                                             LocalHttpServer::Ending::drop,
+                                             true}
+                                 << good << true << u"updateFailedAlert"_s << QString();
+        QTest::newRow("short checksum")
+            << served << good.left(63) << true << u"updateBlockedAlert"_s
+            << u"The release manifest is missing its SHA-256 checksum. The update was not installed."_s;
+        QTest::newRow("script not started")
+            << served << good.toUpper() << false << u"updateFailedAlert"_s << u"no bash here"_s;
+    }
+    void aFailedDownloadOrInstallKeepsNubraRunning() {
+        QFETCH(Response, archive);
+        QFETCH(QString, checksum);
+        QFETCH(bool, launches);
+        QFETCH(QString, alert);
+        QFETCH(QString, message);
+        serveArchive(archive);
+        serveRelease(u"1.2.0"_s, {}, checksum);
+        UpdateFlow::Environment failing = environment();
+        if (!launches)
+            failing.launch = [](const QString&, const QStringList&, QString* error) {
+                *error = u"no bash here"_s;
+                return false;
+            };
+        UpdateFlow flow(failing);
+        QSignalSpy quit(&flow, &UpdateFlow::quitRequested);
+        install(flow);
+        QTRY_VERIFY(openAlert(alert));
+        if (!message.isEmpty())
+            QCOMPARE(openAlert(alert)->informativeText(), message);
+        QCOMPARE(openAlert(alert)->text(),
+                 alert == u"updateBlockedAlert" ? u"Update blocked"_s : u"Update failed"_s);
+        QVERIFY(quit.isEmpty());
+        QVERIFY(!flow.isDownloading());
+    }
+
+    void aDownloadCanBeCancelled() {
+        serveArchive(Response::streamed({archiveBytes.left(1000)}, LocalHttpServer::Ending::holdOpen));
+        UpdateFlow flow(environment());
+        QSignalSpy activity(&flow, &UpdateFlow::activityChanged);
+        install(flow);
+        QTRY_VERIFY(activity.size() >= 2); // started, then the first bytes
+        flow.cancelDownload();
+        QCOMPARE(activity.last().first().toString(), QString());
+        QVERIFY(!flow.isDownloading());
+        QVERIFY(downloadedArchives(m_temp.path()).isEmpty());
+        QVERIFY(!openAlert(u"updateFailedAlert"_s));
+    }
+
+private:
+    UpdateFlow::Environment environment() {
+        return {m_server.url(),
+                u"1.0.0"_s,
+                {Installation::Kind::bundle, u"/home/reader/.local/opt/Nubra"_s},
+                publicKeyPem(),
+                {u"--dev"_s},
+                [this](const QString& program, const QStringList& arguments, QString*) {
+                    m_launched = QStringList{program} + arguments;
+                    return true;
+                }};
+    }
+
+    void serve(Response manifest) {
+        const std::lock_guard lock(m_mutex);
+        m_manifest = std::move(manifest);
+    }
+    void serveArchive(Response archive) {
+        const std::lock_guard lock(m_mutex);
+        m_archive = std::move(archive);
+    }
+    void serveRelease(const QString& version, const QString& notes,
+                      const QString& checksum = sha256(archiveBytes)) {
+        QJsonObject release{{u"available"_s, true},
+                            {u"version"_s, version},
+                            {u"url"_s, QString(m_server.url().toString() + u"/releases/Nubra.tar.gz"_s)},
+                            {u"sha256"_s, checksum},
+                            {u"signature"_s, QString::fromLatin1(QByteArray(64, '\x05').toBase64())}};
+        if (!notes.isEmpty())
+            release.insert(u"notes"_s, notes);
+        serve(
+            Response::whole(200, QJsonDocument(QJsonObject{{u"ok"_s, true}, {u"data"_s, QJsonValue(release)}}).toJson()));
+    }
+
+    // Checks, and accepts the offer.
+    void install(UpdateFlow& flow) {
+        flow.checkForUpdate(true);
+        QTRY_VERIFY(openAlert(u"updateAvailableAlert"_s));
+        openAlert(u"updateAvailableAlert"_s)
+            ->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s)
+            ->click();
+    }
+
+    QTemporaryDir m_temp;
+    LocalHttpServer m_server;
+    std::mutex m_mutex;
+    Response m_manifest;
+    Response m_archive;
+    QStringList m_launched;
+};
+
+QTEST_MAIN(UpdateFlowTest)
+#include "tst_updateflow.moc"

@@ -152,6 +152,49 @@ def word_rect(application, word):
     return rect if rect["width"] > 0 else None
 
 
+WIDGETS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "widgets.py")
+
+
+def widgets(application="Nubra"):
+    """The application's widgets as its accessibility bus shows them (see widgets.py)."""
+    found = subprocess.run(["/usr/bin/python3", WIDGETS, application], capture_output=True, text=True)
+    return json.loads(found.stdout) if found.returncode == 0 and found.stdout else []
+
+
+def widget(role, name=None, text=None):
+    """The first showing widget of Nubra of `role` whose name (or text) matches; None when there is none."""
+    for item in widgets():
+        if item["role"] != role or "showing" not in item["states"] or item["width"] <= 0:
+            continue
+        if name is not None and not re.search(name, item["name"] or ""):
+            continue
+        if text is not None and not re.search(text, item["text"] or ""):
+            continue
+        return item
+    return None
+
+
+def click(item):
+    """A left click in the middle of a widget found with widget()."""
+    xdotool("mousemove", item["x"] + item["width"] // 2, item["y"] + item["height"] // 2)
+    xdotool("click", 1)
+
+
+def window_named(title):
+    found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{title}$"], capture_output=True,
+                           text=True).stdout.split()
+    return found[0] if found else None
+
+
+def start_service(desktop, argv):
+    """Starts nubra-glossd (`argv` without a port) on a free port; its base address."""
+    process = desktop.spawn([*argv, "--port", "0"], stderr=True)
+    line = process.stderr.readline()
+    match = re.search(r"listening on (http://\S+)", line)
+    check(match, f"nubra-glossd did not start: {line!r}")
+    return match.group(1)
+
+
 class Desktop:
     def __init__(self):
         self.children = []

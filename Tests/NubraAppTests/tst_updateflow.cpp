@@ -142,7 +142,7 @@ private slots:
         QCOMPARE(offer->text(), u"New version available"_s);
         QCOMPARE(offer->informativeText(), u"1.2.0\n\nDownload and install now?"_s);
         QCOMPARE(offer->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s)->text(),
-                 u"Download & Install"_s);
+                 u"Download && Install"_s); // shown as written, with no mnemonic
 
         // Checked again, the same release comes with its notes, in one alert.
         serveRelease(u"1.2.0"_s, u"{\"en\":\"Faster lookups\",\"zh\":\"查词更快\"}"_s);

@@ -19,45 +19,13 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import (Failure, check, poll, run, set_bus_enabled, start_mousepad, word_rect,  # noqa: E402
-                         xdotool)
+from desktop_kit import (Failure, check, click, poll, run, set_bus_enabled, start_mousepad,  # noqa: E402
+                         start_service, widget, widgets, window_named, word_rect, xdotool)
 
 ARGS = None
-WIDGETS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit", "widgets.py")
-
-
-def widgets():
-    found = subprocess.run(["/usr/bin/python3", WIDGETS, "Nubra"], capture_output=True, text=True)
-    return json.loads(found.stdout) if found.returncode == 0 and found.stdout else []
-
-
-def widget(role, name=None, text=None):
-    """The first showing widget of `role` whose name (or text) matches; None when there is none."""
-    for item in widgets():
-        if item["role"] != role or "showing" not in item["states"] or item["width"] <= 0:
-            continue
-        if name is not None and not re.search(name, item["name"] or ""):
-            continue
-        if text is not None and not re.search(text, item["text"] or ""):
-            continue
-        return item
-    return None
-
-
 def records(count):
     """The history window's list section, when its title counts `count` records."""
     return widget("panel", name=f"^Records（{count}）$")
-
-
-def click(item):
-    xdotool("mousemove", item["x"] + item["width"] // 2, item["y"] + item["height"] // 2)
-    xdotool("click", 1)
-
-
-def window_named(title):
-    found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{title}$"], capture_output=True,
-                           text=True).stdout.split()
-    return found[0] if found else None
 
 
 def screenshot(name, window):
@@ -65,11 +33,7 @@ def screenshot(name, window):
 
 
 def start_glossd(desktop):
-    process = desktop.spawn([ARGS.glossd, "--port", "0", "--backend", "wordnet"], stderr=True)
-    line = process.stderr.readline()
-    match = re.search(r"listening on (http://\S+)", line)
-    check(match, f"nubra-glossd did not start: {line!r}")
-    return match.group(1)
+    return start_service(desktop, [ARGS.glossd, "--backend", "wordnet"])
 
 
 def look_up(service, word, before, after):

@@ -14,7 +14,8 @@ QMessageBox* make(const QString& name, QMessageBox::Icon icon, const QString& ti
 
 QPushButton* addButton(QMessageBox* alert, const QString& text, QMessageBox::ButtonRole role,
                        const QString& suffix) {
-    QPushButton* button = alert->addButton(text, role);
+    // Texts are shown as written: an "&" is not a keyboard mnemonic here.
+    QPushButton* button = alert->addButton(QString(text).replace(u'&', QStringLiteral("&&")), role);
     button->setObjectName(alert->objectName() + suffix);
     if (!alert->defaultButton())
         alert->setDefaultButton(button);

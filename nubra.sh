@@ -309,16 +309,17 @@ release() {
     done
     cp "$(qtpaths6 --query QT_INSTALL_TRANSLATIONS)"/qtbase_zh_*.qm "$app/translations/" 2>/dev/null || true
     local programs=("$app/bin/nubra" "$app/bin/nubra-cli" "$app/bin/nubra-glossd"
-        "$app/libexec/nubra/nubra-capture-probe")
-    bundle_qt_libraries "$app/lib" "${programs[@]}" $(find "$app/plugins" -name '*.so')
+        "$app/libexec/nubra/nubra-capture-probe") plugins
+    mapfile -t plugins < <(find "$app/plugins" -name '*.so')
+    bundle_qt_libraries "$app/lib" "${programs[@]}" "${plugins[@]}"
     bundle_qt_libraries "$app/lib" "$app"/lib/*.so*
     printf '[Paths]\nPrefix = ..\nPlugins = plugins\nTranslations = translations\n' >"$app/bin/qt.conf"
     printf '[Paths]\nPrefix = ../..\nPlugins = plugins\nTranslations = translations\n' >"$app/libexec/nubra/qt.conf"
 
     local leaks
-    leaks="$(ldd "${programs[@]}" | grep -E 'lib(Qt6|qt6keychain)' | grep -v "=> $app/" || true)"
+    leaks="$(ldd "${programs[@]}" | grep -E 'lib(Qt6|qt6keychain).* => |not found' | grep -v "=> $app/" || true)"
     if [[ -n "$leaks" ]]; then
-        printf 'Qt libraries from outside the bundle:\n%s\n' "$leaks" >&2
+        printf 'Qt libraries from outside the bundle, or missing:\n%s\n' "$leaks" >&2
         return 1
     fi
 

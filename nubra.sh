@@ -10,6 +10,10 @@
 #   ./nubra.sh run     build, start nubra-glossd and Nubra on this desktop (a terminal lookup without one)
 #   ./nubra.sh package build the Debian package into build/package/
 #   ./nubra.sh bench   build the benchmarks and run them (numbers are reported, never judged)
+#   ./nubra.sh release [--version V] [--notes TEXT] [--out DIR]
+#                      build the self-contained user-local bundle (~/.local/opt/Nubra) and write
+#                      DIR/nubra-V-linux-x86_64.tar.gz, signed, with the manifest.json that
+#                      nubra-glossd --releases DIR serves (DIR: build/releases)
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
@@ -35,6 +39,8 @@ PACKAGES=(
     fonts-wqy-microhei
     # Qt's own dialog texts in Chinese
     qt6-translations-l10n
+    # signing releases
+    openssl
 )
 
 log() { printf '\n==> %s\n' "$*"; }
@@ -210,6 +216,151 @@ run_bench() {
     "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }
 
+# The release signing key: generated on first use, outside the repository, readable by its owner only.
+# Sets KEY and PUBLIC_KEY (the public half, beside it, rewritten only when it changes, so that the
+# build's copy of it does not go stale and is not rebuilt for nothing).
+KEY=""
+PUBLIC_KEY=""
+release_key() {
+    KEY="$(realpath -m "${NUBRA_RELEASE_KEY:-${XDG_DATA_HOME:-$HOME/.local/share}/nubra-release/signing-key.pem}")"
+    case "$KEY/" in
+    "$(realpath "$ROOT")"/*)
+        echo "The signing key $KEY is inside the repository; keep it elsewhere (NUBRA_RELEASE_KEY)" >&2
+        return 1
+        ;;
+    esac
+    PUBLIC_KEY="${KEY%.pem}.pub.pem"
+    if [[ ! -e "$KEY" ]]; then
+        log "Generating an Ed25519 release signing key in $KEY"
+        [[ -d "$(dirname "$KEY")" ]] || mkdir -p -m 700 "$(dirname "$KEY")"
+        (umask 077 && openssl genpkey -algorithm ed25519 -out "$KEY")
+        chmod 600 "$KEY"
+    fi
+    openssl pkey -in "$KEY" -noout -text 2>/dev/null | head -n 1 | grep -q '^ED25519 Private-Key' || {
+        echo "$KEY is not an Ed25519 private key" >&2
+        return 1
+    }
+    local derived
+    derived="$(openssl pkey -in "$KEY" -pubout)"
+    [[ -f "$PUBLIC_KEY" && "$(cat "$PUBLIC_KEY")" == "$derived" ]] || printf '%s\n' "$derived" >"$PUBLIC_KEY"
+}
+
+# Copies the Qt libraries `ldd` finds for the given programs and libraries into the bundle's lib/.
+bundle_qt_libraries() { # <lib dir> <file...>
+    local lib="$1" library
+    shift
+    ldd "$@" 2>/dev/null | awk '$2 == "=>" && $3 ~ /^\// && $3 ~ /\/lib(Qt6|qt6keychain)[^\/]*$/ {print $3}' |
+        sort -u | while read -r library; do
+        [[ -e "$lib/$(basename "$library")" ]] || install -m 644 "$(realpath "$library")" "$lib/$(basename "$library")"
+    done
+}
+
+# The user-local bundle: one folder Nubra/ with its own Qt, packed, checksummed and signed, next to
+# the manifest that announces it.
+release() {
+    local version="" notes="" out="$BUILD/releases"
+    while (($#)); do
+        case "$1" in
+        --version) version="${2:?--version needs a value}" ;;
+        --notes) notes="${2?--notes needs a value}" ;;
+        --out) out="${2:?--out needs a folder}" ;;
+        *)
+            echo "release: unknown argument $1 (takes --version V, --notes TEXT, --out DIR)" >&2
+            return 2
+            ;;
+        esac
+        shift 2
+    done
+    [[ -n "$version" ]] || version="$(sed -n 's/^project(Nubra VERSION \([^ )]*\).*/\1/p' "$ROOT/CMakeLists.txt")"
+    [[ "$version" =~ ^[0-9]+(\.[0-9]+)*([-+][0-9A-Za-z.-]+)?$ ]] || {
+        echo "release: \"$version\" is not a version such as 1.2.0" >&2
+        return 2
+    }
+    out="$(realpath -m "$out")"
+    setup
+    release_key
+
+    # Its own build folder, so the development build keeps its settings. The optimisation is the
+    # tested build's; the debug information that install --strip drops is not made at all. The
+    # bundle's programs look for libraries in its lib/ first (DT_RPATH, which also covers what Qt
+    # loads for them, such as the platform plugin's own libraries).
+    local dir="$BUILD/release" stage="$BUILD/release/stage"
+    log "Building version $version into $dir"
+    configure "$dir" -DNUBRA_VERSION_OVERRIDE="$version" -DNUBRA_UPDATE_PUBLIC_KEY="$PUBLIC_KEY" \
+        -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG" -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG" \
+        -DCMAKE_INSTALL_RPATH='$ORIGIN/../lib;$ORIGIN/../../lib' -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON \
+        -DCMAKE_EXE_LINKER_FLAGS=-Wl,--disable-new-dtags
+    cmake --build "$dir" -j "$JOBS" --target nubra nubra-cli nubra-glossd nubra-capture-probe nubra-install-data
+
+    log "Staging the bundle in $stage/Nubra"
+    rm -rf "$stage"
+    local app="$stage/Nubra"
+    cmake --install "$dir" --prefix "$app" --strip >/dev/null
+    # The user unit names a fixed path; a bundle may be unpacked anywhere, so it has none.
+    rm -rf "$app/share/systemd"
+
+    # Qt from the build machine: the libraries, the X11 platform plugin, TLS (HTTPS) and input methods.
+    local qt_plugins
+    qt_plugins="$(qtpaths6 --query QT_INSTALL_PLUGINS)"
+    mkdir -p "$app/lib" "$app/plugins" "$app/translations"
+    for plugin in platforms/libqxcb.so tls platforminputcontexts; do
+        mkdir -p "$(dirname "$app/plugins/$plugin")"
+        cp -R "$qt_plugins/$plugin" "$app/plugins/$plugin"
+    done
+    cp "$(qtpaths6 --query QT_INSTALL_TRANSLATIONS)"/qtbase_zh_*.qm "$app/translations/" 2>/dev/null || true
+    local programs=("$app/bin/nubra" "$app/bin/nubra-cli" "$app/bin/nubra-glossd"
+        "$app/libexec/nubra/nubra-capture-probe") plugins
+    mapfile -t plugins < <(find "$app/plugins" -name '*.so')
+    bundle_qt_libraries "$app/lib" "${programs[@]}" "${plugins[@]}"
+    bundle_qt_libraries "$app/lib" "$app"/lib/*.so*
+    printf '[Paths]\nPrefix = ..\nPlugins = plugins\nTranslations = translations\n' >"$app/bin/qt.conf"
+    printf '[Paths]\nPrefix = ../..\nPlugins = plugins\nTranslations = translations\n' >"$app/libexec/nubra/qt.conf"
+
+    local leaks
+    leaks="$(ldd "${programs[@]}" | grep -E 'lib(Qt6|qt6keychain).* => |not found' | grep -v "=> $app/" || true)"
+    if [[ -n "$leaks" ]]; then
+        printf 'Qt libraries from outside the bundle, or missing:\n%s\n' "$leaks" >&2
+        return 1
+    fi
+
+    local name="nubra-$version-linux-x86_64.tar.gz"
+    local archive="$out/$name"
+    log "Packing and signing $archive"
+    mkdir -p "$out"
+    tar --sort=name --owner=0 --group=0 --numeric-owner -czf "$archive" -C "$stage" Nubra
+    local sha signature check
+    sha="$(sha256sum <"$archive" | cut -d' ' -f1)"
+    signature="$(openssl pkeyutl -sign -inkey "$KEY" -rawin -in "$archive" | base64 -w0)"
+    check="$(mktemp)"
+    base64 -d <<<"$signature" >"$check"
+    if ! openssl pkeyutl -verify -pubin -inkey "$PUBLIC_KEY" -rawin -in "$archive" -sigfile "$check" >/dev/null; then
+        rm -f "$check"
+        echo "release: the signature of $archive does not verify with $PUBLIC_KEY" >&2
+        return 1
+    fi
+    rm -f "$check"
+    python3 - "$out/manifest.json" "$version" "$notes" "$name" "$sha" "$signature" <<'PY'
+import json, sys
+path, version, notes, url, sha256, signature = sys.argv[1:]
+manifest = {"available": True, "version": version}
+if notes:
+    manifest["notes"] = notes
+manifest.update(url=url, sha256=sha256, signature=signature)
+with open(path + ".new", "w", encoding="utf-8") as file:
+    json.dump(manifest, file, ensure_ascii=False, indent=2)
+    file.write("\n")
+PY
+    mv "$out/manifest.json.new" "$out/manifest.json"
+
+    log "Release $version"
+    echo "Archive:   $archive"
+    echo "SHA-256:   $sha"
+    echo "Manifest:  $out/manifest.json"
+    echo "Signed with $KEY (public key $PUBLIC_KEY, built into this bundle)."
+    echo "The production signing key is a deployment value: set NUBRA_RELEASE_KEY to its path."
+    echo "Serve it:  $dir/Sources/NubraGlossd/nubra-glossd --releases $out"
+}
+
 case "${1:-}" in
 setup) setup ;;
 build) build ;;
@@ -217,8 +368,12 @@ test) run_tests ;;
 package) package ;;
 run) run_app ;;
 bench) run_bench ;;
+release)
+    shift
+    release "$@"
+    ;;
 *)
-    sed -n '2,12p' "$0" | sed 's/^# \{0,1\}//'
+    sed -n '2,16p' "$0" | sed 's/^# \{0,1\}//'
     exit 2
     ;;
 esac

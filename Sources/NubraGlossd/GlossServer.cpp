@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QJsonDocument>
+#include <QUrl>
 
 #include <httplib.h>
 
@@ -53,6 +54,34 @@ private:
     httplib::DataSink& m_sink;
     const std::atomic<bool>& m_stopping;
 };
+
+// Where the client reached the releases folder: the Host it asked for, or the address the connection
+// came in on when it named none (HTTP/1.0) or one that is not a plain host and port.
+QUrl releasesBase(const httplib::Request& req) {
+    QUrl base;
+    base.setScheme(QStringLiteral("http"));
+    base.setAuthority(QString::fromStdString(req.get_header_value("host")), QUrl::StrictMode);
+    if (!base.isValid() || base.host().isEmpty() || !base.userInfo().isEmpty()) {
+        base.setAuthority({});
+        base.setHost(QString::fromStdString(req.local_addr));
+        base.setPort(req.local_port);
+    }
+    base.setPath(QStringLiteral("/releases/"));
+    return base;
+}
+
+// A manifest may name its archive by file name, relative to the folder it sits in; the client
+// only accepts absolute addresses, so the name is resolved against the address it came to.
+QJsonObject withAbsoluteUrl(QJsonObject manifest, const httplib::Request& req) {
+    const QJsonValue url = manifest.value(u"url");
+    if (!url.isString())
+        return manifest;
+    const QUrl reference(url.toString(), QUrl::StrictMode);
+    if (reference.isValid() && reference.scheme().isEmpty() && reference.authority().isEmpty() &&
+        !reference.path().isEmpty())
+        manifest.insert(u"url", releasesBase(req).resolved(reference).toString(QUrl::FullyEncoded));
+    return manifest;
+}
 
 } // namespace
 
@@ -176,7 +205,7 @@ void GlossServer::installRoutes() {
         succeed(res, {{QStringLiteral("device_token"), *token}});
     });
 
-    m_server->Get("/v1/updates/latest", [this](const httplib::Request&, httplib::Response& res) {
+    m_server->Get("/v1/updates/latest", [this](const httplib::Request& req, httplib::Response& res) {
         if (!m_setup.releasesDir)
             return succeed(res, m_setup.manifest.value_or(QJsonObject{{QStringLiteral("available"), false}}));
         QFile file(*m_setup.releasesDir + QStringLiteral("/manifest.json"));
@@ -190,7 +219,7 @@ void GlossServer::installRoutes() {
             return fail(
                 res, 500, "BAD_MANIFEST",
                 QStringLiteral("The release manifest is not a JSON object with a boolean \"available\"."));
-        succeed(res, document.object());
+        succeed(res, withAbsoluteUrl(document.object(), req));
     });
     // Only the files of the folder itself, by name; httplib refuses paths that leave it.
     if (m_setup.releasesDir)

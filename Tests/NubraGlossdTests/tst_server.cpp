@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUrl>
 
 #include <httplib.h>
 
@@ -240,6 +241,21 @@ private slots:
         QCOMPARE(QByteArray::fromStdString(file->body), archive);
         for (const char* outside : {"/releases/../secret.txt", "/releases/%2e%2e/secret.txt", "/secret.txt"})
             QVERIFY2(client->Get(outside)->body != "outside", outside);
+
+        // A bare file name becomes its address on the host the client asked for; absolute ones stay.
+        const auto urlFor = [&](const char* url, const httplib::Headers& headers) {
+            write(folder + u"/manifest.json"_qs,
+                  QJsonDocument(QJsonObject{{u"available"_qs, true}, {u"url"_qs, QLatin1String(url)}})
+                      .toJson());
+            return jsonOf(client->Get("/v1/updates/latest", headers)).value(u"data").toObject().value(u"url");
+        };
+        const QString served = urlFor("Nubra-0.2.0.tar.gz", {}).toString();
+        QCOMPARE(served, u"http://127.0.0.1:%1/releases/Nubra-0.2.0.tar.gz"_qs.arg(server.port()));
+        QCOMPARE(QByteArray::fromStdString(client->Get(QUrl(served).path().toStdString())->body), archive);
+        QCOMPARE(urlFor("Nubra-0.2.0.tar.gz", {{"Host", "updates.example:8443"}}),
+                 QJsonValue(u"http://updates.example:8443/releases/Nubra-0.2.0.tar.gz"_qs));
+        QCOMPARE(urlFor("https://cdn.example/Nubra.tar.gz", {}),
+                 QJsonValue(u"https://cdn.example/Nubra.tar.gz"_qs));
 
         write(folder + u"/manifest.json"_qs, "[]");
         QCOMPARE(client->Get("/v1/updates/latest")->status, 500);

@@ -1,5 +1,7 @@
 #include "NubraApp/Settings/LaunchAtLogin.h"
 
+#include "NubraApp/Shell/DesktopEntryText.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -7,24 +9,6 @@
 #include <QSaveFile>
 
 namespace {
-
-// A desktop-entry string value: backslash and the control characters escaped.
-QString escapeValue(const QString& text) {
-    QString escaped;
-    for (const QChar c : text) {
-        if (c == u'\\')
-            escaped += u"\\\\";
-        else if (c == u'\n')
-            escaped += u"\\n";
-        else if (c == u'\t')
-            escaped += u"\\t";
-        else if (c == u'\r')
-            escaped += u"\\r";
-        else
-            escaped += c;
-    }
-    return escaped;
-}
 
 QString unescapeValue(const QString& text) {
     QString plain;
@@ -41,20 +25,6 @@ QString unescapeValue(const QString& text) {
                                 : next;
     }
     return plain;
-}
-
-// The program as one quoted Exec argument: inside the quotes ", `, $ and \ take a backslash, and a
-// literal % is doubled so that it is not read as a field code.
-QString quotedArgument(const QString& program) {
-    QString quoted = QStringLiteral("\"");
-    for (const QChar c : program) {
-        if (c == u'"' || c == u'`' || c == u'$' || c == u'\\')
-            quoted += u'\\';
-        quoted += c;
-        if (c == u'%')
-            quoted += u'%';
-    }
-    return quoted + u'"';
 }
 
 // The program an Exec value starts (after the string unescaping), quoted or not.
@@ -108,7 +78,8 @@ QByteArray LaunchAtLogin::entryText() const {
                          u"Name=Nubra\n"
                          u"Icon=app.nubra.Nubra\n"
                          u"Exec=" +
-                         escapeValue(quotedArgument(m_program)) + u"\nTryExec=" + escapeValue(m_program) +
+                         DesktopEntryText::escaped(DesktopEntryText::quotedArgument(m_program)) +
+                         u"\nTryExec=" + DesktopEntryText::escaped(m_program) +
                          u"\nX-GNOME-Autostart-enabled=true\n";
     return text.toUtf8();
 }

@@ -1,6 +1,7 @@
 #include "NubraApp/Shell/AppDelegate.h"
 
 #include "NubraApp/Capture/CaptureGate.h"
+#include "NubraApp/Shell/BundleDesktopEntry.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraBuildInfo/BuildInfo.h"
 #include "NubraCore/Capture/HotkeyCombo.h"
@@ -72,6 +73,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         startSelectionMonitor();
     else
         NubraWindows::showWelcome();
+    BundleDesktopEntry::refreshInBackground();
 
     QPointer<AppDelegate> self(this);
     QTimer::singleShot(updateCheckDelayMs, this, [self]() {

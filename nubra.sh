@@ -4,9 +4,10 @@
 #   ./nubra.sh setup   install the Debian packages the build, the tests and the tools need
 #   ./nubra.sh build   setup, then configure and build everything into build/
 #   ./nubra.sh test    build, run the whole test suite, check the Debian package (and, as root,
-#                      install and remove it), then rebuild under AddressSanitizer +
-#                      UndefinedBehaviorSanitizer and run the unit tests again, then fuzz the
-#                      event-stream decoder for a bounded time
+#                      install and remove it), release two versions and let the older update
+#                      itself to the newer on a virtual desktop, then rebuild under
+#                      AddressSanitizer + UndefinedBehaviorSanitizer and run the unit tests
+#                      again, then fuzz the event-stream decoder for a bounded time
 #   ./nubra.sh run     build, start nubra-glossd and Nubra on this desktop (a terminal lookup without one)
 #   ./nubra.sh package build the Debian package into build/package/
 #   ./nubra.sh bench   build the benchmarks and run them (numbers are reported, never judged)
@@ -87,6 +88,31 @@ package() {
     ls "$BUILD"/package/nubra_*.deb
 }
 
+# Two releases made the way users get them, and the older one's update to the newer, tried for real
+# (a good and a tampered archive). Skipped, not failed, where no virtual desktop can be made.
+update_end_to_end() {
+    local releases="$BUILD/update-test" status=0
+    rm -rf "$releases"
+    if ! release --version 1.0.0 --out "$releases/old" || ! release --version 1.1.0 --notes "Faster lookups" \
+        --out "$releases/new"; then
+        echo "	update_desktop (Failed: the releases could not be made)" >>"$FAILURES"
+        tally 0 1
+        return 1
+    fi
+    /usr/bin/python3 "$ROOT/Tests/UpdateDesktopTests/update_desktop.py" --old "$releases/old" \
+        --new "$releases/new" --glossd "$BUILD/Sources/NubraGlossd/nubra-glossd" \
+        --fixtures "$ROOT/../shared/test-fixtures" --artifacts "$BUILD/Tests/UpdateDesktopTests" || status=$?
+    case "$status" in
+    0) tally 1 0 ;;
+    77) echo "update_desktop skipped: no virtual desktop here" ;;
+    *)
+        echo "	update_desktop (Failed)" >>"$FAILURES"
+        tally 0 1
+        return 1
+        ;;
+    esac
+}
+
 TALLY="$(mktemp)"
 FAILURES="$(mktemp)"
 trap 'rm -f "$TALLY" "$FAILURES"' EXIT
@@ -122,6 +148,9 @@ run_tests() {
         tally 0 1
         status=1
     fi
+
+    log "Releasing two versions; the older updates itself to the newer on a virtual desktop"
+    update_end_to_end || status=1
 
     log "Building the unit tests under AddressSanitizer + UndefinedBehaviorSanitizer"
     configure "$ASAN_BUILD" -DNUBRA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
@@ -373,7 +402,7 @@ release)
     release "$@"
     ;;
 *)
-    sed -n '2,16p' "$0" | sed 's/^# \{0,1\}//'
+    sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'
     exit 2
     ;;
 esac

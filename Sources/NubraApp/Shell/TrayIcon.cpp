@@ -80,6 +80,8 @@ void TrayIcon::show() {
 }
 
 void TrayIcon::setActivity(const QString& activity) {
+    if (activity == m_activity)
+        return;
     m_activity = activity;
     m_menu->setActivity(activity);
     updateLook();

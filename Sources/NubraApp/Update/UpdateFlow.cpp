@@ -105,8 +105,7 @@ void UpdateFlow::offer(const UpdateInfo& info) {
         Alert::addOk(alert);
     }
     m_offer = alert;
-    m_alerts.emplace_back(alert);
-    Alert::present(alert);
+    present(alert);
 }
 
 void UpdateFlow::startDownload(const UpdateInfo& info) {
@@ -181,6 +180,10 @@ void UpdateFlow::install(const QString& archivePath, const UpdateInfo& info) {
 void UpdateFlow::showAlert(const QString& name, const QString& title, const QString& body) {
     QMessageBox* alert = Alert::make(name, QMessageBox::Warning, title, body);
     Alert::addOk(alert);
+    present(alert);
+}
+
+void UpdateFlow::present(QMessageBox* alert) {
     std::erase_if(m_alerts, [](const QPointer<QMessageBox>& open) { return open.isNull(); });
     m_alerts.emplace_back(alert);
     Alert::present(alert);

@@ -57,6 +57,8 @@ private:
     void startDownload(const UpdateInfo& info);
     void install(const QString& archivePath, const UpdateInfo& info);
     void showAlert(const QString& name, const QString& title, const QString& body);
+    // Shows an alert of this flow's; it goes with the flow if still open.
+    void present(QMessageBox* alert);
 
     Environment m_environment;
     QPointer<UpdateDownload> m_download;

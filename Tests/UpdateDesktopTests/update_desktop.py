@@ -1,0 +1,203 @@
+#!/usr/bin/env python3
+"""Nubra updating itself on a virtual X11 desktop, the way a person meets it.
+
+Two releases made by `./nubra.sh release` are given. The older one is unpacked as a user-local
+installation (~/.local/opt/Nubra) in a private HOME, nubra-glossd serves the newer one with
+--releases, and the older Nubra runs against it. "Check for Updates…" is chosen in the tray menu,
+"Download & Install" clicked in the offer, and the newer version must come up in the same folder: its
+About tab shows the new version. Then the same with an archive changed after signing (its checksum in
+the manifest made to match): the older Nubra goes, the install script refuses the archive, the error
+note says why and the older version is still installed and runnable. Screenshots of the offer and the
+About tab are left in the artifacts folder.
+
+update_desktop.py --old DIR --new DIR --glossd PATH --fixtures DIR --artifacts DIR
+(DIR as written by ./nubra.sh release --out DIR: manifest.json and the archive)
+"""
+import argparse
+import glob
+import hashlib
+import json
+import os
+import shutil
+import subprocess
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
+from desktop_kit import (Lines, check, click, fresh_home, poll, run, start_service, stop, widget,  # noqa: E402
+                         window_named)
+
+ARGS = None
+
+
+def manifest(folder):
+    with open(os.path.join(folder, "manifest.json"), encoding="utf-8") as f:
+        return json.load(f)
+
+
+def install_release(folder, home):
+    """Unpacks the release in `folder` as the user-local installation under `home`; its folder."""
+    opt = os.path.join(home, ".local", "opt")
+    os.makedirs(opt)
+    archive = os.path.join(folder, os.path.basename(manifest(folder)["url"]))
+    subprocess.run(["tar", "-xzf", archive, "-C", opt], check=True)
+    return os.path.join(opt, "Nubra")
+
+
+def installed_version(bundle):
+    """What `nubra --version` of the installation says; None while it cannot run (mid-swap)."""
+    try:
+        done = subprocess.run([os.path.join(bundle, "bin", "nubra"), "--version"], capture_output=True, text=True,
+                              timeout=10)
+    except OSError:
+        return None
+    return done.stdout.split()[-1] if done.returncode == 0 and done.stdout.strip() else None
+
+
+def served_copy(name, tamper):
+    """A copy of the newer release to serve; with `tamper`, its archive is changed after signing and the
+    manifest's checksum follows the change, so only the signature can tell."""
+    folder = os.path.join(os.environ["XDG_RUNTIME_DIR"], name)
+    shutil.copytree(ARGS.new, folder)
+    if tamper:
+        release = manifest(folder)
+        archive = os.path.join(folder, os.path.basename(release["url"]))
+        with open(archive, "ab") as f:
+            f.write(b"\0" * 512)
+        with open(archive, "rb") as f:
+            release["sha256"] = hashlib.sha256(f.read()).hexdigest()
+        with open(os.path.join(folder, "manifest.json"), "w", encoding="utf-8") as f:
+            json.dump(release, f)
+    return folder
+
+
+class Watcher:
+    """A StatusNotifierWatcher, the panel's side of the D-Bus tray."""
+
+    def __init__(self, desktop):
+        self.process = desktop.spawn([sys.executable, os.path.join(ARGS.fixtures, "fake_sni_watcher.py")],
+                                     capture=True)
+        Lines(self.process).expect("READY", 15)
+
+    def click(self, label):
+        done = subprocess.run(["bash", os.path.join(ARGS.fixtures, "sni_click.sh"), label], capture_output=True,
+                              text=True, timeout=20)
+        return done.returncode == 0
+
+
+def nubra_processes(bundle):
+    found = subprocess.run(["pgrep", "-f", f"^{os.path.join(bundle, 'bin', 'nubra')}( |$)"], capture_output=True,
+                           text=True).stdout.split()
+    return [int(pid) for pid in found]
+
+
+def start_old_nubra(desktop, name, served):
+    """The older release, installed in a fresh HOME and started against a service offering `served`."""
+    env = dict(os.environ, **fresh_home(name), QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
+               LANGUAGE="en", LANG="C.UTF-8")
+    env["TMPDIR"] = os.path.join(env["HOME"], "tmp")
+    os.makedirs(env["TMPDIR"])
+    env["NUBRA_BASE_URL"] = start_service(desktop, [ARGS.glossd, "--backend", "wordnet", "--releases", served])
+    bundle = install_release(ARGS.old, env["HOME"])
+    old = manifest(ARGS.old)["version"]
+    check(installed_version(bundle) == old, f"the older release is not {old}")
+    process = desktop.spawn([os.path.join(bundle, "bin", "nubra")], env=env,
+                            stderr=os.path.join(ARGS.artifacts, f"{name}-stderr.txt"))
+    return bundle, env, process
+
+
+def accept_offer(watcher, bundle, picture):
+    """Chooses "Check for Updates…" in the tray, then "Download & Install" in the offer."""
+    poll("the tray item", lambda: watcher.click("Check for Updates…"), 20)
+    version = manifest(ARGS.new)["version"]
+    poll("the offer of the new version", lambda: widget("label", name=f"^{version}"), 20)
+    if picture:
+        offer = poll("the offer's window", lambda: window_named("New version available"), 5)
+        subprocess.run(["import", "-window", offer, os.path.join(ARGS.artifacts, picture)], check=False)
+    button = poll("its Download & Install button", lambda: widget("push button", name="^Download & Install$"), 5)
+    click(button)
+
+
+def leftovers(bundle, env):
+    """What an update leaves behind: the downloaded archive, script and note, staging and backup."""
+    return glob.glob(os.path.join(env["TMPDIR"], "Nubra-*.tar.gz")) + \
+        glob.glob(os.path.join(env["TMPDIR"], "nubra-update-*.sh")) + \
+        glob.glob(os.path.join(os.path.dirname(bundle), ".nubra-*"))
+
+
+def error_note(folder):
+    """The one line the install script left in its error note; None until it has written it."""
+    for note in glob.glob(os.path.join(folder, "nubra-update-*.err")):
+        with open(note, encoding="utf-8") as f:
+            text = f.read()
+        if text.endswith("\n"):
+            return text.strip()
+    return None
+
+
+def quits(process):
+    """Waits for `process` to end, reaping it as the program that started Nubra would: until then the
+    install script, which waits for the process id to go, would see it still there."""
+    poll("the old Nubra to quit", lambda: process.poll() is not None, 30)
+
+
+def update_installs_and_relaunches(desktop):
+    watcher = Watcher(desktop)
+    bundle, env, old = start_old_nubra(desktop, "update", served_copy("served-good", tamper=False))
+    accept_offer(watcher, bundle, "update-offer.png")
+
+    new = manifest(ARGS.new)["version"]
+    quits(old)
+    poll("the new version installed", lambda: installed_version(bundle) == new, 30)
+    running = poll("the new Nubra running", lambda: nubra_processes(bundle), 30)
+    check(os.path.realpath(f"/proc/{running[0]}/exe") == os.path.realpath(os.path.join(bundle, "bin", "nubra")),
+          "the running Nubra is not the installed one")
+
+    # Seen as a person sees it: the About tab of the running Nubra names the new version.
+    subprocess.run([os.path.join(bundle, "bin", "nubra"), "--settings", "about"], env=env, timeout=10, check=True)
+    poll("the About tab with the new version", lambda: widget("label", name=f"^v{new}$"), 20)
+    about = poll("the settings window", lambda: window_named("Nubra Settings"), 5)
+    subprocess.run(["import", "-window", about, os.path.join(ARGS.artifacts, "update-about.png")], check=False)
+    # The script cleans up after starting the new version: its archive, itself, staging and backup.
+    poll("the install script to clean up", lambda: not leftovers(bundle, env), 10)
+    subprocess.run([os.path.join(bundle, "bin", "nubra"), "--quit"], env=env, timeout=10, check=True)
+    poll("the new Nubra to quit", lambda: not nubra_processes(bundle), 10)
+    stop(watcher.process)
+
+
+def tampered_archive_is_refused(desktop):
+    watcher = Watcher(desktop)
+    bundle, env, old = start_old_nubra(desktop, "tampered", served_copy("served-tampered", tamper=True))
+    accept_offer(watcher, bundle, None)
+
+    quits(old)
+    reason = poll("the reason in the install script's error note", lambda: error_note(env["TMPDIR"]), 30)
+    check(reason == "signature verify failed", f"the error note says {reason!r}")
+    poll("the install script to finish", lambda: not glob.glob(os.path.join(env["TMPDIR"], "nubra-update-*.sh")), 10)
+    check(installed_version(bundle) == manifest(ARGS.old)["version"], "the old version is not installed any more")
+    check(not nubra_processes(bundle), "a refused update started Nubra again")
+    kept = leftovers(bundle, env)
+    check(len(kept) == 1 and kept[0].endswith(".tar.gz"), f"only the refused archive should be kept: {kept}")
+    stop(watcher.process)
+
+
+def body(desktop):
+    cases = [("a signed release replaces the installation and starts", update_installs_and_relaunches),
+             ("an archive changed after signing is refused; the old version stays", tampered_archive_is_refused)]
+    for number, (name, case) in enumerate(cases, 1):
+        case(desktop)
+        print(f"ok {number} - {name}", flush=True)
+
+
+def main():
+    global ARGS
+    parser = argparse.ArgumentParser()
+    for option in ("--old", "--new", "--glossd", "--fixtures", "--artifacts"):
+        parser.add_argument(option, required=True)
+    ARGS = parser.parse_args()
+    ARGS.old, ARGS.new = os.path.abspath(ARGS.old), os.path.abspath(ARGS.new)
+    os.makedirs(ARGS.artifacts, exist_ok=True)
+    run(body, os.path.join(ARGS.artifacts, "update-desktop.png"))
+
+
+if __name__ == "__main__":
+    main()

@@ -9,7 +9,6 @@
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QCoreApplication>
-#include <QProcess>
 #include <QPushButton>
 
 namespace {
@@ -36,16 +35,7 @@ QString whyNotInstallable(const Installation& installation) {
 UpdateFlow::UpdateFlow(Environment environment, QObject* parent)
     : QObject(parent), m_environment(std::move(environment)) {
     if (!m_environment.launch)
-        m_environment.launch = [](const QString& program, const QStringList& arguments, QString* error) {
-            QProcess process;
-            process.setProgram(program);
-            process.setArguments(arguments);
-            process.setWorkingDirectory(QStringLiteral("/"));
-            if (process.startDetached())
-                return true;
-            *error = process.errorString();
-            return false;
-        };
+        m_environment.launch = UpdaterService::startDetached;
 }
 
 UpdateFlow::~UpdateFlow() {
@@ -150,31 +140,27 @@ void UpdateFlow::cancelDownload() {
 }
 
 void UpdateFlow::install(const QString& archivePath, const UpdateInfo& info) {
-    const auto prepared = UpdaterService::prepareInstall(
+    const UpdaterService::InstallOutcome outcome = UpdaterService::installAndRelaunch(
         {archivePath, info, m_environment.installation, m_environment.publicKeyPem,
-         QCoreApplication::applicationPid(), m_environment.relaunchArguments});
-    if (const auto* refusal = std::get_if<UpdaterService::InstallRefusal>(&prepared)) {
-        if (*refusal == UpdaterService::InstallRefusal::blocked)
-            showAlert(QStringLiteral("updateBlockedAlert"),
-                      L10n::t(QStringLiteral("Update blocked"), QStringLiteral("已阻止本次更新")),
-                      L10n::t(QStringLiteral("The release manifest is missing its SHA-256 checksum. The "
-                                             "update was not installed."),
-                              QStringLiteral("更新清单缺少 SHA-256 校验值，本次更新未安装。")));
-        else
-            showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(),
-                      L10n::t(QStringLiteral("Could not prepare the installer."),
-                              QStringLiteral("无法准备安装程序。")));
-        return;
+         QCoreApplication::applicationPid(), m_environment.relaunchArguments},
+        m_environment.launch);
+    switch (outcome.kind) {
+    case UpdaterService::InstallOutcome::Kind::started:
+        nbDebug(QStringLiteral("updater: quitting for the install script"));
+        return emit quitRequested();
+    case UpdaterService::InstallOutcome::Kind::blocked:
+        return showAlert(QStringLiteral("updateBlockedAlert"),
+                         L10n::t(QStringLiteral("Update blocked"), QStringLiteral("已阻止本次更新")),
+                         L10n::t(QStringLiteral("The release manifest is missing its SHA-256 checksum. The "
+                                                "update was not installed."),
+                                 QStringLiteral("更新清单缺少 SHA-256 校验值，本次更新未安装。")));
+    case UpdaterService::InstallOutcome::Kind::notPrepared:
+        return showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(),
+                         L10n::t(QStringLiteral("Could not prepare the installer."),
+                                 QStringLiteral("无法准备安装程序。")));
+    case UpdaterService::InstallOutcome::Kind::notStarted:
+        return showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(), outcome.error);
     }
-    const QString script = std::get<UpdaterService::PreparedInstall>(prepared).scriptPath;
-    QString error;
-    if (!m_environment.launch(QStringLiteral("/bin/bash"), {script}, &error)) {
-        nbDebug(QStringLiteral("updater: cannot start the install script: ") + error);
-        showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(), error);
-        return;
-    }
-    nbDebug(QStringLiteral("updater: install script started; quitting for it"));
-    emit quitRequested();
 }
 
 void UpdateFlow::showAlert(const QString& name, const QString& title, const QString& body) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NubraApp/Update/UpdaterService.h"
 #include "NubraCore/Update/Installation.h"
 #include "NubraCore/Update/UpdateCheck.h"
 
@@ -8,7 +9,6 @@
 #include <QStringList>
 #include <QUrl>
 
-#include <functional>
 #include <vector>
 
 class QMessageBox;
@@ -21,17 +21,13 @@ class UpdateFlow : public QObject {
     Q_OBJECT
 
 public:
-    // Starts `program` detached; false with a reason when it could not be started.
-    using Launcher =
-        std::function<bool(const QString& program, const QStringList& arguments, QString* error)>;
-
     struct Environment {
         QUrl baseURL;           // the service that announces releases
         QString currentVersion; // what a release must be newer than
         Installation installation;
         QString publicKeyPem; // the key releases are signed with; empty: no update is installed
         QStringList relaunchArguments;
-        Launcher launch; // empty: QProcess::startDetached
+        UpdaterService::Launcher launch; // empty: UpdaterService::startDetached
     };
 
     explicit UpdateFlow(Environment environment, QObject* parent = nullptr);

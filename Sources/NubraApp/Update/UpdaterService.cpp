@@ -6,7 +6,7 @@
 #include "NubraCore/Update/LinuxUpdaterScript.h"
 
 #include <QDir>
-#include <QFileInfo>
+#include <QProcess>
 #include <QSaveFile>
 #include <QUuid>
 
@@ -35,7 +35,18 @@ bool canInstall(const Installation& installation, const QString& publicKeyPem) {
     return installation.kind == Installation::Kind::bundle && !publicKeyPem.isEmpty();
 }
 
-std::variant<PreparedInstall, InstallRefusal> prepareInstall(const InstallInputs& inputs) {
+bool startDetached(const QString& program, const QStringList& arguments, QString* error) {
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(arguments);
+    process.setWorkingDirectory(QStringLiteral("/"));
+    if (process.startDetached())
+        return true;
+    *error = process.errorString();
+    return false;
+}
+
+InstallOutcome installAndRelaunch(const InstallInputs& inputs, const Launcher& launch) {
     LinuxUpdate update;
     update.archivePath = inputs.archivePath;
     update.version = inputs.info.version;
@@ -49,18 +60,23 @@ std::variant<PreparedInstall, InstallRefusal> prepareInstall(const InstallInputs
     const std::optional<QString> script = LinuxUpdaterScript::build(update);
     if (!script) {
         nbDebug(QStringLiteral("updater: install script refused its inputs"));
-        return InstallRefusal::blocked;
+        return {InstallOutcome::Kind::blocked, {}};
     }
 
     const QString path = freshTemporaryPath(QStringLiteral(".sh"));
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(script->toUtf8()) < 0 || !file.commit()) {
         nbDebug(QStringLiteral("updater: cannot write ") + path + QStringLiteral(": ") + file.errorString());
-        return InstallRefusal::notPrepared;
+        return {InstallOutcome::Kind::notPrepared, {}};
     }
     nbDebug(QStringLiteral("updater: install script ") + path + QStringLiteral(", error note ") +
             update.errPath);
-    return PreparedInstall{path};
+    QString error;
+    if (!launch(QStringLiteral("/bin/bash"), {path}, &error)) {
+        nbDebug(QStringLiteral("updater: cannot start the install script: ") + error);
+        return {InstallOutcome::Kind::notStarted, error};
+    }
+    return {};
 }
 
 } // namespace UpdaterService

@@ -8,7 +8,6 @@
 #include <QUrl>
 
 #include <functional>
-#include <variant>
 
 class QNetworkAccessManager;
 class QObject;
@@ -29,26 +28,35 @@ UpdateDownload* download(QNetworkAccessManager* session, const UpdateInfo& info,
 // releases are signed with.
 bool canInstall(const Installation& installation, const QString& publicKeyPem);
 
-// The install script, written and ready to run, or why there is none.
-struct PreparedInstall {
-    QString scriptPath;
-};
-enum class InstallRefusal {
-    blocked,     // the builder refused the inputs
-    notPrepared, // the script could not be written
-};
+// Starts `program` detached; false with a reason when it could not be started.
+using Launcher = std::function<bool(const QString& program, const QStringList& arguments, QString* error)>;
+// QProcess::startDetached from the root folder.
+bool startDetached(const QString& program, const QStringList& arguments, QString* error);
 
-// Writes the one-shot script that replaces `installation` with the downloaded archive once the
-// process `pid` has ended, and starts the new version with `relaunchArguments`. Its error note and
-// the script itself go to the temporary folder under fresh names.
 struct InstallInputs {
     QString archivePath;
     UpdateInfo info;
     Installation installation;
     QString publicKeyPem;
-    qint64 pid = 0;
+    qint64 pid = 0; // the process the script waits for
     QStringList relaunchArguments;
 };
-std::variant<PreparedInstall, InstallRefusal> prepareInstall(const InstallInputs& inputs);
+
+struct InstallOutcome {
+    enum class Kind {
+        started,     // the script runs and waits for the process to end
+        blocked,     // the script builder refused the inputs
+        notPrepared, // the script could not be written
+        notStarted,  // bash could not be started: `error` says why
+    };
+    Kind kind = Kind::started;
+    QString error;
+};
+
+// Writes the one-shot script that replaces `installation` with the downloaded archive once the
+// process `pid` has ended and then starts the new version with `relaunchArguments`, and starts it
+// with `launch`. Its error note and the script itself go to the temporary folder under fresh names.
+// The caller quits when it has started.
+InstallOutcome installAndRelaunch(const InstallInputs& inputs, const Launcher& launch);
 
 } // namespace UpdaterService

@@ -105,9 +105,23 @@ def start_old_nubra(desktop, name, served):
     return bundle, env, process
 
 
-def accept_offer(watcher, bundle, picture):
-    """Chooses "Check for Updates…" in the tray, then "Download & Install" in the offer."""
+def update_checks():
+    """How many update checks Nubra has finished, by its debug log."""
+    try:
+        with open(os.environ["NUBRA_DEBUG_LOG"], encoding="utf-8", errors="replace") as log:
+            return log.read().count("updater: result=")
+    except OSError:
+        return 0
+
+
+def accept_offer(watcher, picture):
+    """Waits for the check Nubra makes by itself after starting, chooses "Check for Updates…" in the tray,
+    then "Download & Install" in the offer. Waiting for the first check keeps its offer from replacing
+    the one about to be clicked."""
+    before = update_checks()
+    poll("the check after start-up", lambda: update_checks() > before, 20)
     poll("the tray item", lambda: watcher.click("Check for Updates…"), 20)
+    poll("the check from the menu", lambda: update_checks() > before + 1, 20)
     version = manifest(ARGS.new)["version"]
     poll("the offer of the new version", lambda: widget("label", name=f"^{version}"), 20)
     if picture:
@@ -143,7 +157,7 @@ def quits(process):
 def update_installs_and_relaunches(desktop):
     watcher = Watcher(desktop)
     bundle, env, old = start_old_nubra(desktop, "update", served_copy("served-good", tamper=False))
-    accept_offer(watcher, bundle, "update-offer.png")
+    accept_offer(watcher, "update-offer.png")
 
     new = manifest(ARGS.new)["version"]
     quits(old)
@@ -167,7 +181,7 @@ def update_installs_and_relaunches(desktop):
 def tampered_archive_is_refused(desktop):
     watcher = Watcher(desktop)
     bundle, env, old = start_old_nubra(desktop, "tampered", served_copy("served-tampered", tamper=True))
-    accept_offer(watcher, bundle, None)
+    accept_offer(watcher, None)
 
     quits(old)
     reason = poll("the reason in the install script's error note", lambda: error_note(env["TMPDIR"]), 30)

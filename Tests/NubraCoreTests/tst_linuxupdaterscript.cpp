@@ -212,25 +212,8 @@ int LinuxUpdaterScriptTest::runScript(const QStringList& environment) {
     if (!script || !writeFile(outside(m_scriptPath), script->toUtf8()))
         return -1;
 
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("HOME"), QStringLiteral("/home/u"));
-    env.insert(QStringLiteral("PATH"),
-               path(QStringLiteral("bin")) + u':' + env.value(QStringLiteral("PATH")));
-    env.insert(QStringLiteral("NUBRA_TEST_LOG"), path(QStringLiteral("log")));
-    for (const QString& assignment : environment)
-        env.insert(assignment.section(u'=', 0, 0), assignment.section(u'=', 1));
-
-    QProcess bash;
-    bash.setProcessEnvironment(env);
-    bash.setProcessChannelMode(QProcess::ForwardedChannels);
-    bash.start(QStringLiteral("bwrap"), ScriptSandbox::arguments(m_dir->path(), privateDirs)
-                                            << QStringLiteral("/bin/bash") << m_scriptPath);
-    if (!bash.waitForFinished(60000)) {
-        bash.kill();
-        bash.waitForFinished();
-        return -2;
-    }
-    return bash.exitStatus() == QProcess::NormalExit ? bash.exitCode() : -3;
+    return ScriptSandbox::runBash(ScriptSandbox::arguments(m_dir->path(), privateDirs), m_scriptPath,
+                                  m_dir->path(), QStringList{QStringLiteral("HOME=/home/u")} + environment);
 }
 
 QStringList LinuxUpdaterScriptTest::leftovers() const {

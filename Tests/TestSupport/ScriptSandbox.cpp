@@ -26,6 +26,28 @@ QByteArray readFile(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
 }
 
+int runBash(const QStringList& sandboxArguments, const QString& script, const QString& root,
+            const QStringList& assignments) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PATH"),
+                       root + QStringLiteral("/bin:") + environment.value(QStringLiteral("PATH")));
+    environment.insert(QStringLiteral("NUBRA_TEST_LOG"), root + QStringLiteral("/log"));
+    for (const QString& assignment : assignments)
+        environment.insert(assignment.section(u'=', 0, 0), assignment.section(u'=', 1));
+
+    QProcess bash;
+    bash.setProcessEnvironment(environment);
+    bash.setProcessChannelMode(QProcess::ForwardedChannels);
+    bash.start(QStringLiteral("bwrap"), QStringList(sandboxArguments)
+                                            << QStringLiteral("/bin/bash") << script);
+    if (!bash.waitForFinished(60000)) {
+        bash.kill();
+        bash.waitForFinished();
+        return -2;
+    }
+    return bash.exitStatus() == QProcess::NormalExit ? bash.exitCode() : -3;
+}
+
 QStringList arguments(const QString& root, const QStringList& privateDirs) {
     QStringList args{QStringLiteral("--die-with-parent")};
     const auto entries =

@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QStandardPaths>
 
 namespace {
 
@@ -63,9 +64,8 @@ QString LaunchAtLogin::defaultProgram() {
 }
 
 QString LaunchAtLogin::autostartDirectory() {
-    const QString configHome = qEnvironmentVariable("XDG_CONFIG_HOME");
-    const QString base = QDir::isAbsolutePath(configHome) ? configHome : QDir::homePath() + u"/.config";
-    return QDir::cleanPath(base + u"/autostart");
+    return QDir::cleanPath(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+                           u"/autostart");
 }
 
 QString LaunchAtLogin::entryPath() const {

@@ -16,7 +16,7 @@ public:
     explicit LaunchAtLogin(QString program = defaultProgram());
 
     static QString defaultProgram();
-    // $XDG_CONFIG_HOME/autostart when that is an absolute path, ~/.config/autostart otherwise.
+    // $XDG_CONFIG_HOME/autostart (~/.config/autostart by default).
     static QString autostartDirectory();
     QString entryPath() const;
 

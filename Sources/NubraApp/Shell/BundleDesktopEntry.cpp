@@ -7,12 +7,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QStandardPaths>
 #include <QThreadPool>
 
 QString BundleDesktopEntry::entryPath() {
-    const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
-    const QString base = QDir::isAbsolutePath(dataHome) ? dataHome : QDir::homePath() + u"/.local/share";
-    return QDir::cleanPath(base + u"/applications/app.nubra.Nubra.desktop");
+    return QDir::cleanPath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                           u"/applications/app.nubra.Nubra.desktop");
 }
 
 QByteArray BundleDesktopEntry::entryText(const QString& folder) {

@@ -14,7 +14,7 @@ class BundleDesktopEntry {
 public:
     enum class Outcome { notBundle, unchanged, written, failed };
 
-    // $XDG_DATA_HOME/applications/app.nubra.Nubra.desktop; XDG_DATA_HOME counts when absolute.
+    // $XDG_DATA_HOME/applications/app.nubra.Nubra.desktop (~/.local/share/applications by default).
     static QString entryPath();
     // The entry for the bundle in `folder`.
     static QByteArray entryText(const QString& folder);

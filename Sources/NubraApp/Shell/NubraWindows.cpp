@@ -47,10 +47,14 @@ void bringForward(QWidget* window, Focus focus = Focus::take) {
         window->activateWindow();
 }
 
-// A new window in the middle of the screen; its view reads the state, so it must not outlive it.
-QWidget* centredWithState(QWidget* window, AppState& state) {
+void centre(QWidget* window) {
     if (const QScreen* screen = QGuiApplication::primaryScreen())
         window->move(screen->availableGeometry().center() - window->rect().center());
+}
+
+// A new window in the middle of the screen; its view reads the state, so it must not outlive it.
+QWidget* centredWithState(QWidget* window, AppState& state) {
+    centre(window);
     QObject::connect(&state, &QObject::destroyed, window, [window] { delete window; });
     return window;
 }
@@ -229,8 +233,7 @@ void showUpdateNotice(const QString& text, bool isError) {
     layout->addWidget(new UpdateNoticeView(text, isError, panel));
     const int height = panel->heightForWidth(UpdateNoticeView::viewWidth);
     panel->setFixedSize(UpdateNoticeView::viewWidth, height > 0 ? height : panel->sizeHint().height());
-    if (const QScreen* screen = QGuiApplication::primaryScreen())
-        panel->move(screen->availableGeometry().center() - panel->rect().center());
+    centre(panel);
     theUpdateNotice = panel;
     panel->show();
     panel->raise();

@@ -286,6 +286,17 @@ private slots:
         QVERIFY(log->messages().contains(QStringLiteral("menu: CheckForUpdates clicked")));
         item(menu, "closeCardItem")->trigger();
         QCOMPARE(close.size(), 1);
+
+        // A download shows its progress with a way to stop it, and both go when it ends.
+        QSignalSpy cancel(&menu, &TrayMenu::cancelActivityRequested);
+        QVERIFY(!item(menu, "cancelActivityItem")->isVisible());
+        menu.setActivity(QStringLiteral("Downloading Nubra 1.2.0… 42 %"));
+        QVERIFY(visibleItems(menu).contains(QStringLiteral("Downloading Nubra 1.2.0… 42 %")));
+        item(menu, "cancelActivityItem")->trigger();
+        QCOMPARE(cancel.size(), 1);
+        menu.setActivity(QString());
+        QVERIFY(!item(menu, "cancelActivityItem")->isVisible());
+        QVERIFY(!item(menu, "activityLine")->isVisible());
     }
 
     void linuxTextsNameNoMacPlaces() {

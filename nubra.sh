@@ -24,7 +24,7 @@ JOBS="$(nproc 2>/dev/null || echo 2)"
 
 PACKAGES=(
     # toolchain
-    build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
+    build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev ccache
     # libraries
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
     libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libbenchmark-dev
@@ -46,6 +46,15 @@ PACKAGES=(
 
 log() { printf '\n==> %s\n' "$*"; }
 
+# apt waits this long for another package manager (an unattended upgrade, a second apt-get) to let go
+# of its locks, saying so while it waits, instead of failing at once.
+APT_LOCK_WAIT=600
+apt_get() {
+    local sudo=()
+    ((EUID == 0)) || sudo=(sudo)
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get -o DPkg::Lock::Timeout="$APT_LOCK_WAIT" "$@"
+}
+
 setup() {
     local missing=()
     for package in "${PACKAGES[@]}"; do
@@ -57,17 +66,21 @@ setup() {
         return
     fi
     log "Installing: ${missing[*]}"
-    local sudo=()
-    ((EUID == 0)) || sudo=(sudo)
-    export DEBIAN_FRONTEND=noninteractive
-    "${sudo[@]}" apt-get update -q
-    "${sudo[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"
+    echo "(if another package manager is running, this waits up to $((APT_LOCK_WAIT / 60)) minutes for it)"
+    apt_get update -q
+    apt_get install -y -q --no-install-recommends "${missing[@]}"
 }
 
+# Every build goes through ccache. Paths are hashed relative to the checkout and not by the folder the
+# compiler runs in, so a second clone, and build folders that sit side by side at the same depth
+# (build/, build-release/), reuse each other's objects.
+export CCACHE_BASEDIR="$ROOT" CCACHE_NOHASHDIR=1
+
 configure() { # <build dir> [cmake options...]
-    local dir="$1"
+    local dir="$1" launcher=()
     shift
-    cmake -S "$ROOT" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+    command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    cmake -S "$ROOT" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "${launcher[@]}" "$@" >/dev/null
 }
 
 build() {
@@ -306,14 +319,14 @@ release() {
     setup
     release_key
 
-    # Its own build folder, so the development build keeps its settings. The optimisation is the
-    # tested build's; the debug information that install --strip drops is not made at all. The
-    # bundle's programs look for libraries in its lib/ first (DT_RPATH, which also covers what Qt
+    # Its own build folder, so the development build keeps its settings. It compiles exactly as the
+    # tested build does and sits beside it, so the compiler cache hands it the tested build's objects
+    # (only the version's source and the links are new); install --strip drops the debug information.
+    # The bundle's programs look for libraries in its lib/ first (DT_RPATH, which also covers what Qt
     # loads for them, such as the platform plugin's own libraries).
-    local dir="$BUILD/release" stage="$BUILD/release/stage"
+    local dir="$ROOT/build-release" stage="$ROOT/build-release/stage"
     log "Building version $version into $dir"
     configure "$dir" -DNUBRA_VERSION_OVERRIDE="$version" -DNUBRA_UPDATE_PUBLIC_KEY="$PUBLIC_KEY" \
-        -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG" -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG" \
         -DCMAKE_INSTALL_RPATH='$ORIGIN/../lib;$ORIGIN/../../lib' -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON \
         -DCMAKE_EXE_LINKER_FLAGS=-Wl,--disable-new-dtags
     cmake --build "$dir" -j "$JOBS" --target nubra nubra-cli nubra-glossd nubra-capture-probe nubra-install-data

@@ -1,7 +1,7 @@
 // Draws the application icon for installation: nubra-brand-artwork DIR writes the freedesktop icon
 // theme folders under DIR (hicolor/scalable and hicolor/NxN), drawn from the same shapes the running
 // application draws its bubble with. A build tool; not installed.
-#include "NubraApp/Shell/BrandIcon.h"
+#include "NubraApp/Foundation/BrandIcon.h"
 
 #include <QBuffer>
 #include <QDir>

@@ -2,8 +2,8 @@
 
 // A card controller wired to a real AppState whose gloss service is a scripted local server.
 
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Overlay/OverlayController.h"
-#include "NubraApp/Shell/AppState.h"
 #include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Support/Defaults.h"
 #include "NubraPlatform/fake/FakeDesktop.h"

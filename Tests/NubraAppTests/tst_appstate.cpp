@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Service/TokenStore.h"
 #include "NubraCore/Support/Defaults.h"

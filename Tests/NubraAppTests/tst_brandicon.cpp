@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/BrandIcon.h"
+#include "NubraApp/Foundation/BrandIcon.h"
 
 #include <QImage>
 #include <QPainter>

@@ -5,7 +5,7 @@
 
 using namespace Qt::StringLiterals;
 using Action = LaunchRequest::Action;
-using SettingsTab = NubraWindows::SettingsTab;
+using SettingsTab = SettingsTab;
 using Status = LaunchMessage::Decoded::Status;
 
 namespace {

@@ -1,6 +1,6 @@
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraApp/History/HistoryView.h"
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraCore/History/HistoryExporter.h"
 #include "NubraCore/Service/SecretStore.h"

@@ -1,12 +1,12 @@
 #include "NubraApp/Capture/HotkeyManager.h"
 #include "NubraApp/Capture/SelectionService.h"
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Onboarding/BusySpinner.h"
 #include "NubraApp/Onboarding/PermissionFlowView.h"
 #include "NubraApp/Onboarding/PermissionMonitor.h"
 #include "NubraApp/Onboarding/Symbols.h"
-#include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/NubraWindows.h"
-#include "NubraApp/Shell/PlatformTexts.h"
 #include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Support/Defaults.h"
 #include "NubraCore/Vocabulary/L10n.h"
@@ -51,7 +51,7 @@ struct Kit {
     Desktop desktop = fake.desktop();
     HotkeyManager hotkeys{fake.hotkeys};
     TrustWatcher trust{fake.accessibility, fake.tasks};
-    NubraWindows::Services services{desktop, hotkeys, trust};
+    AppServices services{desktop, hotkeys, trust};
     std::unique_ptr<AppState> state;
 };
 
@@ -262,6 +262,9 @@ private slots:
         Kit kit;
         SelectionService service(kit.desktop);
         PermissionMonitor monitor(kit.desktop, service, kit.trust);
+        // Wired as the application wires them.
+        connect(&monitor, &PermissionMonitor::permissionGranted, this,
+                [&kit] { NubraWindows::showPermissionFlow(*kit.state, NubraWindows::Focus::leave); });
         connect(&monitor, &PermissionMonitor::closePermissionWindow, this,
                 &NubraWindows::closePermissionFlow);
         monitor.start(*kit.state);

@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/HistoryNotifier.h"
+#include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraCore/Vocabulary/L10n.h"
 #include "OverlayTestKit.h"
 

@@ -1,7 +1,7 @@
 #include "NubraApp/Capture/HotkeyManager.h"
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Settings/LaunchAtLogin.h"
 #include "NubraApp/Settings/SettingsView.h"
-#include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Support/Defaults.h"
@@ -58,7 +58,7 @@ struct Kit {
     Desktop desktop = fake.desktop();
     HotkeyManager hotkeys{fake.hotkeys};
     TrustWatcher trust{fake.accessibility, fake.tasks};
-    NubraWindows::Services services{desktop, hotkeys, trust};
+    AppServices services{desktop, hotkeys, trust};
 };
 
 template <typename T> T* child(const QWidget& view, const char* name) {
@@ -99,7 +99,7 @@ private slots:
         AppSettings& settings = kit.state->settings();
         SettingsView view(*kit.state, kit.services, std::nullopt);
         view.show();
-        QCOMPARE(view.currentTab(), NubraWindows::SettingsTab::general);
+        QCOMPARE(view.currentTab(), SettingsTab::general);
 
         choose(view, "lengthPicker", u"Detailed"_qs);
         choose(view, "modelTierPicker", u"High quality"_qs);
@@ -132,7 +132,7 @@ private slots:
         QVERIFY(!child<QCheckBox>(view, "pauseToggle")->isChecked());
 
         // The translation note is there while the output language is fixed.
-        child<QTabWidget>(view, "settingsTabs")->setCurrentIndex(int(NubraWindows::SettingsTab::gloss));
+        child<QTabWidget>(view, "settingsTabs")->setCurrentIndex(int(SettingsTab::gloss));
         auto* note = child<QLabel>(view, "translationNote");
         QVERIFY(!note->isVisibleTo(&view));
         choose(view, "outputLanguagePicker", u"Chinese"_qs);
@@ -228,9 +228,10 @@ private slots:
         const QString program = QCoreApplication::applicationFilePath();
         QFile entry(kit.entryPath());
         QVERIFY(entry.open(QIODevice::ReadOnly));
-        QCOMPARE(QString::fromUtf8(entry.readAll()),
-                 u"[Desktop Entry]\nType=Application\nName=Nubra\nIcon=app.nubra.Nubra\nExec=\"%1\"\nTryExec=%1\n"
-                 u"X-GNOME-Autostart-enabled=true\n"_qs.arg(program));
+        QCOMPARE(
+            QString::fromUtf8(entry.readAll()),
+            u"[Desktop Entry]\nType=Application\nName=Nubra\nIcon=app.nubra.Nubra\nExec=\"%1\"\nTryExec=%1\n"
+            u"X-GNOME-Autostart-enabled=true\n"_qs.arg(program));
         entry.close();
 
         // A hidden entry does not count; the state is read again when the view is shown.
@@ -299,7 +300,7 @@ private slots:
         record.createdAt = QDateTime::currentDateTimeUtc();
         record.selectedText = u"word"_qs;
         kit.state->history().insert(record);
-        SettingsView view(*kit.state, kit.services, NubraWindows::SettingsTab::privacy);
+        SettingsView view(*kit.state, kit.services, SettingsTab::privacy);
         view.show();
         auto* message = child<QLabel>(view, "historyMessage");
         QVERIFY(!message->isVisibleTo(&view));
@@ -375,18 +376,18 @@ private slots:
     void windowIsMadeOnceAndKeepsItsTab() {
         Kit kit;
         NubraWindows::install(&kit.services);
-        NubraWindows::showSettings(*kit.state, NubraWindows::SettingsTab::privacy);
+        NubraWindows::showSettings(*kit.state, SettingsTab::privacy);
         QPointer<QWidget> window = NubraWindows::settingsWindow();
         QVERIFY(window && window->isVisible());
         QCOMPARE(window->windowTitle(), u"Nubra Settings"_qs);
         QVERIFY(window->width() >= 460 && window->height() >= 520);
         auto* view = window->findChild<SettingsView*>();
-        QCOMPARE(view->currentTab(), NubraWindows::SettingsTab::privacy);
+        QCOMPARE(view->currentTab(), SettingsTab::privacy);
         QVERIFY(child<QWidget>(*view, "clearHistoryButton")->isVisible());
 
-        NubraWindows::showSettings(*kit.state, NubraWindows::SettingsTab::about);
+        NubraWindows::showSettings(*kit.state, SettingsTab::about);
         QCOMPARE(NubraWindows::settingsWindow(), window.data());
-        QCOMPARE(view->currentTab(), NubraWindows::SettingsTab::privacy);
+        QCOMPARE(view->currentTab(), SettingsTab::privacy);
 
         // Closed or minimised, it comes back as it was.
         window->close();
@@ -394,7 +395,7 @@ private slots:
         NubraWindows::showSettings(*kit.state);
         QCOMPARE(NubraWindows::settingsWindow(), window.data());
         QVERIFY(window->isVisible() && !window->isMinimized());
-        QCOMPARE(view->currentTab(), NubraWindows::SettingsTab::privacy);
+        QCOMPARE(view->currentTab(), SettingsTab::privacy);
 
         // It goes with the services it uses.
         NubraWindows::install(nullptr);

@@ -24,7 +24,7 @@ using ListenResult = SingleInstance::ListenResult;
 
 namespace {
 
-LaunchRequest request(Action action, std::optional<NubraWindows::SettingsTab> tab = std::nullopt) {
+LaunchRequest request(Action action, std::optional<SettingsTab> tab = std::nullopt) {
     LaunchRequest result;
     result.action = action;
     result.settingsTab = tab;
@@ -115,7 +115,7 @@ private slots:
         QTest::newRow("reopen") << request(Action::reopen);
         QTest::newRow("history") << request(Action::history);
         QTest::newRow("settings") << request(Action::settings);
-        QTest::newRow("settings at a tab") << request(Action::settings, NubraWindows::SettingsTab::privacy);
+        QTest::newRow("settings at a tab") << request(Action::settings, SettingsTab::privacy);
         QTest::newRow("pause") << request(Action::pause);
         QTest::newRow("resume") << request(Action::resume);
         QTest::newRow("quit") << request(Action::quit);

@@ -1,6 +1,6 @@
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/BrandIcon.h"
-#include "NubraApp/Shell/PlatformTexts.h"
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/BrandIcon.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Shell/TrayIcon.h"
 #include "NubraApp/Shell/TrayMenu.h"
 #include "NubraCore/Service/SecretStore.h"
@@ -206,7 +206,7 @@ private slots:
         QCOMPARE(item(menu, "pauseItem")->text(), QStringLiteral("Resume selection"));
         QCOMPARE(iconImage(tray.icon()), iconImage(BrandIcon::menuBarIcon(true)));
         QVERIFY(iconImage(tray.icon()) != running);
-        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra — Paused"));
+        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra paused"));
         QVERIFY(!defaults->contains(QStringLiteral("style"))); // pausing is not saved
 
         item(menu, "pauseItem")->trigger();

@@ -99,6 +99,7 @@ private slots:
 
     void aCheckTheUserAskedForAlwaysAnswers() {
         UpdateFlow flow(environment());
+        connect(&flow, &UpdateFlow::noticeRequested, this, &NubraWindows::showUpdateNotice);
         DebugLogCapture log;
         const auto checked = [&log](int count) {
             return log.messages().filter(u"updater: result="_s).size() == count;
@@ -296,8 +297,8 @@ private:
                             {u"signature"_s, QString::fromLatin1(QByteArray(64, '\x05').toBase64())}};
         if (!notes.isEmpty())
             release.insert(u"notes"_s, notes);
-        serve(
-            Response::whole(200, QJsonDocument(QJsonObject{{u"ok"_s, true}, {u"data"_s, QJsonValue(release)}}).toJson()));
+        serve(Response::whole(
+            200, QJsonDocument(QJsonObject{{u"ok"_s, true}, {u"data"_s, QJsonValue(release)}}).toJson()));
     }
 
     // Checks, and accepts the offer.

@@ -7,7 +7,7 @@
 //   MENU_CLOSED                the menu has closed
 //   TRIGGERED <item>           an item of the menu or a submenu was chosen
 // NUBRA_TEST_LANGUAGE ("zh" or "en") overrides the interface language.
-#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Shell/TrayIcon.h"
 #include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Vocabulary/L10n.h"

@@ -1,6 +1,6 @@
 #include "NubraApp/Capture/SelectionService.h"
 
-#include "NubraApp/Shell/PlatformTexts.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 
 #include "NubraCore/Capture/ClipboardSnapshot.h"
 #include "NubraCore/Capture/ContextExtractor.h"

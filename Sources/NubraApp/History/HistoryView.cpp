@@ -1,8 +1,8 @@
 #include "NubraApp/History/HistoryView.h"
 
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraApp/History/HistoryListModel.h"
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraCore/History/HistoryExporter.h"
 #include "NubraCore/Vocabulary/L10n.h"
 

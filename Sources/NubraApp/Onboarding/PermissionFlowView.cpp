@@ -1,8 +1,8 @@
 #include "NubraApp/Onboarding/PermissionFlowView.h"
 
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Onboarding/BusySpinner.h"
 #include "NubraApp/Onboarding/Symbols.h"
-#include "NubraApp/Shell/PlatformTexts.h"
 #include "NubraCore/Settings/AppSettings.h"
 #include "NubraCore/Vocabulary/L10n.h"
 

@@ -1,8 +1,7 @@
 #include "NubraApp/Onboarding/PermissionMonitor.h"
 
 #include "NubraApp/Capture/SelectionService.h"
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraPlatform/TaskRunner.h"
 #include "NubraPlatform/TrustWatcher.h"
@@ -132,7 +131,7 @@ void PermissionMonitor::runSelfCheck() {
                 return;
             }
             state.settings().setPermissionPhase(PermissionPhase::active);
-            NubraWindows::showPermissionFlow(state, NubraWindows::Focus::leave);
+            emit self->permissionGranted();
             self->startSelectionMonitor(state);
         });
     });

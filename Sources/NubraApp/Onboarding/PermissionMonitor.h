@@ -44,6 +44,9 @@ public:
 signals:
     // Wire and start selection capture (hot-key callback, hot key in hotkey mode, the selection monitor).
     void startCapture();
+    // The permission came into force while the onboarding window guided the user to it: the window
+    // shows so, without taking the focus from the application the user went to select text in.
+    void permissionGranted();
     void closePermissionWindow();
 
 private:

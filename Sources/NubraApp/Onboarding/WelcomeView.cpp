@@ -1,7 +1,7 @@
 #include "NubraApp/Onboarding/WelcomeView.h"
 
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Onboarding/Symbols.h"
-#include "NubraApp/Shell/PlatformTexts.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QBoxLayout>

@@ -1,6 +1,6 @@
 #include "NubraApp/Overlay/BubbleWindow.h"
 
-#include "NubraApp/Shell/BrandIcon.h"
+#include "NubraApp/Foundation/BrandIcon.h"
 #include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/linux/X11Managers.h"
 

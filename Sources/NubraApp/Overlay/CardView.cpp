@@ -1,6 +1,6 @@
 #include "NubraApp/Overlay/CardView.h"
 
-#include "NubraApp/Overlay/OverlayController.h"
+#include "NubraCore/Lookup/LookupProgress.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QEvent>
@@ -88,8 +88,7 @@ constexpr qreal tertiary = 0.42;
 
 } // namespace
 
-CardView::CardView(OverlayController& controller, QWidget* parent)
-    : QWidget(parent), m_controller(controller) {
+CardView::CardView(QWidget* parent) : QWidget(parent) {
     setFixedWidth(cardWidth);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(padding, padding, padding, padding);
@@ -129,22 +128,7 @@ CardView::CardView(OverlayController& controller, QWidget* parent)
     layout->addStretch(1);
 
     applyColors();
-    renderGloss();
-    renderContextualMeaning();
-    renderError();
     renderChoice();
-
-    auto renderAfter = [this](void (CardView::*render)()) {
-        return [this, render] {
-            (this->*render)();
-            renderChoice();
-        };
-    };
-    connect(&controller, &OverlayController::glossChanged, this, renderAfter(&CardView::renderGloss));
-    connect(&controller, &OverlayController::contextualMeaningChanged, this,
-            renderAfter(&CardView::renderContextualMeaning));
-    connect(&controller, &OverlayController::errorMessageChanged, this, renderAfter(&CardView::renderError));
-    connect(&controller, &OverlayController::isLoadingChanged, this, &CardView::renderChoice);
 }
 
 int CardView::fittingHeight() const {
@@ -155,25 +139,33 @@ int CardView::fittingHeight() const {
                                        : column->totalSizeHint().height();
 }
 
-void CardView::renderGloss() {
-    m_glossText->setText(spacedHtml(m_controller.gloss(), 5));
-}
-
-void CardView::renderContextualMeaning() {
-    m_contextText->setText(spacedHtml(m_controller.contextualMeaning(), 4));
-}
-
-void CardView::renderError() {
-    m_errorText->setText(spacedHtml(m_controller.errorMessageText(), 3));
+void CardView::present(const LookupProgress& progress) {
+    bool changed = false;
+    auto follow = [&changed](auto& shown, const auto& now) {
+        if (shown == now)
+            return false;
+        shown = now;
+        changed = true;
+        return true;
+    };
+    if (follow(m_gloss, progress.gloss()))
+        m_glossText->setText(spacedHtml(m_gloss, 5));
+    if (follow(m_contextualMeaning, progress.contextualMeaning()))
+        m_contextText->setText(spacedHtml(m_contextualMeaning, 4));
+    if (follow(m_errorMessage, progress.errorMessage()))
+        m_errorText->setText(spacedHtml(m_errorMessage.value_or(QString()), 3));
+    follow(m_loading, progress.isLoading());
+    if (changed)
+        renderChoice();
 }
 
 void CardView::renderChoice() {
     Content content = Content::explanation;
-    if (m_controller.isLoading() && m_controller.gloss().isEmpty())
+    if (m_loading && m_gloss.isEmpty())
         content = Content::loading;
-    else if (m_controller.errorMessage())
+    else if (m_errorMessage)
         content = Content::error;
-    else if (m_controller.gloss().isEmpty() && m_controller.contextualMeaning().isEmpty())
+    else if (m_gloss.isEmpty() && m_contextualMeaning.isEmpty())
         content = Content::nothing;
 
     // The language may have changed since the last lookup.
@@ -183,9 +175,8 @@ void CardView::renderChoice() {
 
     m_loadingRow->setVisible(content == Content::loading);
     m_errorText->setVisible(content == Content::error);
-    m_glossSection->setVisible(content == Content::explanation && !m_controller.gloss().isEmpty());
-    m_contextSection->setVisible(content == Content::explanation &&
-                                 !m_controller.contextualMeaning().isEmpty());
+    m_glossSection->setVisible(content == Content::explanation && !m_gloss.isEmpty());
+    m_contextSection->setVisible(content == Content::explanation && !m_contextualMeaning.isEmpty());
     m_content = content;
     emit contentChanged();
 }

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <QString>
 #include <QWidget>
 
-class OverlayController;
+#include <optional>
+
+class LookupProgress;
 class QLabel;
 
 // The inside of the card: the loading row, the error text, or the explanation in up to two sections,
-// re-rendered piece by piece as the controller changes. Its width is fixed; its height follows the
-// content (heightForWidth), and contentChanged() says when it may have changed.
+// re-rendered piece by piece as the lookup it is given changes. Its width is fixed; its height follows
+// the content (heightForWidth), and contentChanged() says when it may have changed.
 class CardView : public QWidget {
     Q_OBJECT
 public:
@@ -17,7 +20,10 @@ public:
     static constexpr int cardWidth = 356;
     static constexpr int padding = 13;
 
-    explicit CardView(OverlayController& controller, QWidget* parent = nullptr);
+    explicit CardView(QWidget* parent = nullptr);
+
+    // Shows the lookup as it stands; only what differs from the last call is rendered again.
+    void present(const LookupProgress& progress);
 
     Content content() const { return m_content; }
     // The height the card needs at its fixed width.
@@ -30,14 +36,14 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    void renderGloss();
-    void renderContextualMeaning();
-    void renderError();
     // Chooses what shows; cheap, so it runs after every change.
     void renderChoice();
     void applyColors();
 
-    OverlayController& m_controller;
+    QString m_gloss;
+    QString m_contextualMeaning;
+    std::optional<QString> m_errorMessage;
+    bool m_loading = false;
     Content m_content = Content::nothing;
 
     QWidget* m_loadingRow = nullptr;

@@ -18,8 +18,7 @@ constexpr qreal cornerRadius = 14;
 constexpr int fadeMilliseconds = 160;
 } // namespace
 
-CardWindow::CardWindow(OverlayController& controller)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
+CardWindow::CardWindow() : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
     // Not WindowDoesNotAcceptFocus: a click must be able to activate the card for copying and Escape.
     setAttribute(Qt::WA_ShowWithoutActivating);
     setObjectName(QStringLiteral("nubraCard"));
@@ -28,7 +27,7 @@ CardWindow::CardWindow(OverlayController& controller)
     if (m_translucent)
         setAttribute(Qt::WA_TranslucentBackground);
 
-    m_view = new CardView(controller, this);
+    m_view = new CardView(this);
     connect(m_view, &CardView::contentChanged, this, &CardWindow::fitToContent);
 
     if (m_translucent) {

@@ -5,7 +5,6 @@
 #include <QWidget>
 
 class CardView;
-class OverlayController;
 class QPropertyAnimation;
 class ScreenSpace;
 
@@ -15,7 +14,7 @@ class ScreenSpace;
 class CardWindow : public QWidget {
     Q_OBJECT
 public:
-    explicit CardWindow(OverlayController& controller);
+    CardWindow();
     ~CardWindow() override;
 
     // Puts the card next to `selection` (global coordinates), replacing wherever it was.

@@ -1,8 +1,9 @@
 #include "NubraApp/Overlay/OverlayController.h"
 
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/HistoryNotifier.h"
+#include "NubraApp/Overlay/CardView.h"
 #include "NubraApp/Overlay/CardWindow.h"
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraCore/Lookup/LookupHistory.h"
 #include "NubraCore/Lookup/SelectionLimit.h"
 #include "NubraCore/Service/GlossLookup.h"
@@ -51,6 +52,8 @@ template <typename Change> void OverlayController::updateProgress(Change&& chang
         emit errorMessageChanged();
     if (before.isLoading() != m_progress.isLoading())
         emit isLoadingChanged();
+    if (m_window)
+        m_window->view()->present(m_progress);
 }
 
 void OverlayController::setText(QString& field, const QString& value, void (OverlayController::*changed)()) {
@@ -76,8 +79,9 @@ void OverlayController::show(const SelectionSnapshot& snapshot) {
         emit visibleChanged();
     }
     if (!m_window) {
-        m_window = std::make_unique<CardWindow>(*this);
+        m_window = std::make_unique<CardWindow>();
         connect(m_window.get(), &CardWindow::dismissRequested, this, &OverlayController::close);
+        m_window->view()->present(m_progress);
     }
     m_window->showNear(snapshot.bounds, m_screens.screens());
 }

@@ -1,9 +1,9 @@
 #include "NubraApp/Settings/AboutPage.h"
 #include "NubraBuildInfo/BuildInfo.h"
 
+#include "NubraApp/Foundation/BrandIcon.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Settings/SettingsStyle.h"
-#include "NubraApp/Shell/BrandIcon.h"
-#include "NubraApp/Shell/PlatformTexts.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QFormLayout>

@@ -1,13 +1,13 @@
 #include "NubraApp/Settings/GeneralPage.h"
 
+#include "NubraApp/Foundation/AppServices.h"
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Settings/AccessibilityButton.h"
 #include "NubraApp/Settings/GlossServiceRow.h"
 #include "NubraApp/Settings/HotkeyRow.h"
 #include "NubraApp/Settings/LaunchAtLoginToggle.h"
 #include "NubraApp/Settings/SettingPicker.h"
 #include "NubraApp/Settings/SettingsStyle.h"
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/NubraWindows.h"
 #include "NubraPlatform/Desktop.h"
 
 #include <QCheckBox>
@@ -34,7 +34,7 @@ QCheckBox* settingToggle(const char* name, const QString& text, AppSettings& set
 
 } // namespace
 
-GeneralPage::GeneralPage(AppState& state, const NubraWindows::Services& services, QWidget* parent)
+GeneralPage::GeneralPage(AppState& state, const AppServices& services, QWidget* parent)
     : QWidget(parent), m_state(state) {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(selectionSection(state, services));
@@ -44,7 +44,7 @@ GeneralPage::GeneralPage(AppState& state, const NubraWindows::Services& services
     connect(&state.settings(), &AppSettings::triggerModeChanged, this, &GeneralPage::followTriggerMode);
 }
 
-QWidget* GeneralPage::selectionSection(AppState& state, const NubraWindows::Services& services) {
+QWidget* GeneralPage::selectionSection(AppState& state, const AppServices& services) {
     AppSettings& settings = state.settings();
     auto* section = new QGroupBox(L10n::t(QStringLiteral("Selection"), QStringLiteral("划词")), this);
     m_selectionForm = new QFormLayout(section);
@@ -73,7 +73,7 @@ QWidget* GeneralPage::selectionSection(AppState& state, const NubraWindows::Serv
     return section;
 }
 
-QWidget* GeneralPage::systemSection(AppState& state, const NubraWindows::Services& services) {
+QWidget* GeneralPage::systemSection(AppState& state, const AppServices& services) {
     auto* section = new QGroupBox(L10n::t(QStringLiteral("System"), QStringLiteral("系统")), this);
     auto* form = new QFormLayout(section);
     form->addRow(new LaunchAtLoginToggle(services.desktop.tasks, section));

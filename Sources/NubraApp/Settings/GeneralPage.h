@@ -6,9 +6,7 @@ class AppState;
 class QFormLayout;
 class GlossServiceRow;
 class HotkeyRow;
-namespace NubraWindows {
-struct Services;
-}
+struct AppServices;
 
 // The general tab: how a lookup is triggered (with the hot key in hotkey mode), pausing, dismissing
 // the card, launch at login, the accessibility permission and, when it is not running, the local
@@ -17,14 +15,14 @@ class GeneralPage final : public QWidget {
     Q_OBJECT
 
 public:
-    GeneralPage(AppState& state, const NubraWindows::Services& services, QWidget* parent = nullptr);
+    GeneralPage(AppState& state, const AppServices& services, QWidget* parent = nullptr);
 
 protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    QWidget* selectionSection(AppState& state, const NubraWindows::Services& services);
-    QWidget* systemSection(AppState& state, const NubraWindows::Services& services);
+    QWidget* selectionSection(AppState& state, const AppServices& services);
+    QWidget* systemSection(AppState& state, const AppServices& services);
     // The hot-key row is there in hotkey mode only; leaving that mode ends a recording.
     void followTriggerMode();
 

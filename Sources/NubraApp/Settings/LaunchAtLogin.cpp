@@ -1,6 +1,6 @@
 #include "NubraApp/Settings/LaunchAtLogin.h"
 
-#include "NubraApp/Shell/DesktopEntryText.h"
+#include "NubraApp/Foundation/DesktopEntryText.h"
 
 #include <QCoreApplication>
 #include <QDir>

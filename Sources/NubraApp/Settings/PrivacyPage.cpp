@@ -1,9 +1,9 @@
 #include "NubraApp/Settings/PrivacyPage.h"
 
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/HistoryNotifier.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Settings/SettingsStyle.h"
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/HistoryNotifier.h"
-#include "NubraApp/Shell/PlatformTexts.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,18 +1,18 @@
 #include "NubraApp/Settings/SettingsView.h"
 
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Settings/AboutPage.h"
 #include "NubraApp/Settings/ExplanationPage.h"
 #include "NubraApp/Settings/GeneralPage.h"
 #include "NubraApp/Settings/PrivacyPage.h"
-#include "NubraApp/Shell/AppState.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QIcon>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
-SettingsView::SettingsView(AppState& state, const NubraWindows::Services& services,
-                           std::optional<Tab> initialTab, QWidget* parent)
+SettingsView::SettingsView(AppState& state, const AppServices& services, std::optional<Tab> initialTab,
+                           QWidget* parent)
     : QWidget(parent), m_tabs(new QTabWidget(this)) {
     m_tabs->setObjectName(QStringLiteral("settingsTabs"));
     m_tabs->setDocumentMode(true);

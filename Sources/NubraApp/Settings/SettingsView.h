@@ -1,12 +1,13 @@
 #pragma once
 
-#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraApp/Settings/SettingsTab.h"
 
 #include <QWidget>
 
 #include <optional>
 
 class AppState;
+struct AppServices;
 class QTabWidget;
 
 // The settings: four tabs (general, explanation, privacy, about) over the application state. The trigger
@@ -16,11 +17,11 @@ class SettingsView final : public QWidget {
     Q_OBJECT
 
 public:
-    using Tab = NubraWindows::SettingsTab;
+    using Tab = SettingsTab;
 
     // Opens at `initialTab`, the general tab when none is given. The state and the services must
     // outlive the view.
-    SettingsView(AppState& state, const NubraWindows::Services& services, std::optional<Tab> initialTab,
+    SettingsView(AppState& state, const AppServices& services, std::optional<Tab> initialTab,
                  QWidget* parent = nullptr);
 
     // "Nubra 设置" / "Nubra Settings": the title of the window that hosts this view.

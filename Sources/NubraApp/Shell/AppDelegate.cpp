@@ -40,6 +40,8 @@ AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
     OverlayController::install(&m_overlay);
 
     connect(&m_permission, &PermissionMonitor::startCapture, this, &AppDelegate::startSelectionMonitor);
+    connect(&m_permission, &PermissionMonitor::permissionGranted, this,
+            [this] { NubraWindows::showPermissionFlow(m_state, NubraWindows::Focus::leave); });
     connect(&m_permission, &PermissionMonitor::closePermissionWindow, this,
             &NubraWindows::closePermissionFlow);
     connect(&m_overlay, &OverlayController::explanationCompleted, this,
@@ -51,6 +53,7 @@ AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
     connect(&menu, &TrayMenu::checkForUpdatesRequested, this, [this]() { checkForUpdate(true); });
     connect(&menu, &TrayMenu::cancelActivityRequested, &m_updates, &UpdateFlow::cancelDownload);
     connect(&m_updates, &UpdateFlow::activityChanged, &m_tray, &TrayIcon::setActivity);
+    connect(&m_updates, &UpdateFlow::noticeRequested, this, &NubraWindows::showUpdateNotice);
     connect(&m_updates, &UpdateFlow::quitRequested, this, []() { QCoreApplication::quit(); });
 
     AppSettings& settings = m_state.settings();

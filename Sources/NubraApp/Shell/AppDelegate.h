@@ -3,10 +3,11 @@
 #include "NubraApp/Capture/HotkeyManager.h"
 #include "NubraApp/Capture/SelectionMonitor.h"
 #include "NubraApp/Capture/SelectionService.h"
+#include "NubraApp/Foundation/AppServices.h"
+#include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Onboarding/PermissionMonitor.h"
 #include "NubraApp/Overlay/BubbleWindow.h"
 #include "NubraApp/Overlay/OverlayController.h"
-#include "NubraApp/Shell/AppState.h"
 #include "NubraApp/Shell/CommandLine.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraApp/Shell/TrayIcon.h"
@@ -58,7 +59,7 @@ private:
     SelectionMonitor m_monitor;
     HotkeyManager m_hotkeys;
     PermissionMonitor m_permission;
-    NubraWindows::Services m_windowServices;
+    AppServices m_windowServices;
     TrayIcon m_tray;
     UpdateFlow m_updates;
 };

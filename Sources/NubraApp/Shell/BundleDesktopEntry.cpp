@@ -1,6 +1,6 @@
 #include "NubraApp/Shell/BundleDesktopEntry.h"
 
-#include "NubraApp/Shell/DesktopEntryText.h"
+#include "NubraApp/Foundation/DesktopEntryText.h"
 #include "NubraCore/Support/DebugLog.h"
 
 #include <QDir>

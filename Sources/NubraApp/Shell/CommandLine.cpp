@@ -14,7 +14,7 @@ using Action = LaunchRequest::Action;
 
 namespace {
 
-// The tabs in the order the help lists them; NubraWindows owns the name-to-tab mapping.
+// The tabs in the order the help lists them; settingsTabFrom owns the name-to-tab mapping.
 const std::array<QStringView, 4> tabNames = {u"general", u"gloss", u"privacy", u"about"};
 
 struct ActionName {
@@ -47,16 +47,16 @@ std::optional<Action> actionNamed(QStringView name) {
     return std::nullopt;
 }
 
-QString nameOf(NubraWindows::SettingsTab tab) {
+QString nameOf(SettingsTab tab) {
     for (QStringView name : tabNames) {
-        if (NubraWindows::settingsTabFrom(name.toString()) == tab)
+        if (settingsTabFrom(name.toString()) == tab)
             return name.toString();
     }
     return {};
 }
 
 // The option that asks for `action`, as the user typed it, for error messages.
-QString optionText(Action action, std::optional<NubraWindows::SettingsTab> tab) {
+QString optionText(Action action, std::optional<SettingsTab> tab) {
     QString text = QStringLiteral("--") + nameOf(action);
     if (tab)
         text += u' ' + nameOf(*tab);
@@ -81,14 +81,13 @@ Parsed parse(const QStringList& arguments) {
     bool help = false;
     bool version = false;
     std::optional<Action> chosen;
-    std::optional<NubraWindows::SettingsTab> chosenTab;
+    std::optional<SettingsTab> chosenTab;
 
     const auto fail = [&parsed](const QString& message) {
         parsed.exit = usageError(message);
         return parsed;
     };
-    const auto choose = [&](Action action,
-                            std::optional<NubraWindows::SettingsTab> tab) -> std::optional<QString> {
+    const auto choose = [&](Action action, std::optional<SettingsTab> tab) -> std::optional<QString> {
         // Repeating the same action is harmless; two different ones cannot both be meant.
         if (chosen && (*chosen != action || chosenTab != tab))
             return QStringLiteral("choose one action, not both ") + optionText(*chosen, chosenTab) +
@@ -113,9 +112,9 @@ Parsed parse(const QStringList& arguments) {
             // The tab may also follow as its own word; a word that looks like an option is not one.
             if (!tabName && i + 1 < arguments.size() && !arguments.at(i + 1).startsWith(u'-'))
                 tabName = arguments.at(++i);
-            std::optional<NubraWindows::SettingsTab> tab;
+            std::optional<SettingsTab> tab;
             if (tabName) {
-                tab = NubraWindows::settingsTabFrom(*tabName);
+                tab = settingsTabFrom(*tabName);
                 if (!tab)
                     return fail(QStringLiteral("unknown settings tab ") + quoted(*tabName) +
                                 QStringLiteral(" (general, gloss, privacy or about)"));
@@ -270,7 +269,7 @@ Decoded decode(QByteArrayView bytes) {
     if (object.contains(u"tab")) {
         if (*action != Action::settings)
             return invalid;
-        request.settingsTab = NubraWindows::settingsTabFrom(object.value(u"tab").toString());
+        request.settingsTab = settingsTabFrom(object.value(u"tab").toString());
         if (!request.settingsTab)
             return invalid;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraApp/Settings/SettingsTab.h"
 
 #include <QByteArray>
 #include <QByteArrayView>
@@ -24,7 +24,7 @@ struct LaunchRequest {
 
     Action action = Action::reopen;
     // Only with Action::settings; none keeps the tab the window already shows.
-    std::optional<NubraWindows::SettingsTab> settingsTab;
+    std::optional<SettingsTab> settingsTab;
     // Use the development service. Matters only to the process that becomes the instance.
     bool dev = false;
     // Sent by the application's own restart: wait for the old instance to go, then take its place.

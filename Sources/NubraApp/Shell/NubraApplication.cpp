@@ -1,9 +1,9 @@
 #include "NubraApp/Shell/NubraApplication.h"
 #include "NubraBuildInfo/BuildInfo.h"
 
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Shell/AppDelegate.h"
 #include "NubraApp/Shell/CommandLine.h"
-#include "NubraApp/Shell/PlatformTexts.h"
 #include "NubraApp/Shell/SingleInstance.h"
 #include "NubraApp/Shell/TerminationSignals.h"
 #include "NubraCore/Support/DebugLog.h"

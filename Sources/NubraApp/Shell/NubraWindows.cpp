@@ -1,11 +1,12 @@
 #include "NubraApp/Shell/NubraWindows.h"
 
+#include "NubraApp/Foundation/AppServices.h"
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraApp/History/HistoryView.h"
 #include "NubraApp/Onboarding/PermissionFlowView.h"
 #include "NubraApp/Onboarding/WelcomeView.h"
 #include "NubraApp/Settings/SettingsView.h"
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/HistoryNotifier.h"
 #include "NubraApp/Update/UpdateNoticeView.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraPlatform/Accessibility.h"
@@ -26,7 +27,7 @@
 namespace NubraWindows {
 
 namespace {
-Services* theServices = nullptr;
+AppServices* theServices = nullptr;
 QPointer<QWidget> theHistoryWindow;
 QPointer<QWidget> thePermissionWindow;
 QPointer<QWidget> theWelcomePanel;
@@ -92,8 +93,8 @@ QWidget* makePermissionWindow(AppState& state) {
 }
 
 QWidget* makeSettingsWindow(AppState& state, std::optional<SettingsTab> initialTab) {
-    auto* window = new QWidget(nullptr, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
-                                            Qt::WindowMinimizeButtonHint);
+    // Titled and closable only, like the history window.
+    auto* window = new QWidget(nullptr, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
     window->setObjectName(QStringLiteral("settingsWindow"));
     window->setWindowTitle(SettingsView::windowTitleText());
     auto* layout = new QVBoxLayout(window);
@@ -125,7 +126,7 @@ QWidget* makeWelcomePanel() {
 }
 } // namespace
 
-void install(Services* services) {
+void install(AppServices* services) {
     // The windows that work with these services must not outlive them.
     if (!services) {
         if (theServices && theWelcomeHiding)
@@ -137,18 +138,6 @@ void install(Services* services) {
         delete theUpdateNotice.data();
     }
     theServices = services;
-}
-
-std::optional<SettingsTab> settingsTabFrom(const QString& name) {
-    if (name == u"general")
-        return SettingsTab::general;
-    if (name == u"gloss")
-        return SettingsTab::gloss;
-    if (name == u"privacy")
-        return SettingsTab::privacy;
-    if (name == u"about")
-        return SettingsTab::about;
-    return std::nullopt;
 }
 
 void showSettings(AppState& state, std::optional<SettingsTab> initialTab) {

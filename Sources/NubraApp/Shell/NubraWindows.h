@@ -1,14 +1,14 @@
 #pragma once
 
+#include "NubraApp/Settings/SettingsTab.h"
+
 #include <QString>
 
 #include <optional>
 
 class AppState;
-class HotkeyManager;
 class QWidget;
-class TrustWatcher;
-struct Desktop;
+struct AppServices;
 
 // The application's windows: each created once, kept when closed and reused. Main thread only.
 namespace NubraWindows {
@@ -16,16 +16,7 @@ namespace NubraWindows {
 // What the windows use of the running application beyond its state. The application installs its
 // own at start-up, before any window is shown, and removes them before tearing them down; removing
 // them also deletes the onboarding window and the welcome panel.
-struct Services {
-    Desktop& desktop;
-    HotkeyManager& hotkeys;
-    TrustWatcher& trust;
-};
-void install(Services* services);
-
-// The settings window's tabs, by the names the command line uses.
-enum class SettingsTab { general, gloss, privacy, about };
-std::optional<SettingsTab> settingsTabFrom(const QString& name);
+void install(AppServices* services);
 
 // Shows the settings window, created on the first call at `initialTab` (none: the first tab). A window
 // that exists keeps its tab.

@@ -1,7 +1,7 @@
 #include "NubraApp/Shell/TrayIcon.h"
 
-#include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/BrandIcon.h"
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/BrandIcon.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/linux/X11Managers.h"
@@ -94,10 +94,9 @@ void TrayIcon::updateLook() {
         m_icon = BrandIcon::menuBarIcon(paused);
         m_iconPaused = paused;
     }
-    m_toolTip = QStringLiteral("Nubra");
-    for (const QString& line : {paused ? TrayMenu::pausedText() : QString(), m_activity})
-        if (!line.isEmpty())
-            m_toolTip += QStringLiteral(" — ") + line;
+    m_toolTip = BrandIcon::menuBarIconDescription(paused);
+    if (!m_activity.isEmpty())
+        m_toolTip += QStringLiteral(" — ") + m_activity;
     if (!m_tray)
         return;
     // A D-Bus host is told of every change, so only real changes are passed on.

@@ -1,10 +1,10 @@
 #include "NubraApp/Shell/TrayMenu.h"
 
 #include "NubraApp/Capture/SelectionService.h"
-#include "NubraApp/Shell/Alert.h"
-#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Foundation/Alert.h"
+#include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Shell/NubraWindows.h"
-#include "NubraApp/Shell/PlatformTexts.h"
 #include "NubraCore/Lookup/SelectionLimit.h"
 #include "NubraCore/Settings/SettingsBindings.h"
 #include "NubraCore/Support/DebugLog.h"

@@ -1,7 +1,6 @@
 #include "NubraApp/Update/UpdateFlow.h"
 
-#include "NubraApp/Shell/Alert.h"
-#include "NubraApp/Shell/NubraWindows.h"
+#include "NubraApp/Foundation/Alert.h"
 #include "NubraApp/Update/UpdateDownload.h"
 #include "NubraApp/Update/UpdaterService.h"
 #include "NubraCore/Service/GlossAPI.h"
@@ -57,11 +56,11 @@ void UpdateFlow::present(const CheckResult& result, bool manual) {
         return offer(result.info);
     case CheckResult::Kind::failed:
         if (manual)
-            NubraWindows::showUpdateNotice(result.message, true);
+            emit noticeRequested(result.message, true);
         return;
     case CheckResult::Kind::upToDate:
         if (manual)
-            NubraWindows::showUpdateNotice(UpdateCheck::upToDateMessage(m_environment.currentVersion), false);
+            emit noticeRequested(UpdateCheck::upToDateMessage(m_environment.currentVersion), false);
         return;
     }
 }

@@ -46,6 +46,8 @@ signals:
     void activityChanged(const QString& activity);
     // The install script is running and waits for this process to end.
     void quitRequested();
+    // The outcome of a check the user asked for that offers nothing: up to date, or why it failed.
+    void noticeRequested(const QString& text, bool isError);
 
 private:
     void present(const CheckResult& result, bool manual);

@@ -15,6 +15,9 @@ UpdateNoticeView::UpdateNoticeView(const QString& text, bool isError, QWidget* p
     message->setTextInteractionFlags(Qt::TextSelectableByMouse);
     message->setAlignment(Qt::AlignLeading | Qt::AlignVCenter);
     message->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    QFont font = message->font();
+    font.setPixelSize(13); // the card's body size: a point there is a logical pixel here
+    message->setFont(font);
     if (isError) {
         QPalette palette = message->palette();
         palette.setColor(QPalette::WindowText, QColor(0xd7, 0x26, 0x1e));

@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/PlatformTexts.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Vocabulary/L10n.h"

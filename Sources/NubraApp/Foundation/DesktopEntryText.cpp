@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/DesktopEntryText.h"
+#include "NubraApp/Foundation/DesktopEntryText.h"
 
 namespace DesktopEntryText {
 

@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/Alert.h"
+#include "NubraApp/Foundation/Alert.h"
 
 #include <QPushButton>
 

@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/LocalGlossService.h"
+#include "NubraApp/Settings/LocalGlossService.h"
 
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Vocabulary/L10n.h"

@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/HistoryNotifier.h"
+#include "NubraApp/Foundation/HistoryNotifier.h"
 
 HistoryNotifier& HistoryNotifier::shared() {
     static HistoryNotifier notifier;

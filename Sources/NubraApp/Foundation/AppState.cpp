@@ -1,4 +1,4 @@
-#include "NubraApp/Shell/AppState.h"
+#include "NubraApp/Foundation/AppState.h"
 
 #include "NubraCore/History/HistoryFile.h"
 #include "NubraCore/Service/DeviceIdentity.h"

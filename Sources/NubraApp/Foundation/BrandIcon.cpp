@@ -1,4 +1,6 @@
-#include "NubraApp/Shell/BrandIcon.h"
+#include "NubraApp/Foundation/BrandIcon.h"
+
+#include "NubraCore/Vocabulary/L10n.h"
 
 #include <QFont>
 #include <QFontMetricsF>
@@ -125,6 +127,11 @@ QIcon menuBarIcon(bool paused) {
             return themed;
     }
     return QIcon(new DrawnIconEngine(paused));
+}
+
+QString menuBarIconDescription(bool paused) {
+    return paused ? L10n::t(QStringLiteral("Nubra paused"), QStringLiteral("Nubra 已暂停"))
+                  : QStringLiteral("Nubra");
 }
 
 namespace {

@@ -4,6 +4,7 @@
 #include <QPainterPath>
 #include <QPixmap>
 #include <QRectF>
+#include <QString>
 
 // Nubra's brand mark, drawn rather than shipped: a superellipse with the letter N cut out of it for
 // the tray, a moon while paused, and the coloured mark of the bubble and the application icon. Every
@@ -19,6 +20,9 @@ QPainterPath squirclePath(const QRectF& rect, double n = superellipseExponent);
 
 // The tray icon: the mark (white, the letter cut out) or, while paused, a moon.
 QIcon menuBarIcon(bool paused);
+// What the tray icon says to screen readers and in its tooltip: "Nubra", or "Nubra paused" with the
+// moon.
+QString menuBarIconDescription(bool paused);
 // The mark alone at `pixels` x `pixels` device pixels.
 QImage markImage(int pixels);
 

@@ -6,7 +6,9 @@ seconds=${1:-60}
 here=$(cd "$(dirname "$0")" && pwd)
 build=${NUBRA_FUZZ_BUILD:-$here/../build-fuzz}
 
-cmake -S "$here" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+launcher=""
+command -v ccache >/dev/null && launcher=-DCMAKE_CXX_COMPILER_LAUNCHER=ccache
+cmake -S "$here" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo $launcher >/dev/null
 cmake --build "$build" -j2
 
 corpus=$build/corpus

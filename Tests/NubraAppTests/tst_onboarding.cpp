@@ -1,5 +1,6 @@
 #include "NubraApp/Capture/HotkeyManager.h"
 #include "NubraApp/Capture/SelectionService.h"
+#include "NubraApp/Foundation/AppServices.h"
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Onboarding/BusySpinner.h"

@@ -1,4 +1,5 @@
 #include "NubraApp/Capture/HotkeyManager.h"
+#include "NubraApp/Foundation/AppServices.h"
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Settings/LaunchAtLogin.h"
 #include "NubraApp/Settings/SettingsView.h"

@@ -114,7 +114,7 @@ update_end_to_end() {
     fi
     /usr/bin/python3 "$ROOT/Tests/UpdateDesktopTests/update_desktop.py" --old "$releases/old" \
         --new "$releases/new" --glossd "$BUILD/Sources/NubraGlossd/nubra-glossd" \
-        --fixtures "$ROOT/../shared/test-fixtures" --artifacts "$BUILD/Tests/UpdateDesktopTests" || status=$?
+        --artifacts "$BUILD/Tests/UpdateDesktopTests" || status=$?
     case "$status" in
     0) tally 1 0 ;;
     77) echo "update_desktop skipped: no virtual desktop here" ;;

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """The tray icon and its menu on a virtual X11 desktop (see DesktopTestKit).
 
-D-Bus tray (StatusNotifierItem): a fake StatusNotifierWatcher claims a host, the menu is read through
-com.canonical.dbusmenu and driven with the shared sni_click.sh, in English and in Chinese, once with the
-watcher appearing after the application (a panel that starts late at login). XEmbed tray: trayer hosts
+D-Bus tray (StatusNotifierItem): the kit's stand-in StatusNotifierWatcher (tray.py) claims a host, the
+menu is read and driven through com.canonical.dbusmenu, in English and in Chinese, once with the watcher
+appearing after the application (a panel that starts late at login). XEmbed tray: trayer hosts
 the icon, and right and left clicks must open the menu. Exits 77 (skipped) when the desktop cannot be
 made.
 """
@@ -20,8 +20,9 @@ from desktop_kit import Failure, Lines, check, fresh_home, poll, run, screenshot
 
 try:
     import dbus
+    from tray import click_menu_item, start_watcher
 except ImportError:
-    skip("python3-dbus is missing")
+    skip("python3-dbus or python3-gi is missing")
 
 ARGS = None
 
@@ -53,10 +54,7 @@ class App:
 
 class Watcher:
     def __init__(self, desktop):
-        self.process = desktop.spawn([sys.executable, os.path.join(ARGS.fixtures, "fake_sni_watcher.py")],
-                                     capture=True)
-        self.lines = Lines(self.process)
-        self.lines.expect("READY", 15)
+        self.process, self.lines = start_watcher(desktop)
 
 
 class DBusMenu:
@@ -64,8 +62,8 @@ class DBusMenu:
 
     def __init__(self, item_line):
         bus = dbus.SessionBus()
-        service = item_line.split("/")[0]
-        item = bus.get_object(service, "/StatusNotifierItem")
+        service, path = item_line.split("/", 1)
+        item = bus.get_object(service, "/" + path)
         self.item = dbus.Interface(item, dbus.PROPERTIES_IFACE)
         path = self.item.Get("org.kde.StatusNotifierItem", "Menu")
         self.menu = dbus.Interface(bus.get_object(service, path), "com.canonical.dbusmenu")
@@ -101,9 +99,7 @@ class DBusMenu:
         return [entry["label"] for entry in self.shown(parent) if entry["state"] == 1]
 
     def click(self, label):
-        result = subprocess.run(["bash", os.path.join(ARGS.fixtures, "sni_click.sh"), label],
-                                capture_output=True, text=True, timeout=20)
-        check(result.returncode == 0, f"sni_click.sh {label!r}: {result.stdout}{result.stderr}")
+        click_menu_item(label)
 
 
 ENGLISH_TOP = ["⚠️ Not activated — click to enable Accessibility", "---", "○ selection monitor not running", "---",
@@ -251,11 +247,8 @@ def main():
     global ARGS
     parser = argparse.ArgumentParser()
     parser.add_argument("--app", required=True)
-    parser.add_argument("--fixtures", required=True)
     parser.add_argument("--artifacts", required=True)
     ARGS = parser.parse_args()
-    if not os.path.exists(os.path.join(ARGS.fixtures, "fake_sni_watcher.py")):
-        skip(f"no test fixtures in {ARGS.fixtures}")
     run(body, os.path.join(ARGS.artifacts, "tray-desktop.png"))
 
 

@@ -10,7 +10,7 @@ the manifest made to match): the older Nubra goes, the install script refuses th
 note says why and the older version is still installed and runnable. Screenshots of the offer and the
 About tab are left in the artifacts folder.
 
-update_desktop.py --old DIR --new DIR --glossd PATH --fixtures DIR --artifacts DIR
+update_desktop.py --old DIR --new DIR --glossd PATH --artifacts DIR
 (DIR as written by ./nubra.sh release --out DIR: manifest.json and the archive)
 """
 import argparse
@@ -23,8 +23,9 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import (Lines, check, click, fresh_home, poll, run, start_service, stop, widget,  # noqa: E402
+from desktop_kit import (check, click, fresh_home, poll, run, start_service, stop, widget,  # noqa: E402
                          window_named)
+from tray import click_menu_item, start_watcher  # noqa: E402
 
 ARGS = None
 
@@ -70,20 +71,6 @@ def served_copy(name, tamper):
     return folder
 
 
-class Watcher:
-    """A StatusNotifierWatcher, the panel's side of the D-Bus tray."""
-
-    def __init__(self, desktop):
-        self.process = desktop.spawn([sys.executable, os.path.join(ARGS.fixtures, "fake_sni_watcher.py")],
-                                     capture=True)
-        Lines(self.process).expect("READY", 15)
-
-    def click(self, label):
-        done = subprocess.run(["bash", os.path.join(ARGS.fixtures, "sni_click.sh"), label], capture_output=True,
-                              text=True, timeout=20)
-        return done.returncode == 0
-
-
 def nubra_processes(bundle):
     found = subprocess.run(["pgrep", "-f", f"^{os.path.join(bundle, 'bin', 'nubra')}( |$)"], capture_output=True,
                            text=True).stdout.split()
@@ -114,13 +101,13 @@ def update_checks():
         return 0
 
 
-def accept_offer(watcher, picture):
+def accept_offer(picture):
     """Waits for the check Nubra makes by itself after starting, chooses "Check for Updates…" in the tray,
     then "Download & Install" in the offer. Waiting for the first check keeps its offer from replacing
     the one about to be clicked."""
     before = update_checks()
     poll("the check after start-up", lambda: update_checks() > before, 20)
-    poll("the tray item", lambda: watcher.click("Check for Updates…"), 20)
+    click_menu_item("Check for Updates…", timeout=20)
     poll("the check from the menu", lambda: update_checks() > before + 1, 20)
     version = manifest(ARGS.new)["version"]
     poll("the offer of the new version", lambda: widget("label", name=f"^{version}"), 20)
@@ -155,9 +142,9 @@ def quits(process):
 
 
 def update_installs_and_relaunches(desktop):
-    watcher = Watcher(desktop)
+    watcher, _ = start_watcher(desktop)
     bundle, env, old = start_old_nubra(desktop, "update", served_copy("served-good", tamper=False))
-    accept_offer(watcher, "update-offer.png")
+    accept_offer("update-offer.png")
 
     new = manifest(ARGS.new)["version"]
     quits(old)
@@ -175,13 +162,13 @@ def update_installs_and_relaunches(desktop):
     poll("the install script to clean up", lambda: not leftovers(bundle, env), 10)
     subprocess.run([os.path.join(bundle, "bin", "nubra"), "--quit"], env=env, timeout=10, check=True)
     poll("the new Nubra to quit", lambda: not nubra_processes(bundle), 10)
-    stop(watcher.process)
+    stop(watcher)
 
 
 def tampered_archive_is_refused(desktop):
-    watcher = Watcher(desktop)
+    watcher, _ = start_watcher(desktop)
     bundle, env, old = start_old_nubra(desktop, "tampered", served_copy("served-tampered", tamper=True))
-    accept_offer(watcher, None)
+    accept_offer(None)
 
     quits(old)
     reason = poll("the reason in the install script's error note", lambda: error_note(env["TMPDIR"]), 30)
@@ -191,7 +178,7 @@ def tampered_archive_is_refused(desktop):
     check(not nubra_processes(bundle), "a refused update started Nubra again")
     kept = leftovers(bundle, env)
     check(len(kept) == 1 and kept[0].endswith(".tar.gz"), f"only the refused archive should be kept: {kept}")
-    stop(watcher.process)
+    stop(watcher)
 
 
 def body(desktop):
@@ -205,7 +192,7 @@ def body(desktop):
 def main():
     global ARGS
     parser = argparse.ArgumentParser()
-    for option in ("--old", "--new", "--glossd", "--fixtures", "--artifacts"):
+    for option in ("--old", "--new", "--glossd", "--artifacts"):
         parser.add_argument(option, required=True)
     ARGS = parser.parse_args()
     ARGS.old, ARGS.new = os.path.abspath(ARGS.old), os.path.abspath(ARGS.new)

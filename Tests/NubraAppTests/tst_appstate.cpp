@@ -32,6 +32,9 @@ private slots:
         QCOMPARE(s.historyLimit(), 100);
         QVERIFY(s.excludedApps().contains(u"com.agilebits.onepassword"_s));
         QCOMPARE(state.api().baseURL(), QUrl(u"https://gloss.example"_s));
+        // The history file is made at the history's first use, not at start.
+        QVERIFY(!QFileInfo::exists(dir.filePath(u"history.sqlite3"_s)));
+        state.history();
         QVERIFY(QFileInfo::exists(dir.filePath(u"history.sqlite3"_s)));
         QVERIFY(!state.deviceId().isEmpty());
 

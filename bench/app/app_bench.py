@@ -7,6 +7,11 @@ and PSS 10 s after the start, utime+stime ticks from 10 s to 40 s. For Nubra alo
 bubble (the 0.3 s debounce taken off) and bubble click to the first explanation text on the card, beside
 curl's time to first byte and to first delta on the same request to the same service in the same run.
 
+Idle memory is also broken down by mapping (Qt libraries, other libraries, the program, heap and
+anonymous memory, the rest) and by file, for Nubra and for a bare Qt Widgets tray program (BareTray.cpp)
+started in the same runs. --only picks parts and leaves GoldenDict out: idle-memory (Nubra and the bare
+tray, no CPU window), lookups.
+
 What counts (all from the X server, see xwatch.py):
 - start: time.monotonic() just before the process is spawned.
 - tray icon: the process's window (by _NET_WM_PID) mapped inside the tray host's window.
@@ -35,6 +40,7 @@ import xml.etree.ElementTree as ElementTree
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "Tests", "DesktopTestKit"))
 from desktop_kit import Failure, check, run, start_mousepad, stop, word_rect  # noqa: E402
+import smaps  # noqa: E402
 from xwatch import Input, XWatch  # noqa: E402
 
 SENTENCE = "She sat on the bank of the river and watched the boats.\n"
@@ -81,11 +87,13 @@ class Program:
         self.name, self.argv, self.env = name, argv, env
         self.samples = {key: [] for key in ("tray", "first", "rss", "pss", "ticks")}
         self.first_kind = []
+        self.maps = []  # smaps.sample() at the idle moment, one per start
 
     def forget(self):
         for values in self.samples.values():
             values.clear()
         self.first_kind.clear()
+        self.maps.clear()
 
     def start(self):
         started = time.monotonic()
@@ -107,10 +115,13 @@ def measure_start_and_idle(watch, program, idle):
             return
         sleep_until(started + IDLE_FROM_S)
         rss, pss = rss_pss_kb(process.pid)
-        ticks = cpu_ticks(process.pid)
-        sleep_until(started + IDLE_TO_S)
+        program.maps.append(smaps.sample(process.pid))
         program.samples["rss"].append(rss / 1024)
         program.samples["pss"].append(pss / 1024)
+        if not wants("cpu"):
+            return
+        ticks = cpu_ticks(process.pid)
+        sleep_until(started + IDLE_TO_S)
         program.samples["ticks"].append(cpu_ticks(process.pid) - ticks)
     finally:
         stop(process)
@@ -257,7 +268,8 @@ def measure_lookups(desktop, watch, nubra_program, editor, service, count):
 
     is_bubble = lambda m: m.width == BUBBLE_SIZE and m.height == BUBBLE_SIZE  # noqa: E731
     is_card = lambda m: m.width == CARD_WIDTH  # noqa: E731
-    results = {"bubble": [], "text": [], "curl_byte": [], "curl_delta": [], "card": []}
+    results = {"bubble": [], "text": [], "curl_byte": [], "curl_delta": [], "card": [], "first_card": [],
+               "first_text": []}
     warm = None
     for attempt in range(2):  # a start whose capture never comes up is reported and tried once more
         process, _ = nubra_program.start()
@@ -304,6 +316,8 @@ def measure_lookups(desktop, watch, nubra_program, editor, service, count):
             pointer.key("Escape")
             watch.wait_for(lambda: None if watch.is_mapped(card.window) else True, 5)
             if i == 0:
+                results["first_card"].append((card.when - clicked) * 1000)
+                results["first_text"].append((grown[0] - clicked) * 1000)
                 continue
             results["bubble"].append((bubble.when - released) * 1000 - DEBOUNCE_MS)
             results["card"].append((card.when - clicked) * 1000)
@@ -341,7 +355,7 @@ def ratio(ours, theirs):
     return f"{statistics.median(ours) / statistics.median(theirs):.2f}x"
 
 
-def report(nubra, golden, lookups, runs):
+def report_starts(nubra, golden, runs):
     print(f"\nNubra beside GoldenDict {runs} fresh starts each, median (range); Xvfb + openbox + trayer", flush=True)
     print(f"{'':34} {'Nubra':>22} {'GoldenDict':>22} {'ratio':>8}   goal for Nubra")
     rows = [("start -> tray icon (ms)", "tray", "{:.0f}", "< 60 ms"),
@@ -356,11 +370,15 @@ def report(nubra, golden, lookups, runs):
         kinds = sorted(set(program.first_kind))
         print(f"  first window of {program.name}: {', '.join(kinds) or 'none'}")
 
+
+def report_lookups(lookups):
     n = len(lookups["text"])
     print(f"\nNubra lookups of \"bank\" in mousepad, {n} after one warm-up, median (range)")
     print(f"{'release -> bubble, debounce taken off (ms)':52} {summary(lookups['bubble']):>22}   goal < 20 ms")
     print(f"{'bubble click -> card mapped (ms)':52} {summary(lookups['card']):>22}")
     print(f"{'bubble click -> first explanation text (ms)':52} {summary(lookups['text']):>22}")
+    print(f"{'first lookup after start: click -> card (ms)':52} {summary(lookups['first_card']):>22}")
+    print(f"{'first lookup after start: click -> text (ms)':52} {summary(lookups['first_text']):>22}")
     print(f"{'service, curl: time to first byte (ms)':52} {summary(lookups['curl_byte']):>22}")
     print(f"{'service, curl: time to first delta event (ms)':52} {summary(lookups['curl_delta']):>22}")
     if lookups["text"] and lookups["curl_byte"]:
@@ -371,7 +389,45 @@ def report(nubra, golden, lookups, runs):
         print(f"{'Nubra added over the service first delta (ms)':52} {over_delta:>22.1f}")
 
 
+def memory_report(nubra, bare):
+    def median_mb(values):
+        return statistics.median(values) / 1024 if values else float("nan")
+
+    def kind(program, name, field):
+        return median_mb([sample["kinds"][name][field] for sample in program.maps])
+
+    def file_rss(program, path):
+        return median_mb([sample["files"].get(path, (0, 0))[0] for sample in program.maps])
+
+    def cell(ours, theirs):
+        return f"{ours:>10.1f} {theirs:>10.1f} {ours / theirs if theirs else float('nan'):>7.2f}x"
+
+    print(f"\nIdle memory {IDLE_FROM_S} s after start by mapping, MB, median of {len(nubra.maps)} starts of Nubra "
+          f"and {len(bare.maps)} of the bare Qt tray (QApplication, QSystemTrayIcon, QMenu)")
+    print(f"{'':22} {'Nubra RSS':>10} {'bare RSS':>10} {'ratio':>8}   {'Nubra PSS':>10} {'bare PSS':>10} {'ratio':>8}")
+    for name in smaps.KINDS:
+        print(f"{name:22} {cell(kind(nubra, name, 0), kind(bare, name, 0))}   "
+              f"{cell(kind(nubra, name, 1), kind(bare, name, 1))}")
+    total = [statistics.median(program.samples[key]) for program in (nubra, bare) for key in ("rss", "pss")]
+    print(f"{'total':22} {cell(total[0], total[2])}   {cell(total[1], total[3])}   goal for Nubra: RSS < 32 MB")
+
+    paths = set().union(*(sample["files"] for sample in nubra.maps + bare.maps))
+    beyond = sorted(((file_rss(nubra, path) - file_rss(bare, path), path) for path in paths), reverse=True)
+    print("\nWhere Nubra's RSS goes beyond the bare tray's: the files that differ most (MB, median)")
+    print(f"{'more':>7} {'Nubra':>7} {'bare':>7}  mapping")
+    for more, path in beyond[:ARGS.top_files]:
+        if more >= 0.05:
+            print(f"{more:>+7.1f} {file_rss(nubra, path):>7.1f} {file_rss(bare, path):>7.1f}  "
+                  f"{path or '(anonymous)'}")
+
+
 # ---------------------------------------------------------------------------------------------- main
+def wants(part):
+    """Whether this run measures `part`: everything by default; with --only, the parts named, without
+    GoldenDict and the idle CPU window."""
+    if not ARGS.only:
+        return True
+    return part in ARGS.only
 def body(desktop):
     watch = XWatch()
     watch.start()
@@ -379,7 +435,6 @@ def body(desktop):
     start_tray_host(desktop, watch)
     work = tempfile.mkdtemp(prefix="nubra-app-bench-")
     try:
-        dict_port = start_dictd(desktop, work)
         glossd = desktop.spawn([ARGS.glossd, "--port", "0", "--backend", "wordnet", "--access-log", "/dev/null"],
                                stderr=True)
         match = re.search(r"listening on (http://\S+)", glossd.stderr.readline())
@@ -389,22 +444,33 @@ def body(desktop):
         write_nubra_settings()
         qt = dict(os.environ, QT_QPA_PLATFORM="xcb")
         nubra = Program("Nubra", [ARGS.nubra], dict(qt, NUBRA_BASE_URL=service))
-        golden = Program("GoldenDict", ["goldendict"], qt)
-        prepare_goldendict(watch, golden, dict_port)
-        measure_start_and_idle(watch, nubra, idle=False)  # warm-up
-        nubra.forget()
+        bare = Program("bare Qt tray", [ARGS.tray], qt)
+        programs = [nubra, bare] if wants("idle-memory") else [nubra]
+        for program in programs:
+            measure_start_and_idle(watch, program, idle=False)  # warm-up
+            program.forget()
+        if wants("golden"):
+            golden = Program("GoldenDict", ["goldendict"], qt)
+            prepare_goldendict(watch, golden, start_dictd(desktop, work))
+            programs.append(golden)
 
-        for i in range(ARGS.runs):
-            # Alternating order, so neither always runs on a machine the other has just warmed.
-            for program in ((nubra, golden) if i % 2 == 0 else (golden, nubra)):
+        for i in range(ARGS.runs if wants("idle-memory") else 0):
+            # Alternating order, so none always runs on a machine another has just warmed.
+            for program in (programs if i % 2 == 0 else reversed(programs)):
                 measure_start_and_idle(watch, program, idle=True)
                 last = {key: values[-1] if values else float("nan") for key, values in program.samples.items()}
                 print(f"# run {i + 1} {program.name}: tray {last['tray']:.0f} ms, first window {last['first']:.0f} ms"
                       f" ({program.first_kind[-1]}), RSS {last['rss']:.1f} MB, PSS {last['pss']:.1f} MB, "
                       f"ticks {last['ticks']:.0f}", flush=True)
 
-        lookups = measure_lookups(desktop, watch, nubra, editor, service, ARGS.lookups)
-        report(nubra, golden, lookups, ARGS.runs)
+        if wants("lookups"):
+            lookups = measure_lookups(desktop, watch, nubra, editor, service, ARGS.lookups)
+        if wants("golden"):
+            report_starts(nubra, golden, ARGS.runs)
+        if wants("lookups"):
+            report_lookups(lookups)
+        if wants("idle-memory"):
+            memory_report(nubra, bare)
     finally:
         shutil.rmtree(work, ignore_errors=True)
 
@@ -414,6 +480,10 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--nubra", required=True)
     parser.add_argument("--glossd", required=True)
+    parser.add_argument("--tray", required=True, help="the bare Qt tray program (bench_bare_tray)")
+    parser.add_argument("--only", action="append", choices=("idle-memory", "lookups"),
+                        help="this part alone, without GoldenDict (repeatable)")
+    parser.add_argument("--top-files", type=int, default=15, help="files listed where Nubra's RSS goes")
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--lookups", type=int, default=10)
     parser.add_argument("--trace", action="store_true", help="print each lookup's card heights")

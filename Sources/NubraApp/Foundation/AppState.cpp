@@ -12,10 +12,8 @@
 AppState::AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
                    QObject* parent)
     : QObject(parent), m_defaults(defaults), m_settings(defaults), m_api(baseURL, nubraDirectSession()),
-      m_history(HistoryFile::openOrMemory(historyPath)), m_deviceId(DeviceIdentity::platformUUID()) {
+      m_historyPath(historyPath), m_deviceId(DeviceIdentity::platformUUID()) {
     Q_ASSERT(baseURL.isValid());
-    if (!m_history)
-        qFatal("Nubra cannot open even an in-memory history database");
     m_settings.loadPersisted();
     loadDeviceToken(secrets);
     writeStartupLine(m_api.baseURL().toString());
@@ -25,6 +23,15 @@ AppState::~AppState() {
     // The secret store may need the main thread to finish the read, so keep it turning meanwhile.
     while (!m_credentialReader.waitForDone(10))
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+HistoryStore& AppState::history() {
+    if (!m_history) {
+        m_history = HistoryFile::openOrMemory(m_historyPath);
+        if (!m_history)
+            qFatal("Nubra cannot open even an in-memory history database");
+    }
+    return *m_history;
 }
 
 void AppState::setDeviceToken(const QString& token) {

@@ -21,9 +21,9 @@ class AppState : public QObject {
     Q_PROPERTY(QString deviceToken READ deviceToken WRITE setDeviceToken NOTIFY deviceTokenChanged)
 
 public:
-    // Builds the state in its fixed order: built-in values, the client for `baseURL`, the history at
-    // `historyPath` (in memory when it cannot be opened), the stored settings, then the start-up line of
-    // the debug log. The credential is read from `secrets` off the main thread, since a keyring can
+    // Builds the state in its fixed order: built-in values, the client for `baseURL`, the stored
+    // settings, then the start-up line of the debug log. The history at `historyPath` (in memory when it
+    // cannot be opened) is opened at its first use, so an idle Nubra keeps SQLite out of memory. The credential is read from `secrets` off the main thread, since a keyring can
     // take seconds to answer; deviceTokenChanged() tells when it has arrived. The destructor waits for
     // that read, so `secrets` only has to outlive the state.
     AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
@@ -33,7 +33,7 @@ public:
     AppSettings& settings() { return m_settings; }
     const AppSettings& settings() const { return m_settings; }
     const GlossAPI& api() const { return m_api; }
-    HistoryStore& history() { return *m_history; }
+    HistoryStore& history();
     Defaults& defaults() { return m_defaults; }
     // What identifies this machine to the service (DeviceIdentity), read once.
     const QString& deviceId() const { return m_deviceId; }
@@ -56,6 +56,7 @@ private:
     Defaults& m_defaults;
     AppSettings m_settings;
     GlossAPI m_api;
+    QString m_historyPath;
     std::unique_ptr<HistoryStore> m_history;
     QString m_deviceToken;
     QString m_deviceId;

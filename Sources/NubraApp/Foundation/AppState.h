@@ -23,9 +23,10 @@ class AppState : public QObject {
 public:
     // Builds the state in its fixed order: built-in values, the client for `baseURL`, the stored
     // settings, then the start-up line of the debug log. The history at `historyPath` (in memory when it
-    // cannot be opened) is opened at its first use, so an idle Nubra keeps SQLite out of memory. The credential is read from `secrets` off the main thread, since a keyring can
-    // take seconds to answer; deviceTokenChanged() tells when it has arrived. The destructor waits for
-    // that read, so `secrets` only has to outlive the state.
+    // cannot be opened) is opened at its first use, so an idle Nubra keeps SQLite out of memory. The
+    // credential is read from `secrets` off the main thread, since a keyring can take seconds to answer;
+    // deviceTokenChanged() tells when it has arrived. The destructor waits for that read, so `secrets`
+    // only has to outlive the state.
     AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
              QObject* parent = nullptr);
     ~AppState() override;

@@ -107,8 +107,14 @@ def user_unit_available():
     return run(["systemctl", "--user", "show-environment"]).returncode == 0
 
 
+# apt waits this long for another package manager to let go of the dpkg lock instead of failing at once.
+APT_GET = ["apt-get", "-o", "DPkg::Lock::Timeout=600"]
+
+
 def check_installed(deb):
-    install = run(["apt-get", "install", "-y", "-q", os.path.abspath(deb)],
+    print("# installing; if another package manager holds the dpkg lock, this waits up to 10 minutes for it",
+          flush=True)
+    install = run([*APT_GET, "install", "-y", "-q", os.path.abspath(deb)],
                   env=dict(os.environ, DEBIAN_FRONTEND="noninteractive"))
     if not check(install.returncode == 0, "apt-get installs the package with its dependencies"):
         print(install.stdout[-3000:] + install.stderr, flush=True)
@@ -134,7 +140,7 @@ def check_installed(deb):
                 glossd.terminate()
                 glossd.wait(timeout=10)
     finally:
-        removal = run(["apt-get", "remove", "--purge", "-y", "-q", "nubra"])
+        removal = run([*APT_GET, "remove", "--purge", "-y", "-q", "nubra"])
         check(removal.returncode == 0, "apt-get removes the package")
         left = [path for path in files if os.path.exists(path)]
         check(not left, f"nothing of the package is left behind ({left})")

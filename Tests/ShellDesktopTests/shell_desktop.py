@@ -143,7 +143,7 @@ def sni_english_checks(desktop, watcher):
     poll("the paused icon", lambda: menu.icon() != running_icon, 5)
     poll("the Paused line", lambda: menu.labels()[2:4] == ["Paused", "○ selection monitor not running"], 5)
     check("Resume selection" in menu.labels(), f"no resume item: {menu.labels()}")
-    check("Paused" in menu.tooltip_title(), f"tooltip {menu.tooltip_title()!r}")
+    check(menu.tooltip_title() == "Nubra paused", f"tooltip {menu.tooltip_title()!r}")
     menu.click("Resume selection")
     poll("the running icon again", lambda: menu.icon() == running_icon, 5)
 

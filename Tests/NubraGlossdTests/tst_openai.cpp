@@ -100,38 +100,39 @@ private slots:
         QCOMPARE(backend.modelName(request(ModelTier::quality)), QStringLiteral("base"));
     }
 
-    void upstreamErrorBecomesAnErrorOutcome() {
-        ScriptedUpstream upstream;
-        OpenAIBackend backend(config(upstream, QStringLiteral("fail")));
-        Collector sink;
-        const auto outcome = backend.gloss(request(), sink);
-        const auto* error = std::get_if<BackendError>(&outcome);
-        QVERIFY(error);
-        QCOMPARE(error->code, QStringLiteral("UPSTREAM_ERROR"));
-        QCOMPARE(error->message,
-                 QStringLiteral("The language model service answered 500: the model is overloaded"));
-        QVERIFY(sink.deltas.empty());
+    void upstreamFailuresBecomeErrorOutcomes_data() {
+        QTest::addColumn<QString>("model"); // picks the scripted upstream's answer; "none": nothing listens
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("streamed");
+        QTest::newRow("error answer")
+            << u"fail"_qs << u"UPSTREAM_ERROR"_qs
+            << u"The language model service answered 500: the model is overloaded"_qs << QString();
+        QTest::newRow("stalled") << u"stall"_qs << u"UPSTREAM_TIMEOUT"_qs << QString() << u"Thinking"_qs;
+        QTest::newRow("unreachable") << u"none"_qs << u"UPSTREAM_UNREACHABLE"_qs << QString() << QString();
     }
 
-    void stalledUpstreamTimesOut() {
+    void upstreamFailuresBecomeErrorOutcomes() {
+        QFETCH(QString, model);
+        QFETCH(QString, code);
+        QFETCH(QString, message);
+        QFETCH(QString, streamed);
         ScriptedUpstream upstream;
-        OpenAIBackend backend(config(upstream, QStringLiteral("stall")));
+        OpenAIConfig setup = config(upstream, model);
+        if (model == u"none")
+            setup.upstream = "http://127.0.0.1:1/v1";
+        OpenAIBackend backend(setup);
         Collector sink;
         QElapsedTimer timer;
         timer.start();
         const auto outcome = backend.gloss(request(), sink);
-        QVERIFY(timer.elapsed() < 2500);
+        QVERIFY(timer.elapsed() < 2500); // the stalled one gives up after its one second
         const auto* error = std::get_if<BackendError>(&outcome);
         QVERIFY(error);
-        QCOMPARE(error->code, QStringLiteral("UPSTREAM_TIMEOUT"));
-        QCOMPARE(joined(sink.deltas, QStringLiteral("gloss")), QStringLiteral("Thinking"));
-    }
-
-    void unreachableUpstream() {
-        OpenAIBackend backend({"http://127.0.0.1:1/v1", QStringLiteral("ok"), {}, {}, {}, 1});
-        Collector sink;
-        const auto outcome = backend.gloss(request(), sink);
-        QCOMPARE(std::get<BackendError>(outcome).code, QStringLiteral("UPSTREAM_UNREACHABLE"));
+        QCOMPARE(error->code, code);
+        if (!message.isEmpty())
+            QCOMPARE(error->message, message);
+        QCOMPARE(joined(sink.deltas, QStringLiteral("gloss")), streamed);
     }
 };
 

@@ -1,37 +1,13 @@
 #include "GlossdTestKit.h"
 #include "ScriptedUpstream.h"
+#include "TestSupport/ServiceProcess.h"
 
 #include <QElapsedTimer>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
 
 #include <httplib.h>
 
 #include <atomic>
-
-namespace {
-
-// Starts the real binary on a free port and returns the port it reports, or 0.
-int startService(QProcess& process, const QStringList& arguments) {
-    process.setReadChannel(QProcess::StandardError);
-    process.start(QStringLiteral(NUBRA_GLOSSD_PATH),
-                  arguments + QStringList{QStringLiteral("--port"), QStringLiteral("0")});
-    QByteArray err;
-    static const QRegularExpression listening(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+)"));
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 10000 && process.state() != QProcess::NotRunning) {
-        process.waitForReadyRead(100);
-        err += process.readAllStandardError();
-        const auto match = listening.match(QString::fromUtf8(err));
-        if (match.hasMatch())
-            return match.captured(1).toInt();
-    }
-    return 0;
-}
-
-} // namespace
 
 class ShutdownTest : public QObject {
     Q_OBJECT
@@ -40,10 +16,13 @@ private slots:
     void sigtermEndsAnOpenStreamCleanly() {
         ScriptedUpstream upstream;
         QProcess service;
-        const int port = startService(
-            service, {QStringLiteral("--backend"), QStringLiteral("openai"), QStringLiteral("--upstream"),
-                      QString::fromStdString(upstream.baseUrl()), QStringLiteral("--model"),
-                      QStringLiteral("stall"), QStringLiteral("--upstream-timeout"), QStringLiteral("20")});
+        const int port =
+            startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
+                           {QStringLiteral("--backend"), QStringLiteral("openai"),
+                            QStringLiteral("--upstream"), QString::fromStdString(upstream.baseUrl()),
+                            QStringLiteral("--model"), QStringLiteral("stall"),
+                            QStringLiteral("--upstream-timeout"), QStringLiteral("20")})
+                .port();
         QVERIFY(port > 0);
 
         std::atomic<bool> firstDelta{false};
@@ -80,11 +59,13 @@ private slots:
 
         // The stream got its ending: the chunked body is complete and its last event says why.
         QVERIFY(complete);
-        const auto events = parseEvents(body);
-        QCOMPARE(events.front().first, std::string("meta"));
-        QCOMPARE(events.at(1).first, std::string("delta"));
-        QCOMPARE(events.back().first, std::string("error"));
-        QCOMPARE(events.back().second.value(u"code").toString(), QStringLiteral("SHUTTING_DOWN"));
+        const auto events = decodeEvents(body);
+        QVERIFY(events.size() >= 3);
+        QVERIFY(events.front().as<SSEEvent::Meta>());
+        QVERIFY(events.at(1).as<SSEEvent::Delta>());
+        const auto* ending = events.back().as<SSEEvent::Error>();
+        QVERIFY(ending);
+        QCOMPARE(ending->code, QStringLiteral("SHUTTING_DOWN"));
     }
 
     void badCommandLinesAreRefused() {

@@ -1,5 +1,4 @@
 #include "NubraCore/Service/APIEnvelope.h"
-#include "NubraCore/Update/UpdateManifest.h"
 
 #include <QTest>
 
@@ -67,35 +66,6 @@ private slots:
         QVERIFY2(notJson.error().description().startsWith(u"The answer is not valid JSON: "),
                  qPrintable(notJson.error().description()));
         QVERIFY(notJson.error().description().contains(u" at offset "));
-    }
-
-    void decodesTheManifestPayload() {
-        const QByteArray body =
-            R"({"ok":false,"data":{"available":true,"version":"v1.4.0","sha256":"ab","future":{}}})";
-        const auto manifest = APIEnvelope::decodePayload<UpdateManifest>(body);
-        QVERIFY(manifest);
-        QVERIFY(manifest.value().available);
-        QCOMPARE(manifest.value().version, QStringLiteral("v1.4.0"));
-        QCOMPARE(manifest.value().sha256, QStringLiteral("ab"));
-        QCOMPARE(manifest.value().url, std::nullopt);
-    }
-
-    void reportsPayloadErrorsWithTheirFullPath() {
-        const auto missing =
-            APIEnvelope::decodePayload<UpdateManifest>(R"({"ok":true,"data":{"version":"2"}})");
-        QVERIFY(!missing);
-        QCOMPARE(missing.error(), DecodingError::missingKey(QStringLiteral("data.available")));
-
-        const auto wrongType =
-            APIEnvelope::decodePayload<UpdateManifest>(R"({"ok":true,"data":{"available":true,"url":7}})");
-        QVERIFY(!wrongType);
-        QCOMPARE(wrongType.error(),
-                 DecodingError::typeMismatch(QStringLiteral("data.url"), QStringLiteral("a string")));
-
-        // An envelope fault is reported as such, without a "data." prefix.
-        const auto noOk = APIEnvelope::decodePayload<UpdateManifest>(R"({"data":{"available":true}})");
-        QVERIFY(!noOk);
-        QCOMPARE(noOk.error(), DecodingError::missingKey(QStringLiteral("ok")));
     }
 };
 

@@ -1,5 +1,4 @@
 #include "NubraCore/Service/SSEDecoder.h"
-#include "NubraCore/Service/SSELineAccumulator.h"
 #include "NubraCore/Service/SSELineSplitter.h"
 #include "NubraCore/Service/SSEParser.h"
 
@@ -79,18 +78,6 @@ private slots:
         QVERIFY(!lastLine(splitter));
     }
 
-    void splitterJoinsLinesAcrossChunksAndStripsFinalCarriageReturn() {
-        SSELineSplitter splitter;
-        QStringList lines;
-        // A UTF-8 sequence split between chunks must be decoded whole, not repaired.
-        QVERIFY(splitInto(splitter, "ab\xC3", lines));
-        QVERIFY(lines.isEmpty());
-        QVERIFY(splitInto(splitter, "\xA9\r", lines));
-        QVERIFY(splitInto(splitter, "\nx\r", lines));
-        QCOMPARE(lines, QStringList{QString::fromUtf8("ab\xC3\xA9")});
-        QCOMPARE(lastLine(splitter), std::optional<QString>(u"x"_qs));
-    }
-
     void splitterRefusesOverlongLine() {
         SSELineSplitter splitter;
         QStringList lines;
@@ -100,24 +87,6 @@ private slots:
         QCOMPARE(lines.size(), 1);
         QVERIFY(splitInto(splitter, exact, lines));
         QVERIFY(!splitInto(splitter, "y", lines));
-    }
-
-    void accumulatorBuildsBlocks() {
-        using Block = std::optional<QByteArrayView>;
-        SSELineAccumulator accumulator;
-        QVERIFY(!accumulator.add({}));
-        QVERIFY(!accumulator.add("event: x"));
-        QVERIFY(!accumulator.add("data: 1"));
-        QCOMPARE(accumulator.add({}), Block("event: x\ndata: 1\n"));
-        QVERIFY(!accumulator.add({}));
-        QVERIFY(!accumulator.flush());
-        QVERIFY(!accumulator.add("only"));
-        QCOMPARE(accumulator.flush(), Block("only\n"));
-        QCOMPARE(accumulator.pendingSize(), 0);
-        accumulator.add("ab");
-        accumulator.add("c");
-        QCOMPARE(accumulator.pendingSize(), 5);
-        QCOMPARE(accumulator.flush(), Block("ab\nc\n"));
     }
 
     void blockDecoding_data() {
@@ -188,23 +157,6 @@ private slots:
         QFETCH(QString, block);
         QFETCH(std::vector<SSEEvent>, expected);
         QCOMPARE(parseOne(block), expected);
-    }
-
-    void parserFeedsAcrossChunks() {
-        SSEParser parser;
-        const QByteArray three =
-            "event: delta\ndata: {\"text\":\"1\"}\n\nevent: delta\ndata: {\"text\":\"2\"}\n\n"
-            "event: delta\ndata: {\"text\":\"3\"}\n\nevent: delta\ndata: {\"te";
-        QCOMPARE(parser.feed(three), (std::vector{delta(u"1"_qs), delta(u"2"_qs), delta(u"3"_qs)}));
-        QCOMPARE(parser.feed("xt\":\"4\"}\n"), std::vector<SSEEvent>{});
-        QCOMPARE(parser.feed("\n"), std::vector{delta(u"4"_qs)});
-        QVERIFY(parser.buffer().isEmpty());
-        // A carriage return between the line feeds does not separate blocks.
-        QCOMPARE(parser.feed("event: delta\ndata: {}\n\r\n"), std::vector<SSEEvent>{});
-        QCOMPARE(parser.finish(), std::vector{delta(QString())});
-        QVERIFY(parser.buffer().isEmpty());
-        QCOMPARE(parser.feed(" \n\t"), std::vector<SSEEvent>{});
-        QCOMPARE(parser.finish(), std::vector<SSEEvent>{});
     }
 
     void decoderGivesSameEventsForEverySplit() {

@@ -56,10 +56,9 @@ echo "$*" >> "$NUBRA_TEST_LOG/pgrep"
 [ "$(wc -l < "$NUBRA_TEST_LOG/pgrep")" -le "${NUBRA_TEST_RUNNING_POLLS:-0}" ]
 )sh";
 
-// Logs every pause; NUBRA_TEST_INSTANT_SLEEP makes them instant so the two-minute give-up is testable.
+// Logs every pause and returns at once, so waiting out the two-minute give-up costs no time.
 const char* const sleepTool = R"sh(#!/bin/bash
 echo "$*" >> "$NUBRA_TEST_LOG/sleep"
-[ -n "$NUBRA_TEST_INSTANT_SLEEP" ] || exec /usr/bin/sleep "$@"
 )sh";
 
 const QString appRelative = QStringLiteral("Nubra.app/Contents/MacOS/Nubra");
@@ -78,22 +77,17 @@ private slots:
     void init();
     void cleanup();
 
-    void installsGoodArchive();
-    void installsWhenNothingIsInstalled();
-    void waitsForTheOldProcessToExit();
-    void givesUpWaitingAfterThreeHundredPolls();
-    void keepsOldBundleOnChecksumMismatch();
-    void refusesIncompleteBundle();
-    void refusesBadSignature();
-    void restoresBackupWhenCopyFails();
+    void installs_data();
+    void installs();
+    void refusesAndKeepsTheOldBundle_data();
+    void refusesAndKeepsTheOldBundle();
 
 private:
     QString path(const QString& relative) const { return m_dir->filePath(relative); }
+    // What the stand-in logged; empty when it was never called.
     QString log(const QString& tool) const {
-        return QString::fromUtf8(readFile(path(QStringLiteral("log/") + tool)));
-    }
-    bool toolCalled(const QString& tool) const {
-        return QFileInfo::exists(path(QStringLiteral("log/") + tool));
+        const QString file = path(QStringLiteral("log/") + tool);
+        return QFileInfo::exists(file) ? QString::fromUtf8(readFile(file)) : QString();
     }
 
     void installOldBundle();
@@ -101,9 +95,6 @@ private:
     QByteArray packNewBundle(bool executable = true);
     // Generates the script for `sha` and runs it to the end inside the sandbox; returns bash's status.
     int runScript(const QString& sha, const QStringList& environment = {});
-    // The common outcome of every refusal: the note says why, the old bundle stays, the archive is
-    // kept for diagnosis, and the script and its folders are gone.
-    void verifyRefused(int status, const QByteArray& reason);
     QStringList leftoverFolders() const;
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -178,125 +169,106 @@ QStringList UpdaterScriptRunTest::leftoverFolders() const {
         .entryList({QStringLiteral("nubra-*")}, QDir::AllEntries | QDir::NoDotAndDotDot);
 }
 
-void UpdaterScriptRunTest::verifyRefused(int status, const QByteArray& reason) {
-    QCOMPARE(status, 1);
-    QCOMPARE(readFile(m_errPath), reason + '\n');
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("old"));
-    QCOMPARE(readFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist"))),
-             QByteArray("1.3.0"));
-    QVERIFY(!toolCalled(QStringLiteral("open")));
-    QVERIFY(QFileInfo::exists(m_zipPath));
-    QVERIFY(!QFileInfo::exists(m_scriptPath));
-    QCOMPARE(leftoverFolders(), QStringList());
+void UpdaterScriptRunTest::installs_data() {
+    QTest::addColumn<bool>("oldInstalled");
+    QTest::addColumn<int>("runningPolls"); // how often the old process is still reported as running
+    QTest::addColumn<int>("pgrepCalls");
+    QTest::addColumn<int>("pauses");
+    QTest::newRow("replacing the old bundle") << true << 0 << 1 << 0;
+    QTest::newRow("nothing installed before") << false << 0 << 1 << 0;
+    QTest::newRow("waits for the old process to exit") << true << 3 << 4 << 3;
+    // The counter passes 300 on the 301st pause; the loop then leaves without asking again.
+    QTest::newRow("gives up waiting after 300 polls") << true << 100000 << 301 << 301;
 }
 
-void UpdaterScriptRunTest::installsGoodArchive() {
-    installOldBundle();
+void UpdaterScriptRunTest::installs() {
+    QFETCH(bool, oldInstalled);
+    QFETCH(int, runningPolls);
+    QFETCH(int, pgrepCalls);
+    QFETCH(int, pauses);
+    if (oldInstalled)
+        installOldBundle();
     const QByteArray sha = packNewBundle();
     QVERIFY(!sha.isEmpty());
 
     // Upper case with a trailing line break, as a manifest might send it.
-    const int status = runScript(QString::fromLatin1(sha.toUpper()) + u'\n');
+    QCOMPARE(runScript(QString::fromLatin1(sha.toUpper()) + u'\n',
+                       {QStringLiteral("NUBRA_TEST_RUNNING_POLLS=%1").arg(runningPolls)}),
+             0);
 
-    QCOMPARE(status, 0);
     const QString installed = path(QStringLiteral("Applications/") + appRelative);
     QCOMPARE(readFile(installed), QByteArray("new"));
     QVERIFY(QFileInfo(installed).isExecutable());
     QCOMPARE(readFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist"))),
              QByteArray("1.4.0"));
     QCOMPARE(log(QStringLiteral("open")), QStringLiteral("/Applications/Nubra.app\n"));
-    QCOMPARE(log(QStringLiteral("pgrep")), QStringLiteral("-f Nubra.app/Contents/MacOS\n"));
-    QVERIFY(!toolCalled(QStringLiteral("sleep"))); // nothing to wait for
+    QCOMPARE(log(QStringLiteral("pgrep")),
+             QStringLiteral("-f Nubra.app/Contents/MacOS\n").repeated(pgrepCalls));
+    QCOMPARE(log(QStringLiteral("sleep")), QStringLiteral("0.4\n").repeated(pauses));
     QCOMPARE(log(QStringLiteral("shasum")), QStringLiteral("-a 256 ") + m_zipPath + u'\n');
     const QRegularExpression verified(
         QStringLiteral("^--verify --deep --strict /tmp/nubra-stage\\.[A-Za-z0-9]{6}/Nubra\\.app\n$"));
     QVERIFY2(verified.match(log(QStringLiteral("codesign"))).hasMatch(),
              qPrintable(log(QStringLiteral("codesign"))));
-    QVERIFY(!toolCalled(QStringLiteral("hdiutil")));
+    QCOMPARE(log(QStringLiteral("hdiutil")), QString());
     QCOMPARE(leftoverFolders(), QStringList());
     QVERIFY(!QFileInfo::exists(m_zipPath));
     QVERIFY(!QFileInfo::exists(m_scriptPath));
     QVERIFY(!QFileInfo::exists(m_errPath));
 }
 
-void UpdaterScriptRunTest::installsWhenNothingIsInstalled() {
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
+void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle_data() {
+    QTest::addColumn<QString>("archiveSuffix");
+    QTest::addColumn<bool>("checksumMatches");
+    QTest::addColumn<bool>("bundleComplete");
+    QTest::addColumn<QString>("environment");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::addColumn<QStringList>("dittoCalls"); // a part of each call of ditto, in order
+    const QString zip = QStringLiteral(".app.zip");
+    const QStringList unpackOnly{QStringLiteral("/tmp/nubra-stage.")};
+    QTest::newRow("checksum mismatch")
+        << zip << false << true << QString() << QByteArray("checksum mismatch") << QStringList();
+    QTest::newRow("incomplete bundle")
+        << zip << true << false << QString() << QByteArray("extracted bundle incomplete") << unpackOnly;
+    QTest::newRow("bad signature") << zip << true << true << QStringLiteral("NUBRA_TEST_CODESIGN_FAIL=1")
+                                   << QByteArray("codesign verify failed") << unpackOnly;
+    QTest::newRow("copy fails, backup restored")
+        << zip << true << true << QStringLiteral("NUBRA_TEST_DITTO_FAIL=1") << QByteArray("install failed")
+        << (unpackOnly + QStringList{QStringLiteral("/Nubra.app /Applications/Nubra.app")});
+    QTest::newRow("disk image that does not attach") << QStringLiteral(".dmg") << true << true << QString()
+                                                     << QByteArray("dmg attach failed") << QStringList();
+}
 
-    QCOMPARE(runScript(QString::fromLatin1(sha)), 0);
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("new"));
-    QCOMPARE(log(QStringLiteral("open")), QStringLiteral("/Applications/Nubra.app\n"));
+void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle() {
+    QFETCH(QString, archiveSuffix);
+    QFETCH(bool, checksumMatches);
+    QFETCH(bool, bundleComplete);
+    QFETCH(QString, environment);
+    QFETCH(QByteArray, reason);
+    QFETCH(QStringList, dittoCalls);
+    m_zipPath.replace(QStringLiteral(".app.zip"), archiveSuffix);
+    installOldBundle();
+    QByteArray sha = packNewBundle(bundleComplete);
+    QVERIFY(!sha.isEmpty());
+    if (!checksumMatches)
+        sha = QCryptographicHash::hash("tampered", QCryptographicHash::Sha256).toHex();
+
+    QCOMPARE(
+        runScript(QString::fromLatin1(sha), environment.isEmpty() ? QStringList() : QStringList{environment}),
+        1);
+
+    QCOMPARE(readFile(m_errPath), reason + '\n');
+    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("old"));
+    QCOMPARE(readFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist"))),
+             QByteArray("1.3.0"));
+    QCOMPARE(log(QStringLiteral("open")), QString());
+    QVERIFY(QFileInfo::exists(m_zipPath));
+    QVERIFY(!QFileInfo::exists(m_scriptPath));
     QCOMPARE(leftoverFolders(), QStringList());
-}
-
-void UpdaterScriptRunTest::waitsForTheOldProcessToExit() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    QCOMPARE(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_RUNNING_POLLS=3")}), 0);
-
-    // Three answers of "still running", each followed by a 0.4 s pause, then one of "gone".
-    QCOMPARE(log(QStringLiteral("pgrep")).count(u'\n'), 4);
-    QCOMPARE(log(QStringLiteral("sleep")), QStringLiteral("0.4\n0.4\n0.4\n"));
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("new"));
-}
-
-void UpdaterScriptRunTest::givesUpWaitingAfterThreeHundredPolls() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    QCOMPARE(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_RUNNING_POLLS=100000"),
-                                                  QStringLiteral("NUBRA_TEST_INSTANT_SLEEP=1")}),
-             0);
-
-    // The counter passes 300 on the 301st pause; the loop then leaves without asking again.
-    QCOMPARE(log(QStringLiteral("pgrep")).count(u'\n'), 301);
-    QCOMPARE(log(QStringLiteral("sleep")), QStringLiteral("0.4\n").repeated(301));
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("new"));
-}
-
-void UpdaterScriptRunTest::keepsOldBundleOnChecksumMismatch() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-    const QString other =
-        QString::fromLatin1(QCryptographicHash::hash("tampered", QCryptographicHash::Sha256).toHex());
-
-    verifyRefused(runScript(other), "checksum mismatch");
-    QVERIFY(!toolCalled(QStringLiteral("ditto"))); // nothing was unpacked
-}
-
-void UpdaterScriptRunTest::refusesIncompleteBundle() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle(false);
-    QVERIFY(!sha.isEmpty());
-
-    verifyRefused(runScript(QString::fromLatin1(sha)), "extracted bundle incomplete");
-    QVERIFY(!toolCalled(QStringLiteral("codesign")));
-}
-
-void UpdaterScriptRunTest::refusesBadSignature() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    verifyRefused(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_CODESIGN_FAIL=1")}),
-                  "codesign verify failed");
-    QCOMPARE(log(QStringLiteral("ditto")).count(u'\n'), 1); // the unpacking only, no copy
-}
-
-void UpdaterScriptRunTest::restoresBackupWhenCopyFails() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    verifyRefused(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_DITTO_FAIL=1")}),
-                  "install failed");
-    const QStringList dittoCalls = log(QStringLiteral("ditto")).split(u'\n', Qt::SkipEmptyParts);
-    QCOMPARE(dittoCalls.size(), 2);
-    QVERIFY(dittoCalls.at(1).endsWith(QStringLiteral("/Nubra.app /Applications/Nubra.app")));
+    const QStringList calls = log(QStringLiteral("ditto")).split(u'\n', Qt::SkipEmptyParts);
+    QCOMPARE(calls.size(), dittoCalls.size());
+    for (qsizetype i = 0; i < calls.size(); ++i)
+        QVERIFY2(calls[i].contains(dittoCalls[i]), qPrintable(calls[i]));
 }
 
 QTEST_GUILESS_MAIN(UpdaterScriptRunTest)

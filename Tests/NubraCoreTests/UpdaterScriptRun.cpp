@@ -61,9 +61,9 @@ const char* const sleepTool = R"sh(#!/bin/bash
 echo "$*" >> "$NUBRA_TEST_LOG/sleep"
 )sh";
 
-const QString appRelative = QStringLiteral("Nubra.app/Contents/MacOS/Nubra");
+const QString appRelative = u"Nubra.app/Contents/MacOS/Nubra"_qs;
 
-const QStringList privateDirs = {QStringLiteral("tmp"), QStringLiteral("Applications")};
+const QStringList privateDirs = {u"tmp"_qs, u"Applications"_qs};
 
 using ScriptSandbox::readFile;
 using ScriptSandbox::writeFile;
@@ -86,7 +86,7 @@ private:
     QString path(const QString& relative) const { return m_dir->filePath(relative); }
     // What the stand-in logged; empty when it was never called.
     QString log(const QString& tool) const {
-        const QString file = path(QStringLiteral("log/") + tool);
+        const QString file = path(u"log/"_qs + tool);
         return QFileInfo::exists(file) ? QString::fromUtf8(readFile(file)) : QString();
     }
 
@@ -122,12 +122,12 @@ void UpdaterScriptRunTest::init() {
         {"hdiutil", hdiutilTool}, {"pgrep", pgrepTool}, {"sleep", sleepTool},
     };
     for (const auto& [name, body] : tools)
-        QVERIFY(writeFile(path(QStringLiteral("bin/") + QString::fromLatin1(name)), body, true));
+        QVERIFY(writeFile(path(u"bin/"_qs + QString::fromLatin1(name)), body, true));
 
     const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-    m_zipPath = path(QStringLiteral("work/Nubra-1.4.0-") + uuid + QStringLiteral(".app.zip"));
-    m_scriptPath = path(QStringLiteral("work/nubra-update-") + uuid + QStringLiteral(".sh"));
-    m_errPath = path(QStringLiteral("work/nubra-update-") + uuid + QStringLiteral(".err"));
+    m_zipPath = path(u"work/Nubra-1.4.0-"_qs + uuid + u".app.zip"_qs);
+    m_scriptPath = path(u"work/nubra-update-"_qs + uuid + u".sh"_qs);
+    m_errPath = path(u"work/nubra-update-"_qs + uuid + u".err"_qs);
     m_sandbox = ScriptSandbox::arguments(m_dir->path(), privateDirs);
 }
 
@@ -136,18 +136,17 @@ void UpdaterScriptRunTest::cleanup() {
 }
 
 void UpdaterScriptRunTest::installOldBundle() {
-    QVERIFY(writeFile(path(QStringLiteral("Applications/") + appRelative), "old", true));
-    QVERIFY(writeFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist")), "1.3.0"));
+    QVERIFY(writeFile(path(u"Applications/"_qs + appRelative), "old", true));
+    QVERIFY(writeFile(path(u"Applications/Nubra.app/Contents/Info.plist"_qs), "1.3.0"));
 }
 
 QByteArray UpdaterScriptRunTest::packNewBundle(bool executable) {
-    if (!writeFile(path(QStringLiteral("new/") + appRelative), "new", executable) ||
-        !writeFile(path(QStringLiteral("new/Nubra.app/Contents/Info.plist")), "1.4.0"))
+    if (!writeFile(path(u"new/"_qs + appRelative), "new", executable) ||
+        !writeFile(path(u"new/Nubra.app/Contents/Info.plist"_qs), "1.4.0"))
         return {};
     QProcess zip;
-    zip.setWorkingDirectory(path(QStringLiteral("new")));
-    zip.start(QStringLiteral("zip"),
-              {QStringLiteral("-q"), QStringLiteral("-r"), m_zipPath, QStringLiteral("Nubra.app")});
+    zip.setWorkingDirectory(path(u"new"_qs));
+    zip.start(u"zip"_qs, {u"-q"_qs, u"-r"_qs, m_zipPath, u"Nubra.app"_qs});
     if (!zip.waitForFinished(20000) || zip.exitCode() != 0)
         return {};
     QFile archive(m_zipPath);
@@ -157,7 +156,7 @@ QByteArray UpdaterScriptRunTest::packNewBundle(bool executable) {
 }
 
 int UpdaterScriptRunTest::runScript(const QString& sha, const QStringList& environment) {
-    const auto script = UpdaterScript::build(m_zipPath, QStringLiteral("1.4.0"), sha, m_errPath);
+    const auto script = UpdaterScript::build(m_zipPath, u"1.4.0"_qs, sha, m_errPath);
     if (!script || !writeFile(m_scriptPath, script->toUtf8()))
         return -1;
 
@@ -165,8 +164,7 @@ int UpdaterScriptRunTest::runScript(const QString& sha, const QStringList& envir
 }
 
 QStringList UpdaterScriptRunTest::leftoverFolders() const {
-    return QDir(path(QStringLiteral("tmp")))
-        .entryList({QStringLiteral("nubra-*")}, QDir::AllEntries | QDir::NoDotAndDotDot);
+    return QDir(path(u"tmp"_qs)).entryList({u"nubra-*"_qs}, QDir::AllEntries | QDir::NoDotAndDotDot);
 }
 
 void UpdaterScriptRunTest::installs_data() {
@@ -193,24 +191,21 @@ void UpdaterScriptRunTest::installs() {
 
     // Upper case with a trailing line break, as a manifest might send it.
     QCOMPARE(runScript(QString::fromLatin1(sha.toUpper()) + u'\n',
-                       {QStringLiteral("NUBRA_TEST_RUNNING_POLLS=%1").arg(runningPolls)}),
+                       {u"NUBRA_TEST_RUNNING_POLLS=%1"_qs.arg(runningPolls)}),
              0);
 
-    const QString installed = path(QStringLiteral("Applications/") + appRelative);
+    const QString installed = path(u"Applications/"_qs + appRelative);
     QCOMPARE(readFile(installed), QByteArray("new"));
     QVERIFY(QFileInfo(installed).isExecutable());
-    QCOMPARE(readFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist"))),
-             QByteArray("1.4.0"));
-    QCOMPARE(log(QStringLiteral("open")), QStringLiteral("/Applications/Nubra.app\n"));
-    QCOMPARE(log(QStringLiteral("pgrep")),
-             QStringLiteral("-f Nubra.app/Contents/MacOS\n").repeated(pgrepCalls));
-    QCOMPARE(log(QStringLiteral("sleep")), QStringLiteral("0.4\n").repeated(pauses));
-    QCOMPARE(log(QStringLiteral("shasum")), QStringLiteral("-a 256 ") + m_zipPath + u'\n');
+    QCOMPARE(readFile(path(u"Applications/Nubra.app/Contents/Info.plist"_qs)), QByteArray("1.4.0"));
+    QCOMPARE(log(u"open"_qs), u"/Applications/Nubra.app\n"_qs);
+    QCOMPARE(log(u"pgrep"_qs), u"-f Nubra.app/Contents/MacOS\n"_qs.repeated(pgrepCalls));
+    QCOMPARE(log(u"sleep"_qs), u"0.4\n"_qs.repeated(pauses));
+    QCOMPARE(log(u"shasum"_qs), u"-a 256 "_qs + m_zipPath + u'\n');
     const QRegularExpression verified(
-        QStringLiteral("^--verify --deep --strict /tmp/nubra-stage\\.[A-Za-z0-9]{6}/Nubra\\.app\n$"));
-    QVERIFY2(verified.match(log(QStringLiteral("codesign"))).hasMatch(),
-             qPrintable(log(QStringLiteral("codesign"))));
-    QCOMPARE(log(QStringLiteral("hdiutil")), QString());
+        u"^--verify --deep --strict /tmp/nubra-stage\\.[A-Za-z0-9]{6}/Nubra\\.app\n$"_qs);
+    QVERIFY2(verified.match(log(u"codesign"_qs)).hasMatch(), qPrintable(log(u"codesign"_qs)));
+    QCOMPARE(log(u"hdiutil"_qs), QString());
     QCOMPARE(leftoverFolders(), QStringList());
     QVERIFY(!QFileInfo::exists(m_zipPath));
     QVERIFY(!QFileInfo::exists(m_scriptPath));
@@ -224,19 +219,19 @@ void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle_data() {
     QTest::addColumn<QString>("environment");
     QTest::addColumn<QByteArray>("reason");
     QTest::addColumn<QStringList>("dittoCalls"); // a part of each call of ditto, in order
-    const QString zip = QStringLiteral(".app.zip");
-    const QStringList unpackOnly{QStringLiteral("/tmp/nubra-stage.")};
+    const QString zip = u".app.zip"_qs;
+    const QStringList unpackOnly{u"/tmp/nubra-stage."_qs};
     QTest::newRow("checksum mismatch")
         << zip << false << true << QString() << QByteArray("checksum mismatch") << QStringList();
     QTest::newRow("incomplete bundle")
         << zip << true << false << QString() << QByteArray("extracted bundle incomplete") << unpackOnly;
-    QTest::newRow("bad signature") << zip << true << true << QStringLiteral("NUBRA_TEST_CODESIGN_FAIL=1")
+    QTest::newRow("bad signature") << zip << true << true << u"NUBRA_TEST_CODESIGN_FAIL=1"_qs
                                    << QByteArray("codesign verify failed") << unpackOnly;
     QTest::newRow("copy fails, backup restored")
-        << zip << true << true << QStringLiteral("NUBRA_TEST_DITTO_FAIL=1") << QByteArray("install failed")
-        << (unpackOnly + QStringList{QStringLiteral("/Nubra.app /Applications/Nubra.app")});
-    QTest::newRow("disk image that does not attach") << QStringLiteral(".dmg") << true << true << QString()
-                                                     << QByteArray("dmg attach failed") << QStringList();
+        << zip << true << true << u"NUBRA_TEST_DITTO_FAIL=1"_qs << QByteArray("install failed")
+        << (unpackOnly + QStringList{u"/Nubra.app /Applications/Nubra.app"_qs});
+    QTest::newRow("disk image that does not attach")
+        << u".dmg"_qs << true << true << QString() << QByteArray("dmg attach failed") << QStringList();
 }
 
 void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle() {
@@ -246,7 +241,7 @@ void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle() {
     QFETCH(QString, environment);
     QFETCH(QByteArray, reason);
     QFETCH(QStringList, dittoCalls);
-    m_zipPath.replace(QStringLiteral(".app.zip"), archiveSuffix);
+    m_zipPath.replace(u".app.zip"_qs, archiveSuffix);
     installOldBundle();
     QByteArray sha = packNewBundle(bundleComplete);
     QVERIFY(!sha.isEmpty());
@@ -258,14 +253,13 @@ void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle() {
         1);
 
     QCOMPARE(readFile(m_errPath), reason + '\n');
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("old"));
-    QCOMPARE(readFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist"))),
-             QByteArray("1.3.0"));
-    QCOMPARE(log(QStringLiteral("open")), QString());
+    QCOMPARE(readFile(path(u"Applications/"_qs + appRelative)), QByteArray("old"));
+    QCOMPARE(readFile(path(u"Applications/Nubra.app/Contents/Info.plist"_qs)), QByteArray("1.3.0"));
+    QCOMPARE(log(u"open"_qs), QString());
     QVERIFY(QFileInfo::exists(m_zipPath));
     QVERIFY(!QFileInfo::exists(m_scriptPath));
     QCOMPARE(leftoverFolders(), QStringList());
-    const QStringList calls = log(QStringLiteral("ditto")).split(u'\n', Qt::SkipEmptyParts);
+    const QStringList calls = log(u"ditto"_qs).split(u'\n', Qt::SkipEmptyParts);
     QCOMPARE(calls.size(), dittoCalls.size());
     for (qsizetype i = 0; i < calls.size(); ++i)
         QVERIFY2(calls[i].contains(dittoCalls[i]), qPrintable(calls[i]));

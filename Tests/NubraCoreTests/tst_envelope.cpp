@@ -30,16 +30,14 @@ private slots:
         QTest::newRow("empty body") << QByteArray() << K::invalidJson << QString();
         QTest::newRow("truncated") << QByteArray(R"({"ok":true,"data":{)") << K::invalidJson << QString();
         QTest::newRow("array") << QByteArray("[]") << K::typeMismatch << QString();
-        QTest::newRow("no ok") << QByteArray(R"({"data":{}})") << K::missingKey << QStringLiteral("ok");
+        QTest::newRow("no ok") << QByteArray(R"({"data":{}})") << K::missingKey << u"ok"_qs;
         QTest::newRow("ok not boolean")
-            << QByteArray(R"({"ok":"true","data":{}})") << K::typeMismatch << QStringLiteral("ok");
-        QTest::newRow("ok null") << QByteArray(R"({"ok":null,"data":{}})") << K::typeMismatch
-                                 << QStringLiteral("ok");
-        QTest::newRow("no data") << QByteArray(R"({"ok":true})") << K::missingKey << QStringLiteral("data");
+            << QByteArray(R"({"ok":"true","data":{}})") << K::typeMismatch << u"ok"_qs;
+        QTest::newRow("ok null") << QByteArray(R"({"ok":null,"data":{}})") << K::typeMismatch << u"ok"_qs;
+        QTest::newRow("no data") << QByteArray(R"({"ok":true})") << K::missingKey << u"data"_qs;
         QTest::newRow("data not object")
-            << QByteArray(R"({"ok":true,"data":[1]})") << K::typeMismatch << QStringLiteral("data");
-        QTest::newRow("neither member, ok reported first")
-            << QByteArray("{}") << K::missingKey << QStringLiteral("ok");
+            << QByteArray(R"({"ok":true,"data":[1]})") << K::typeMismatch << u"data"_qs;
+        QTest::newRow("neither member, ok reported first") << QByteArray("{}") << K::missingKey << u"ok"_qs;
     }
     void refusesMalformedEnvelopes() {
         QFETCH(QByteArray, body);
@@ -52,14 +50,13 @@ private slots:
     }
 
     void describesEachKindReadably() {
-        QCOMPARE(DecodingError::missingKey(QStringLiteral("ok")).description(),
-                 QStringLiteral("The answer has no required member \"ok\""));
-        QCOMPARE(DecodingError::typeMismatch(QStringLiteral("available"), QStringLiteral("a boolean"))
-                     .within(QStringLiteral("data"))
-                     .description(),
-                 QStringLiteral("The answer has the wrong type at \"data.available\": expected a boolean"));
-        QCOMPARE(DecodingError::typeMismatch(QString(), QStringLiteral("an object")).description(),
-                 QStringLiteral("The answer has the wrong type at the top level: expected an object"));
+        QCOMPARE(DecodingError::missingKey(u"ok"_qs).description(),
+                 u"The answer has no required member \"ok\""_qs);
+        QCOMPARE(
+            DecodingError::typeMismatch(u"available"_qs, u"a boolean"_qs).within(u"data"_qs).description(),
+            u"The answer has the wrong type at \"data.available\": expected a boolean"_qs);
+        QCOMPARE(DecodingError::typeMismatch(QString(), u"an object"_qs).description(),
+                 u"The answer has the wrong type at the top level: expected an object"_qs);
 
         const auto notJson = APIEnvelope::decode("nope");
         QVERIFY(!notJson);

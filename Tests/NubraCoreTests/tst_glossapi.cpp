@@ -36,8 +36,8 @@ std::vector<SSEEvent> fullStory() {
             SSEEvent{SSEEvent::Done{GlossResult{u"Hello"_qs, u"c"_qs, std::nullopt, 1, 8, false}}}};
 }
 
-GlossRequest sampleRequest(std::optional<QString> sourceApp = std::nullopt) {
-    return GlossRequest(u"serendipity"_qs, u"pure "_qs, u" struck"_qs, std::move(sourceApp),
+GlossRequest sampleRequest() {
+    return GlossRequest(u"serendipity"_qs, u"pure "_qs, u" struck"_qs, u"Mail"_qs,
                         GlossStyle::languageLearning, GlossLength::short_, u"auto"_qs, ModelTier::quality,
                         u"REQ-1"_qs);
 }
@@ -135,8 +135,6 @@ private slots:
         const QList<QByteArray> order{"content-type", "user-agent", "x-device-id", "authorization", "accept"};
         QCOMPARE(api().buildGlossRequest(u"tok"_qs, u"D"_qs).rawHeaderList(), order);
         QCOMPARE(api().buildGlossRequest(u"tok"_qs, u"D"_qs).transferTimeout(), 60000);
-        QCOMPARE(QJsonDocument::fromJson(GlossAPI::glossBody(sampleRequest(u"Mail"_qs))).object(),
-                 sampleRequest(u"Mail"_qs).toJson());
 
         QVERIFY(!api().buildGlossRequest(QString(), u"D"_qs).hasRawHeader("authorization"));
         // A token with a line break would add header fields of its own.

@@ -6,7 +6,7 @@
 
 namespace {
 
-SSEEvent delta(const QString& text, const QString& field = QStringLiteral("gloss")) {
+SSEEvent delta(const QString& text, const QString& field = u"gloss"_qs) {
     return SSEEvent{SSEEvent::Delta{field, text}};
 }
 
@@ -56,9 +56,9 @@ const QByteArray sampleBody =
     "\"credits_cost\":2,\"credits_remaining\":95,\"cached\":true,\"language\":\"en\"}\n\n";
 
 std::vector<SSEEvent> sampleEvents() {
-    GlossResult result{QStringLiteral("Hello"), QStringLiteral("hi"), QStringLiteral("en"), 2, 95, true};
-    return {SSEEvent{SSEEvent::Meta{QStringLiteral("m1"), 3, 97}}, delta(QStringLiteral("Hel")),
-            delta(QString::fromUtf8("lo \xC3\xA9"), QStringLiteral("contextual_meaning")),
+    GlossResult result{u"Hello"_qs, u"hi"_qs, u"en"_qs, 2, 95, true};
+    return {SSEEvent{SSEEvent::Meta{u"m1"_qs, 3, 97}}, delta(u"Hel"_qs),
+            delta(QString::fromUtf8("lo \xC3\xA9"), u"contextual_meaning"_qs),
             SSEEvent{SSEEvent::Done{result}}};
 }
 
@@ -74,7 +74,7 @@ private slots:
         QCOMPARE(lines, (QStringList{u"a"_qs, u"b\rc"_qs, QString(), u"\r"_qs}));
         const auto last = lastLine(splitter);
         QVERIFY(last);
-        QCOMPARE(*last, QStringLiteral("d") + QChar::ReplacementCharacter + QChar::ReplacementCharacter);
+        QCOMPARE(*last, u"d"_qs + QChar::ReplacementCharacter + QChar::ReplacementCharacter);
         QVERIFY(!lastLine(splitter));
     }
 

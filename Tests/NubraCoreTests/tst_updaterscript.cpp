@@ -8,9 +8,9 @@
 
 namespace {
 
-const QString validSha = QStringLiteral("0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef");
-const QString zipPath = QStringLiteral("/tmp/Nubra-1.4.0-6F1C.app.zip");
-const QString errPath = QStringLiteral("/tmp/nubra-update-91AB.err");
+const QString validSha = u"0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef"_qs;
+const QString zipPath = u"/tmp/Nubra-1.4.0-6F1C.app.zip"_qs;
+const QString errPath = u"/tmp/nubra-update-91AB.err"_qs;
 
 std::optional<QString> scriptFor(const QString& version, const std::optional<QString>& sha = validSha,
                                  const QString& zip = zipPath, const QString& err = errPath) {

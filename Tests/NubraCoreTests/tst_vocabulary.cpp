@@ -37,9 +37,6 @@ template <typename E> void checkDisplayNames() {
         QVERIFY2(!en[i].isEmpty() && zh[i] != en[i], qPrintable(en[i]));
 }
 
-GlossResult sampleResult() {
-    return {QStringLiteral("a gloss"), QStringLiteral("in context"), QStringLiteral("en"), 3, 97, false};
-}
 
 } // namespace
 
@@ -124,43 +121,6 @@ private slots:
             seen.insert(request.requestId());
         }
         QCOMPARE(seen.size(), 50);
-    }
-
-    void resultDecodesStrictly_data() {
-        QTest::addColumn<QByteArray>("json");
-        QTest::addColumn<bool>("decodes");
-        const QByteArray base = R"("gloss":"g","contextual_meaning":"m","credits_cost":2,"credits_remaining":8)";
-        QTest::newRow("complete") << "{" + base + R"(,"cached":true,"language":"en"})" << true;
-        QTest::newRow("language missing") << "{" + base + R"(,"cached":false})" << true;
-        QTest::newRow("language null") << "{" + base + R"(,"cached":false,"language":null})" << true;
-        QTest::newRow("unknown member ignored") << "{" + base + R"(,"cached":false,"extra":[1]})" << true;
-        QTest::newRow("cached missing") << "{" + base + "}" << false;
-        QTest::newRow("cached as number") << "{" + base + R"(,"cached":1})" << false;
-        QTest::newRow("cost as text") << QByteArray(R"({"gloss":"g","contextual_meaning":"m","credits_cost":"2",)"
-                                                    R"("credits_remaining":8,"cached":true})")
-                                      << false;
-        QTest::newRow("cost fractional") << QByteArray(R"({"gloss":"g","contextual_meaning":"m","credits_cost":2.5,)"
-                                                       R"("credits_remaining":8,"cached":true})")
-                                         << false;
-        QTest::newRow("gloss missing") << QByteArray(R"({"contextual_meaning":"m","credits_cost":2,)"
-                                                     R"("credits_remaining":8,"cached":true})")
-                                       << false;
-        QTest::newRow("language as number") << "{" + base + R"(,"cached":false,"language":7})" << false;
-    }
-
-    void resultDecodesStrictly() {
-        QFETCH(QByteArray, json);
-        QFETCH(bool, decodes);
-        const auto result = GlossResult::fromJson(QJsonDocument::fromJson(json).object());
-        QCOMPARE(result.has_value(), decodes);
-    }
-
-    void resultRoundTrips() {
-        const GlossResult original = sampleResult();
-        QCOMPARE(GlossResult::fromJson(original.toJson()), original);
-        GlossResult noLanguage = original;
-        noLanguage.language.reset();
-        QCOMPARE(GlossResult::fromJson(noLanguage.toJson()), noLanguage);
     }
 };
 

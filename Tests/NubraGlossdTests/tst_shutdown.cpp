@@ -16,13 +16,11 @@ private slots:
     void sigtermEndsAnOpenStreamCleanly() {
         ScriptedUpstream upstream;
         QProcess service;
-        const int port =
-            startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
-                           {QStringLiteral("--backend"), QStringLiteral("openai"),
-                            QStringLiteral("--upstream"), QString::fromStdString(upstream.baseUrl()),
-                            QStringLiteral("--model"), QStringLiteral("stall"),
-                            QStringLiteral("--upstream-timeout"), QStringLiteral("20")})
-                .port();
+        const int port = startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
+                                        {u"--backend"_qs, u"openai"_qs, u"--upstream"_qs,
+                                         QString::fromStdString(upstream.baseUrl()), u"--model"_qs,
+                                         u"stall"_qs, u"--upstream-timeout"_qs, u"20"_qs})
+                             .port();
         QVERIFY(port > 0);
 
         std::atomic<bool> firstDelta{false};
@@ -65,19 +63,17 @@ private slots:
         QVERIFY(events.at(1).as<SSEEvent::Delta>());
         const auto* ending = events.back().as<SSEEvent::Error>();
         QVERIFY(ending);
-        QCOMPARE(ending->code, QStringLiteral("SHUTTING_DOWN"));
+        QCOMPARE(ending->code, u"SHUTTING_DOWN"_qs);
     }
 
     void badCommandLinesAreRefused() {
         QProcess service;
-        service.start(QStringLiteral(NUBRA_GLOSSD_PATH),
-                      {QStringLiteral("--backend"), QStringLiteral("magic")});
+        service.start(QStringLiteral(NUBRA_GLOSSD_PATH), {u"--backend"_qs, u"magic"_qs});
         QVERIFY(service.waitForFinished(5000));
         QCOMPARE(service.exitCode(), 2);
         QVERIFY(service.readAllStandardError().contains("unknown backend magic"));
 
-        service.start(QStringLiteral(NUBRA_GLOSSD_PATH),
-                      {QStringLiteral("--tokens"), QStringLiteral("/nonexistent.json")});
+        service.start(QStringLiteral(NUBRA_GLOSSD_PATH), {u"--tokens"_qs, u"/nonexistent.json"_qs});
         QVERIFY(service.waitForFinished(5000));
         QCOMPARE(service.exitCode(), 1);
         QVERIFY(service.readAllStandardError().contains("cannot read the tokens file /nonexistent.json"));

@@ -75,11 +75,8 @@ private slots:
         QTest::newRow("extra component") << u"1.2.0.1"_qs << u"1.2"_qs << true;
         QTest::newRow("prefix and blanks") << u"v1.3"_qs << u"  1.2 \n"_qs << true;
         QTest::newRow("equal") << u"2.0.0"_qs << u"v2"_qs << false;
-        QTest::newRow("suffix ignored") << u"1.2.3-beta"_qs << u"1.2.3"_qs << false;
-        QTest::newRow("empty candidate") << QString() << u"0.0.0"_qs << false;
         QTest::newRow("empty reference") << u"1"_qs << QString() << true;
         QTest::newRow("first difference decides") << u"2.0.0"_qs << u"1.9.9"_qs << true;
-        QTest::newRow("unreadable reads as zero") << u"x7"_qs << u"0"_qs << false;
     }
     void comparesVersions() {
         QFETCH(QString, candidate);

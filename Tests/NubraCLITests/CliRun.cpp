@@ -6,25 +6,25 @@
 #include <QTest>
 
 CliHome::CliHome() : m_env(QProcessEnvironment::systemEnvironment()) {
-    m_env.insert(QStringLiteral("HOME"), m_dir.path());
-    m_env.insert(QStringLiteral("XDG_CONFIG_HOME"), path(QStringLiteral("config")));
-    m_env.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
+    m_env.insert(u"HOME"_qs, m_dir.path());
+    m_env.insert(u"XDG_CONFIG_HOME"_qs, path(u"config"_qs));
+    m_env.insert(u"XDG_DATA_HOME"_qs, path(u"data"_qs));
     // A zone away from UTC shows which texts use local time and which UTC.
-    m_env.insert(QStringLiteral("TZ"), QStringLiteral("Asia/Shanghai"));
-    m_env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    m_env.insert(QStringLiteral("LANGUAGE"), QStringLiteral("en"));
-    m_env.remove(QStringLiteral("NUBRA_BASE_URL"));
+    m_env.insert(u"TZ"_qs, u"Asia/Shanghai"_qs);
+    m_env.insert(u"LC_ALL"_qs, u"C.UTF-8"_qs);
+    m_env.insert(u"LANGUAGE"_qs, u"en"_qs);
+    m_env.remove(u"NUBRA_BASE_URL"_qs);
 }
 
 QString CliHome::defaultHistoryPath() const {
-    return path(QStringLiteral("data/Nubra/history.sqlite3"));
+    return path(u"data/Nubra/history.sqlite3"_qs);
 }
 
 void CliHome::writeSettings(const QStringList& lines) const {
-    QDir().mkpath(path(QStringLiteral("config/Nubra")));
-    QFile file(path(QStringLiteral("config/Nubra/Nubra.conf")));
+    QDir().mkpath(path(u"config/Nubra"_qs));
+    QFile file(path(u"config/Nubra/Nubra.conf"_qs));
     QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write((QStringLiteral("[General]\n") + lines.join(u'\n') + u'\n').toUtf8());
+    file.write((u"[General]\n"_qs + lines.join(u'\n') + u'\n').toUtf8());
 }
 
 CliHome::Result CliHome::run(const QStringList& arguments) const {

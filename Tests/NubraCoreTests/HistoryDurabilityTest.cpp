@@ -1,4 +1,4 @@
-#include <sqlite3.h>
+#include "TestSupport/SqliteQuery.h"
 
 #include <QProcess>
 #include <QRandomGenerator>
@@ -9,20 +9,6 @@
 
 #include <chrono>
 
-namespace {
-
-QStringList column(sqlite3* db, const char* sql) {
-    QStringList rows;
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK)
-        while (sqlite3_step(statement) == SQLITE_ROW)
-            rows << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
-    sqlite3_finalize(statement);
-    return rows;
-}
-
-} // namespace
-
 // A writer process is killed with SIGKILL at random moments; every lookup whose id it had printed must
 // survive, and the file must stay intact.
 class HistoryDurabilityTest : public QObject {
@@ -30,7 +16,7 @@ class HistoryDurabilityTest : public QObject {
 private slots:
     void killedWriterLosesNothing() {
         QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("history.sqlite3"));
+        const QString path = dir.filePath(u"history.sqlite3"_qs);
         const quint32 seed = QRandomGenerator::global()->generate();
         qInfo("seed %u", seed);
         QRandomGenerator random(seed);
@@ -58,15 +44,11 @@ private slots:
                 if (!line.isEmpty())
                     acknowledged.insert(QString::fromLatin1(line));
 
-            sqlite3* db = nullptr;
-            QCOMPARE(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
-            QCOMPARE(column(db, "PRAGMA integrity_check;"), QStringList{QStringLiteral("ok")});
-            const QStringList stored = column(db, "SELECT id FROM history;");
-            sqlite3_close(db);
+            QCOMPARE(sqliteColumn(path, "PRAGMA integrity_check;"), QStringList{u"ok"_qs});
+            const QStringList stored = sqliteColumn(path, "SELECT id FROM history;");
             const QSet<QString> present(stored.begin(), stored.end());
             for (const QString& id : std::as_const(acknowledged))
-                QVERIFY2(present.contains(id),
-                         qPrintable(QStringLiteral("lost id %1 in round %2").arg(id).arg(rounds)));
+                QVERIFY2(present.contains(id), qPrintable(u"lost id %1 in round %2"_qs.arg(id).arg(rounds)));
         }
         qInfo("%d kills, %lld acknowledged inserts", rounds, qint64(acknowledged.size()));
         QVERIFY(rounds >= 10);

@@ -56,15 +56,14 @@ echo "$*" >> "$NUBRA_TEST_LOG/pgrep"
 [ "$(wc -l < "$NUBRA_TEST_LOG/pgrep")" -le "${NUBRA_TEST_RUNNING_POLLS:-0}" ]
 )sh";
 
-// Logs every pause; NUBRA_TEST_INSTANT_SLEEP makes them instant so the two-minute give-up is testable.
+// Logs every pause and returns at once, so waiting out the two-minute give-up costs no time.
 const char* const sleepTool = R"sh(#!/bin/bash
 echo "$*" >> "$NUBRA_TEST_LOG/sleep"
-[ -n "$NUBRA_TEST_INSTANT_SLEEP" ] || exec /usr/bin/sleep "$@"
 )sh";
 
-const QString appRelative = QStringLiteral("Nubra.app/Contents/MacOS/Nubra");
+const QString appRelative = u"Nubra.app/Contents/MacOS/Nubra"_qs;
 
-const QStringList privateDirs = {QStringLiteral("tmp"), QStringLiteral("Applications")};
+const QStringList privateDirs = {u"tmp"_qs, u"Applications"_qs};
 
 using ScriptSandbox::readFile;
 using ScriptSandbox::writeFile;
@@ -78,22 +77,17 @@ private slots:
     void init();
     void cleanup();
 
-    void installsGoodArchive();
-    void installsWhenNothingIsInstalled();
-    void waitsForTheOldProcessToExit();
-    void givesUpWaitingAfterThreeHundredPolls();
-    void keepsOldBundleOnChecksumMismatch();
-    void refusesIncompleteBundle();
-    void refusesBadSignature();
-    void restoresBackupWhenCopyFails();
+    void installs_data();
+    void installs();
+    void refusesAndKeepsTheOldBundle_data();
+    void refusesAndKeepsTheOldBundle();
 
 private:
     QString path(const QString& relative) const { return m_dir->filePath(relative); }
+    // What the stand-in logged; empty when it was never called.
     QString log(const QString& tool) const {
-        return QString::fromUtf8(readFile(path(QStringLiteral("log/") + tool)));
-    }
-    bool toolCalled(const QString& tool) const {
-        return QFileInfo::exists(path(QStringLiteral("log/") + tool));
+        const QString file = path(u"log/"_qs + tool);
+        return QFileInfo::exists(file) ? QString::fromUtf8(readFile(file)) : QString();
     }
 
     void installOldBundle();
@@ -101,9 +95,6 @@ private:
     QByteArray packNewBundle(bool executable = true);
     // Generates the script for `sha` and runs it to the end inside the sandbox; returns bash's status.
     int runScript(const QString& sha, const QStringList& environment = {});
-    // The common outcome of every refusal: the note says why, the old bundle stays, the archive is
-    // kept for diagnosis, and the script and its folders are gone.
-    void verifyRefused(int status, const QByteArray& reason);
     QStringList leftoverFolders() const;
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -131,12 +122,12 @@ void UpdaterScriptRunTest::init() {
         {"hdiutil", hdiutilTool}, {"pgrep", pgrepTool}, {"sleep", sleepTool},
     };
     for (const auto& [name, body] : tools)
-        QVERIFY(writeFile(path(QStringLiteral("bin/") + QString::fromLatin1(name)), body, true));
+        QVERIFY(writeFile(path(u"bin/"_qs + QString::fromLatin1(name)), body, true));
 
     const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-    m_zipPath = path(QStringLiteral("work/Nubra-1.4.0-") + uuid + QStringLiteral(".app.zip"));
-    m_scriptPath = path(QStringLiteral("work/nubra-update-") + uuid + QStringLiteral(".sh"));
-    m_errPath = path(QStringLiteral("work/nubra-update-") + uuid + QStringLiteral(".err"));
+    m_zipPath = path(u"work/Nubra-1.4.0-"_qs + uuid + u".app.zip"_qs);
+    m_scriptPath = path(u"work/nubra-update-"_qs + uuid + u".sh"_qs);
+    m_errPath = path(u"work/nubra-update-"_qs + uuid + u".err"_qs);
     m_sandbox = ScriptSandbox::arguments(m_dir->path(), privateDirs);
 }
 
@@ -145,18 +136,17 @@ void UpdaterScriptRunTest::cleanup() {
 }
 
 void UpdaterScriptRunTest::installOldBundle() {
-    QVERIFY(writeFile(path(QStringLiteral("Applications/") + appRelative), "old", true));
-    QVERIFY(writeFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist")), "1.3.0"));
+    QVERIFY(writeFile(path(u"Applications/"_qs + appRelative), "old", true));
+    QVERIFY(writeFile(path(u"Applications/Nubra.app/Contents/Info.plist"_qs), "1.3.0"));
 }
 
 QByteArray UpdaterScriptRunTest::packNewBundle(bool executable) {
-    if (!writeFile(path(QStringLiteral("new/") + appRelative), "new", executable) ||
-        !writeFile(path(QStringLiteral("new/Nubra.app/Contents/Info.plist")), "1.4.0"))
+    if (!writeFile(path(u"new/"_qs + appRelative), "new", executable) ||
+        !writeFile(path(u"new/Nubra.app/Contents/Info.plist"_qs), "1.4.0"))
         return {};
     QProcess zip;
-    zip.setWorkingDirectory(path(QStringLiteral("new")));
-    zip.start(QStringLiteral("zip"),
-              {QStringLiteral("-q"), QStringLiteral("-r"), m_zipPath, QStringLiteral("Nubra.app")});
+    zip.setWorkingDirectory(path(u"new"_qs));
+    zip.start(u"zip"_qs, {u"-q"_qs, u"-r"_qs, m_zipPath, u"Nubra.app"_qs});
     if (!zip.waitForFinished(20000) || zip.exitCode() != 0)
         return {};
     QFile archive(m_zipPath);
@@ -166,7 +156,7 @@ QByteArray UpdaterScriptRunTest::packNewBundle(bool executable) {
 }
 
 int UpdaterScriptRunTest::runScript(const QString& sha, const QStringList& environment) {
-    const auto script = UpdaterScript::build(m_zipPath, QStringLiteral("1.4.0"), sha, m_errPath);
+    const auto script = UpdaterScript::build(m_zipPath, u"1.4.0"_qs, sha, m_errPath);
     if (!script || !writeFile(m_scriptPath, script->toUtf8()))
         return -1;
 
@@ -174,129 +164,105 @@ int UpdaterScriptRunTest::runScript(const QString& sha, const QStringList& envir
 }
 
 QStringList UpdaterScriptRunTest::leftoverFolders() const {
-    return QDir(path(QStringLiteral("tmp")))
-        .entryList({QStringLiteral("nubra-*")}, QDir::AllEntries | QDir::NoDotAndDotDot);
+    return QDir(path(u"tmp"_qs)).entryList({u"nubra-*"_qs}, QDir::AllEntries | QDir::NoDotAndDotDot);
 }
 
-void UpdaterScriptRunTest::verifyRefused(int status, const QByteArray& reason) {
-    QCOMPARE(status, 1);
-    QCOMPARE(readFile(m_errPath), reason + '\n');
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("old"));
-    QCOMPARE(readFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist"))),
-             QByteArray("1.3.0"));
-    QVERIFY(!toolCalled(QStringLiteral("open")));
-    QVERIFY(QFileInfo::exists(m_zipPath));
-    QVERIFY(!QFileInfo::exists(m_scriptPath));
-    QCOMPARE(leftoverFolders(), QStringList());
+void UpdaterScriptRunTest::installs_data() {
+    QTest::addColumn<bool>("oldInstalled");
+    QTest::addColumn<int>("runningPolls"); // how often the old process is still reported as running
+    QTest::addColumn<int>("pgrepCalls");
+    QTest::addColumn<int>("pauses");
+    QTest::newRow("replacing the old bundle") << true << 0 << 1 << 0;
+    QTest::newRow("nothing installed before") << false << 0 << 1 << 0;
+    QTest::newRow("waits for the old process to exit") << true << 3 << 4 << 3;
+    // The counter passes 300 on the 301st pause; the loop then leaves without asking again.
+    QTest::newRow("gives up waiting after 300 polls") << true << 100000 << 301 << 301;
 }
 
-void UpdaterScriptRunTest::installsGoodArchive() {
-    installOldBundle();
+void UpdaterScriptRunTest::installs() {
+    QFETCH(bool, oldInstalled);
+    QFETCH(int, runningPolls);
+    QFETCH(int, pgrepCalls);
+    QFETCH(int, pauses);
+    if (oldInstalled)
+        installOldBundle();
     const QByteArray sha = packNewBundle();
     QVERIFY(!sha.isEmpty());
 
     // Upper case with a trailing line break, as a manifest might send it.
-    const int status = runScript(QString::fromLatin1(sha.toUpper()) + u'\n');
+    QCOMPARE(runScript(QString::fromLatin1(sha.toUpper()) + u'\n',
+                       {u"NUBRA_TEST_RUNNING_POLLS=%1"_qs.arg(runningPolls)}),
+             0);
 
-    QCOMPARE(status, 0);
-    const QString installed = path(QStringLiteral("Applications/") + appRelative);
+    const QString installed = path(u"Applications/"_qs + appRelative);
     QCOMPARE(readFile(installed), QByteArray("new"));
     QVERIFY(QFileInfo(installed).isExecutable());
-    QCOMPARE(readFile(path(QStringLiteral("Applications/Nubra.app/Contents/Info.plist"))),
-             QByteArray("1.4.0"));
-    QCOMPARE(log(QStringLiteral("open")), QStringLiteral("/Applications/Nubra.app\n"));
-    QCOMPARE(log(QStringLiteral("pgrep")), QStringLiteral("-f Nubra.app/Contents/MacOS\n"));
-    QVERIFY(!toolCalled(QStringLiteral("sleep"))); // nothing to wait for
-    QCOMPARE(log(QStringLiteral("shasum")), QStringLiteral("-a 256 ") + m_zipPath + u'\n');
+    QCOMPARE(readFile(path(u"Applications/Nubra.app/Contents/Info.plist"_qs)), QByteArray("1.4.0"));
+    QCOMPARE(log(u"open"_qs), u"/Applications/Nubra.app\n"_qs);
+    QCOMPARE(log(u"pgrep"_qs), u"-f Nubra.app/Contents/MacOS\n"_qs.repeated(pgrepCalls));
+    QCOMPARE(log(u"sleep"_qs), u"0.4\n"_qs.repeated(pauses));
+    QCOMPARE(log(u"shasum"_qs), u"-a 256 "_qs + m_zipPath + u'\n');
     const QRegularExpression verified(
-        QStringLiteral("^--verify --deep --strict /tmp/nubra-stage\\.[A-Za-z0-9]{6}/Nubra\\.app\n$"));
-    QVERIFY2(verified.match(log(QStringLiteral("codesign"))).hasMatch(),
-             qPrintable(log(QStringLiteral("codesign"))));
-    QVERIFY(!toolCalled(QStringLiteral("hdiutil")));
+        u"^--verify --deep --strict /tmp/nubra-stage\\.[A-Za-z0-9]{6}/Nubra\\.app\n$"_qs);
+    QVERIFY2(verified.match(log(u"codesign"_qs)).hasMatch(), qPrintable(log(u"codesign"_qs)));
+    QCOMPARE(log(u"hdiutil"_qs), QString());
     QCOMPARE(leftoverFolders(), QStringList());
     QVERIFY(!QFileInfo::exists(m_zipPath));
     QVERIFY(!QFileInfo::exists(m_scriptPath));
     QVERIFY(!QFileInfo::exists(m_errPath));
 }
 
-void UpdaterScriptRunTest::installsWhenNothingIsInstalled() {
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
+void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle_data() {
+    QTest::addColumn<QString>("archiveSuffix");
+    QTest::addColumn<bool>("checksumMatches");
+    QTest::addColumn<bool>("bundleComplete");
+    QTest::addColumn<QString>("environment");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::addColumn<QStringList>("dittoCalls"); // a part of each call of ditto, in order
+    const QString zip = u".app.zip"_qs;
+    const QStringList unpackOnly{u"/tmp/nubra-stage."_qs};
+    QTest::newRow("checksum mismatch")
+        << zip << false << true << QString() << QByteArray("checksum mismatch") << QStringList();
+    QTest::newRow("incomplete bundle")
+        << zip << true << false << QString() << QByteArray("extracted bundle incomplete") << unpackOnly;
+    QTest::newRow("bad signature") << zip << true << true << u"NUBRA_TEST_CODESIGN_FAIL=1"_qs
+                                   << QByteArray("codesign verify failed") << unpackOnly;
+    QTest::newRow("copy fails, backup restored")
+        << zip << true << true << u"NUBRA_TEST_DITTO_FAIL=1"_qs << QByteArray("install failed")
+        << (unpackOnly + QStringList{u"/Nubra.app /Applications/Nubra.app"_qs});
+    QTest::newRow("disk image that does not attach")
+        << u".dmg"_qs << true << true << QString() << QByteArray("dmg attach failed") << QStringList();
+}
 
-    QCOMPARE(runScript(QString::fromLatin1(sha)), 0);
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("new"));
-    QCOMPARE(log(QStringLiteral("open")), QStringLiteral("/Applications/Nubra.app\n"));
+void UpdaterScriptRunTest::refusesAndKeepsTheOldBundle() {
+    QFETCH(QString, archiveSuffix);
+    QFETCH(bool, checksumMatches);
+    QFETCH(bool, bundleComplete);
+    QFETCH(QString, environment);
+    QFETCH(QByteArray, reason);
+    QFETCH(QStringList, dittoCalls);
+    m_zipPath.replace(u".app.zip"_qs, archiveSuffix);
+    installOldBundle();
+    QByteArray sha = packNewBundle(bundleComplete);
+    QVERIFY(!sha.isEmpty());
+    if (!checksumMatches)
+        sha = QCryptographicHash::hash("tampered", QCryptographicHash::Sha256).toHex();
+
+    QCOMPARE(
+        runScript(QString::fromLatin1(sha), environment.isEmpty() ? QStringList() : QStringList{environment}),
+        1);
+
+    QCOMPARE(readFile(m_errPath), reason + '\n');
+    QCOMPARE(readFile(path(u"Applications/"_qs + appRelative)), QByteArray("old"));
+    QCOMPARE(readFile(path(u"Applications/Nubra.app/Contents/Info.plist"_qs)), QByteArray("1.3.0"));
+    QCOMPARE(log(u"open"_qs), QString());
+    QVERIFY(QFileInfo::exists(m_zipPath));
+    QVERIFY(!QFileInfo::exists(m_scriptPath));
     QCOMPARE(leftoverFolders(), QStringList());
-}
-
-void UpdaterScriptRunTest::waitsForTheOldProcessToExit() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    QCOMPARE(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_RUNNING_POLLS=3")}), 0);
-
-    // Three answers of "still running", each followed by a 0.4 s pause, then one of "gone".
-    QCOMPARE(log(QStringLiteral("pgrep")).count(u'\n'), 4);
-    QCOMPARE(log(QStringLiteral("sleep")), QStringLiteral("0.4\n0.4\n0.4\n"));
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("new"));
-}
-
-void UpdaterScriptRunTest::givesUpWaitingAfterThreeHundredPolls() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    QCOMPARE(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_RUNNING_POLLS=100000"),
-                                                  QStringLiteral("NUBRA_TEST_INSTANT_SLEEP=1")}),
-             0);
-
-    // The counter passes 300 on the 301st pause; the loop then leaves without asking again.
-    QCOMPARE(log(QStringLiteral("pgrep")).count(u'\n'), 301);
-    QCOMPARE(log(QStringLiteral("sleep")), QStringLiteral("0.4\n").repeated(301));
-    QCOMPARE(readFile(path(QStringLiteral("Applications/") + appRelative)), QByteArray("new"));
-}
-
-void UpdaterScriptRunTest::keepsOldBundleOnChecksumMismatch() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-    const QString other =
-        QString::fromLatin1(QCryptographicHash::hash("tampered", QCryptographicHash::Sha256).toHex());
-
-    verifyRefused(runScript(other), "checksum mismatch");
-    QVERIFY(!toolCalled(QStringLiteral("ditto"))); // nothing was unpacked
-}
-
-void UpdaterScriptRunTest::refusesIncompleteBundle() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle(false);
-    QVERIFY(!sha.isEmpty());
-
-    verifyRefused(runScript(QString::fromLatin1(sha)), "extracted bundle incomplete");
-    QVERIFY(!toolCalled(QStringLiteral("codesign")));
-}
-
-void UpdaterScriptRunTest::refusesBadSignature() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    verifyRefused(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_CODESIGN_FAIL=1")}),
-                  "codesign verify failed");
-    QCOMPARE(log(QStringLiteral("ditto")).count(u'\n'), 1); // the unpacking only, no copy
-}
-
-void UpdaterScriptRunTest::restoresBackupWhenCopyFails() {
-    installOldBundle();
-    const QByteArray sha = packNewBundle();
-    QVERIFY(!sha.isEmpty());
-
-    verifyRefused(runScript(QString::fromLatin1(sha), {QStringLiteral("NUBRA_TEST_DITTO_FAIL=1")}),
-                  "install failed");
-    const QStringList dittoCalls = log(QStringLiteral("ditto")).split(u'\n', Qt::SkipEmptyParts);
-    QCOMPARE(dittoCalls.size(), 2);
-    QVERIFY(dittoCalls.at(1).endsWith(QStringLiteral("/Nubra.app /Applications/Nubra.app")));
+    const QStringList calls = log(u"ditto"_qs).split(u'\n', Qt::SkipEmptyParts);
+    QCOMPARE(calls.size(), dittoCalls.size());
+    for (qsizetype i = 0; i < calls.size(); ++i)
+        QVERIFY2(calls[i].contains(dittoCalls[i]), qPrintable(calls[i]));
 }
 
 QTEST_GUILESS_MAIN(UpdaterScriptRunTest)

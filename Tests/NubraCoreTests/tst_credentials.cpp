@@ -17,8 +17,6 @@ private slots:
         QCOMPARE(secrets.read(u"token.device_token"_qs), std::optional<QByteArray>("second"));
         QCOMPARE(store.load(u"device_token"_qs), std::optional<QString>(u"second"_qs));
         QCOMPARE(store.load(u"refresh_token"_qs), std::nullopt);
-        QCOMPARE(TokenStore::account(QString::fromLatin1(TokenKey::refreshToken)), u"token.refresh_token"_qs);
-        QCOMPARE(QString::fromLatin1(TokenStore::service), u"app.nubra.tokens"_qs);
     }
 
     void legacyEntryMovesIntoTheSecretStore() {

@@ -1,6 +1,5 @@
 #include "NubraCore/History/HistoryStore.h"
-
-#include <sqlite3.h>
+#include "TestSupport/SqliteQuery.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -14,10 +13,10 @@ HistoryRecord makeRecord(const QString& text, const QDateTime& at) {
     HistoryRecord record;
     record.createdAt = at;
     record.selectedText = text;
-    record.gloss = QStringLiteral("gloss of ") + text;
-    record.style = QStringLiteral("plain");
-    record.length = QStringLiteral("medium");
-    record.model = QStringLiteral("cloud");
+    record.gloss = u"gloss of "_qs + text;
+    record.style = u"plain"_qs;
+    record.length = u"medium"_qs;
+    record.model = u"cloud"_qs;
     record.creditsCost = 1;
     return record;
 }
@@ -33,18 +32,16 @@ QStringList texts(const QList<HistoryRecord>& records) {
     return out;
 }
 
-// Runs SQL on a second connection to the same file, returning the first column of every row.
-QStringList rawQuery(const QString& path, const char* sql) {
-    sqlite3* db = nullptr;
-    sqlite3_open(path.toUtf8().constData(), &db);
-    sqlite3_stmt* statement = nullptr;
-    QStringList rows;
-    if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK)
-        while (sqlite3_step(statement) == SQLITE_ROW)
-            rows << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    return rows;
+template <typename Operation>
+void expectFailure(HistoryStoreError::Kind kind, const char* message, Operation operation) {
+    try {
+        operation();
+        QFAIL("no error");
+    } catch (const HistoryStoreError& error) {
+        QCOMPARE(error.kind(), kind);
+        QCOMPARE(error.localizedDescription(), QString::fromUtf8(message));
+        QCOMPARE(QString::fromUtf8(error.what()), error.message());
+    }
 }
 
 } // namespace
@@ -52,44 +49,32 @@ QStringList rawQuery(const QString& path, const char* sql) {
 class HistoryStoreTest : public QObject {
     Q_OBJECT
 private slots:
-    void init() { m_path = m_dir.filePath(QString::number(++m_counter) + QStringLiteral(".sqlite3")); }
+    void init() { m_path = m_dir.filePath(QString::number(++m_counter) + u".sqlite3"_qs); }
 
     void openFailuresAreTyped() {
-        try {
-            HistoryStore store(m_dir.filePath(QStringLiteral("missing/folder/h.sqlite3")));
-            QFAIL("opened a file in a folder that does not exist");
-        } catch (const HistoryStoreError& error) {
-            QCOMPARE(error.kind(), HistoryStoreError::Kind::openFailed);
-            QCOMPARE(error.localizedDescription(), QStringLiteral("unable to open database file"));
-        }
-
+        expectFailure(HistoryStoreError::Kind::openFailed, "unable to open database file",
+                      [&] { HistoryStore(m_dir.filePath(u"missing/folder/h.sqlite3"_qs)); });
         // SQLite opens lazily: a file that is not a database fails when the schema runs.
         QFile junk(m_path);
         QVERIFY(junk.open(QIODevice::WriteOnly));
         junk.write(QByteArray(4096, 'x'));
         junk.close();
-        try {
-            HistoryStore store(m_path);
-            QFAIL("opened a file that is not a database");
-        } catch (const HistoryStoreError& error) {
-            QCOMPARE(error.kind(), HistoryStoreError::Kind::execFailed);
-            QCOMPARE(error.message(), QStringLiteral("file is not a database"));
-            QCOMPARE(QString::fromUtf8(error.what()), error.message());
-        }
+        expectFailure(HistoryStoreError::Kind::execFailed, "file is not a database",
+                      [&] { HistoryStore{m_path}; });
     }
 
     void schemaAndReopen() {
         {
             HistoryStore store(m_path);
-            store.insert(makeRecord(QStringLiteral("kept"), at(1)));
+            store.insert(makeRecord(u"kept"_qs, at(1)));
         }
         HistoryStore again(m_path);
-        QCOMPARE(texts(again.recent(10)), QStringList{QStringLiteral("kept")});
+        QCOMPARE(texts(again.recent(10)), QStringList{u"kept"_qs});
 
         const QStringList columns =
-            rawQuery(m_path, "SELECT name || ' ' || type || ' ' || \"notnull\" || ' ' || "
-                             "coalesce(dflt_value, '-') || ' ' || pk "
-                             "FROM pragma_table_info('history');");
+            sqliteColumn(m_path, "SELECT name || ' ' || type || ' ' || \"notnull\" || ' ' || "
+                                 "coalesce(dflt_value, '-') || ' ' || pk "
+                                 "FROM pragma_table_info('history');");
         QCOMPARE(columns, (QStringList{
                               "id INTEGER 0 - 1",
                               "created_at TEXT 1 - 0",
@@ -104,12 +89,8 @@ private slots:
                               "model TEXT 1 '' 0",
                               "credits_cost INTEGER 1 1 0",
                           }));
-        QCOMPARE(rawQuery(m_path, "SELECT sql FROM sqlite_master WHERE name = 'idx_history_time';"),
+        QCOMPARE(sqliteColumn(m_path, "SELECT sql FROM sqlite_master WHERE name = 'idx_history_time';"),
                  QStringList{"CREATE INDEX idx_history_time ON history(created_at DESC)"});
-        QVERIFY(rawQuery(m_path, "SELECT sql FROM sqlite_master WHERE name = 'history';")
-                    .value(0)
-                    .contains(QStringLiteral(
-                        "id INTEGER PRIMARY KEY AUTOINCREMENT,\n  created_at TEXT NOT NULL,")));
     }
 
     void recordsRoundTripExactly() {
@@ -117,15 +98,15 @@ private slots:
         HistoryRecord record;
         record.id = 999; // ignored by insert
         record.createdAt = at(9, 250);
-        record.selectedText = QStringLiteral("多行\n文本 🧪\r\nend");
-        record.contextBefore = QStringLiteral("before 前");
-        record.contextAfter = QStringLiteral("after\tafter");
-        record.gloss = QStringLiteral("**解释** with / and \"quotes\"\n- item");
-        record.contextualMeaning = QStringLiteral("meaning");
-        record.sourceApp = QStringLiteral("Safari");
-        record.style = QStringLiteral("language_learning");
-        record.length = QStringLiteral("detailed");
-        record.model = QStringLiteral("cloud");
+        record.selectedText = u"多行\n文本 🧪\r\nend"_qs;
+        record.contextBefore = u"before 前"_qs;
+        record.contextAfter = u"after\tafter"_qs;
+        record.gloss = u"**解释** with / and \"quotes\"\n- item"_qs;
+        record.contextualMeaning = u"meaning"_qs;
+        record.sourceApp = u"Safari"_qs;
+        record.style = u"language_learning"_qs;
+        record.length = u"detailed"_qs;
+        record.model = u"cloud"_qs;
         record.creditsCost = -7;
         const std::int64_t id = store.insert(record);
         QVERIFY(id != 999);
@@ -134,19 +115,19 @@ private slots:
         QCOMPARE(listed.size(), 1);
         record.id = id;
         QCOMPARE(listed.front(), record);
-        QCOMPARE(rawQuery(m_path, "SELECT created_at FROM history;"),
+        QCOMPARE(sqliteColumn(m_path, "SELECT created_at FROM history;"),
                  QStringList{"2026-03-05T14:07:09.250Z"});
 
         // A time in another zone is stored as the same instant in UTC.
         record.createdAt = QDateTime(QDate(2026, 3, 5), QTime(23, 0, 0, 5), QTimeZone(8 * 3600));
         store.insert(record);
-        QCOMPARE(rawQuery(m_path, "SELECT created_at FROM history ORDER BY id;").value(1),
-                 QStringLiteral("2026-03-05T15:00:00.005Z"));
+        QCOMPARE(sqliteColumn(m_path, "SELECT created_at FROM history ORDER BY id;").value(1),
+                 u"2026-03-05T15:00:00.005Z"_qs);
     }
 
     void costIsClampedTo32Bits() {
         HistoryStore store(m_path);
-        auto record = makeRecord(QStringLiteral("big"), at(1));
+        auto record = makeRecord(u"big"_qs, at(1));
         record.creditsCost = std::int64_t(1) << 40;
         store.insert(record);
         record.creditsCost = -(std::int64_t(1) << 40);
@@ -159,26 +140,26 @@ private slots:
 
     void idsKeepGrowingAfterClearAndDelete() {
         HistoryStore store(m_path);
-        const auto first = store.insert(makeRecord(QStringLiteral("a"), at(1)));
-        const auto second = store.insert(makeRecord(QStringLiteral("b"), at(2)));
+        const auto first = store.insert(makeRecord(u"a"_qs, at(1)));
+        const auto second = store.insert(makeRecord(u"b"_qs, at(2)));
         QVERIFY(second > first);
         QCOMPARE(store.count(), 2);
         store.remove(first);
         store.remove(12345); // absent: ignored
-        QCOMPARE(texts(store.recent(10)), QStringList{QStringLiteral("b")});
+        QCOMPARE(texts(store.recent(10)), QStringList{u"b"_qs});
         store.clear();
         QCOMPARE(store.count(), 0);
-        QVERIFY(store.insert(makeRecord(QStringLiteral("c"), at(3))) > second);
+        QVERIFY(store.insert(makeRecord(u"c"_qs, at(3))) > second);
     }
 
     void orderingAndTrimming() {
         HistoryStore store(m_path);
         // Inserted out of time order; "tie-low" and "tie-high" share a time stamp.
-        store.insert(makeRecord(QStringLiteral("t3"), at(3)));
-        store.insert(makeRecord(QStringLiteral("tie-low"), at(5)));
-        store.insert(makeRecord(QStringLiteral("t1"), at(1)));
-        store.insert(makeRecord(QStringLiteral("tie-high"), at(5)));
-        store.insert(makeRecord(QStringLiteral("t4"), at(4, 999)));
+        store.insert(makeRecord(u"t3"_qs, at(3)));
+        store.insert(makeRecord(u"tie-low"_qs, at(5)));
+        store.insert(makeRecord(u"t1"_qs, at(1)));
+        store.insert(makeRecord(u"tie-high"_qs, at(5)));
+        store.insert(makeRecord(u"t4"_qs, at(4, 999)));
         const QStringList newestFirst{"tie-high", "tie-low", "t4", "t3", "t1"};
         QCOMPARE(texts(store.recent(10)), newestFirst);
         QCOMPARE(texts(store.recent(2)), newestFirst.mid(0, 2));
@@ -195,31 +176,32 @@ private slots:
 
     void searchUsesLikeAsGiven() {
         HistoryStore store(m_path);
-        store.insert(makeRecord(QStringLiteral("costs 50 dollars"), at(1)));
-        store.insert(makeRecord(QStringLiteral("abc"), at(2)));
-        store.insert(makeRecord(QStringLiteral("Hello World"), at(3)));
-        auto explained = makeRecord(QStringLiteral("zzz"), at(4));
-        explained.gloss = QStringLiteral("the word world in the explanation");
+        store.insert(makeRecord(u"costs 50 dollars"_qs, at(1)));
+        store.insert(makeRecord(u"abc"_qs, at(2)));
+        store.insert(makeRecord(u"Hello World"_qs, at(3)));
+        auto explained = makeRecord(u"zzz"_qs, at(4));
+        explained.gloss = u"the word world in the explanation"_qs;
         store.insert(explained);
 
-        QCOMPARE(texts(store.search(QStringLiteral("50%"), 10)), QStringList{"costs 50 dollars"});
-        QCOMPARE(texts(store.search(QStringLiteral("a_c"), 10)), QStringList{"abc"});
-        QCOMPARE(texts(store.search(QStringLiteral("WORLD"), 10)), (QStringList{"zzz", "Hello World"}));
-        QCOMPARE(texts(store.search(QStringLiteral("WORLD"), 1)), QStringList{"zzz"});
+        QCOMPARE(texts(store.search(u"50%"_qs, 10)), QStringList{"costs 50 dollars"});
+        QCOMPARE(texts(store.search(u"a_c"_qs, 10)), QStringList{"abc"});
+        QCOMPARE(texts(store.search(u"WORLD"_qs, 10)), (QStringList{"zzz", "Hello World"}));
+        QCOMPARE(texts(store.search(u"WORLD"_qs, 1)), QStringList{"zzz"});
         // Blanks stay in the pattern: only the explanation has "world" followed by a blank.
-        QCOMPARE(texts(store.search(QStringLiteral("World "), 10)), QStringList{"zzz"});
+        QCOMPARE(texts(store.search(u"World "_qs, 10)), QStringList{"zzz"});
         QCOMPARE(store.search(QString(), 10).size(), 4);
     }
 
     void unreadableRowsStillList() {
         // A table made without the NOT NULL constraints is reused as it is, so NULLs can be read back.
-        QVERIFY(rawQuery(m_path, "CREATE TABLE history (id INTEGER PRIMARY KEY AUTOINCREMENT, created_at, "
-                                 "selected_text, context_before, context_after, gloss, contextual_meaning, "
-                                 "source_app, style, length, model, credits_cost);")
+        QVERIFY(sqliteColumn(m_path,
+                             "CREATE TABLE history (id INTEGER PRIMARY KEY AUTOINCREMENT, created_at, "
+                             "selected_text, context_before, context_after, gloss, contextual_meaning, "
+                             "source_app, style, length, model, credits_cost);")
                     .isEmpty());
-        rawQuery(m_path, "INSERT INTO history (created_at, selected_text) VALUES ('yesterday', NULL);");
-        rawQuery(m_path,
-                 "INSERT INTO history (created_at, selected_text) VALUES ('2026-03-05T14:07:09Z', 'x');");
+        sqliteColumn(m_path, "INSERT INTO history (created_at, selected_text) VALUES ('yesterday', NULL);");
+        sqliteColumn(m_path,
+                     "INSERT INTO history (created_at, selected_text) VALUES ('2026-03-05T14:07:09Z', 'x');");
         HistoryStore store(m_path);
         const QDateTime before = QDateTime::currentDateTimeUtc();
         const auto listed = store.recent(10);
@@ -255,23 +237,16 @@ private slots:
 
     void failuresOnAMissingTable() {
         HistoryStore store(m_path);
-        store.insert(makeRecord(QStringLiteral("gone"), at(1)));
-        rawQuery(m_path, "DROP TABLE history;");
-        const auto expectExecFailure = [](auto&& operation) {
-            try {
-                operation();
-                QFAIL("no error");
-            } catch (const HistoryStoreError& error) {
-                QCOMPARE(error.kind(), HistoryStoreError::Kind::execFailed);
-                QCOMPARE(error.localizedDescription(), QStringLiteral("no such table: history"));
-            }
-        };
-        expectExecFailure([&] { store.insert(makeRecord(QStringLiteral("x"), at(2))); });
-        expectExecFailure([&] { store.clear(); });
-        expectExecFailure([&] { store.enforceLimit(3); });
+        store.insert(makeRecord(u"gone"_qs, at(1)));
+        sqliteColumn(m_path, "DROP TABLE history;");
+        expectFailure(HistoryStoreError::Kind::execFailed, "no such table: history",
+                      [&] { store.insert(makeRecord(u"x"_qs, at(2))); });
+        expectFailure(HistoryStoreError::Kind::execFailed, "no such table: history", [&] { store.clear(); });
+        expectFailure(HistoryStoreError::Kind::execFailed, "no such table: history",
+                      [&] { store.enforceLimit(3); });
         // Reading and deleting one row never fail outward.
         QVERIFY(store.recent(10).isEmpty());
-        QVERIFY(store.search(QStringLiteral("x"), 10).isEmpty());
+        QVERIFY(store.search(u"x"_qs, 10).isEmpty());
         QCOMPARE(store.count(), 0);
         store.remove(1);
     }

@@ -21,19 +21,19 @@ using ScriptSandbox::writeFile;
 
 namespace {
 
-const QString validSha = QStringLiteral("0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef");
+const QString validSha = u"0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef"_qs;
 const QString validKey = QStringLiteral("-----BEGIN PUBLIC KEY-----\n"
                                         "MCowBQYDK2VwAyEAxro11mvXXumm3+vr6RZ9NV/HhJS3WKbTqMmq+ZzARmI=\n"
                                         "-----END PUBLIC KEY-----\n");
-const QStringList privateDirs = {QStringLiteral("tmp"), QStringLiteral("home")};
-const QString installDir = QStringLiteral("/home/u/.local/opt/Nubra"); // as the sandbox sees it
+const QStringList privateDirs = {u"tmp"_qs, u"home"_qs};
+const QString installDir = u"/home/u/.local/opt/Nubra"_qs; // as the sandbox sees it
 
 LinuxUpdate validUpdate() {
     LinuxUpdate update;
-    update.archivePath = QStringLiteral("/tmp/Nubra-1.4.0-6F1C.tar.gz");
-    update.version = QStringLiteral("1.4.0");
+    update.archivePath = u"/tmp/Nubra-1.4.0-6F1C.tar.gz"_qs;
+    update.version = u"1.4.0"_qs;
     update.expectedSha256 = validSha;
-    update.errPath = QStringLiteral("/tmp/nubra-update-91AB.err");
+    update.errPath = u"/tmp/nubra-update-91AB.err"_qs;
     update.installDir = installDir;
     update.pid = 4242;
     update.publicKeyPem = validKey;
@@ -70,358 +70,309 @@ enum class Fault {
     absoluteMember,
     climbingMember,
     backupFails,
-    installFails,
+    installFails
 };
 
 } // namespace
 
 class LinuxUpdaterScriptTest : public QObject {
     Q_OBJECT
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void refusesUnsafeInput_data();
-    void refusesUnsafeInput();
-
-    void installsAndRelaunches();
-    void keepsOldVersionOnFailure_data();
-    void keepsOldVersionOnFailure();
-    void keepsBackupWhenRestoreFails();
-    void stopsWaitingAfterTheLastPoll();
-
-private:
-    // Paths outside the sandbox; inside, root/home is /home and root/tmp is /tmp.
-    QString path(const QString& relative) const { return m_dir->filePath(relative); }
-    QString installed(const QString& relative) const {
-        return path(QStringLiteral("home/u/.local/opt/Nubra/") + relative);
-    }
-    QString outside(const QString& sandboxPath) const { return m_dir->path() + sandboxPath; }
-    bool runTool(const QString& program, const QStringList& arguments) const;
-
-    void writeBundle(const QString& folder, const QByteArray& word, bool withDaemon = true);
-    // Packs build/Nubra (plus `extra` members) into the archive and fills in its checksum and
-    // signature; `tarOptions` go to tar before the archive name.
-    void packRelease(const QStringList& extra = {}, const QStringList& tarOptions = {});
-    QString signatureOf(const QString& file, const QString& key) const;
-    // Writes the script for m_update into the sandbox's /tmp and runs it there; returns bash's status.
-    int runScript(const QStringList& environment = {});
-    // What every refusal leaves: its reason in the note, the old version installed and runnable, the
-    // archive kept, no script and no staging or backup folder.
-    void verifyOldVersionKept(int status, const QByteArray& reason);
-    QStringList leftovers() const;
 
     QTemporaryDir m_keys;
     QString m_sandboxUnavailable;
     std::unique_ptr<QTemporaryDir> m_dir;
     LinuxUpdate m_update;
     QString m_scriptPath; // inside the sandbox
-};
 
-void LinuxUpdaterScriptTest::initTestCase() {
-    QVERIFY(m_keys.isValid());
-    m_sandboxUnavailable = ScriptSandbox::unavailableReason(privateDirs);
-    if (!m_sandboxUnavailable.isEmpty())
-        return;
-    for (const char* tool : {"bash", "tar", "openssl", "sha256sum", "base64", "setsid", "nohup"})
-        QVERIFY2(!QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty(), tool);
-    for (const char* key : {"release", "other"})
-        QVERIFY(runTool(QStringLiteral("openssl"),
-                        {QStringLiteral("genpkey"), QStringLiteral("-algorithm"), QStringLiteral("ed25519"),
-                         QStringLiteral("-out"), m_keys.filePath(QString::fromLatin1(key))}));
-    QVERIFY(
-        runTool(QStringLiteral("openssl"),
-                {QStringLiteral("pkey"), QStringLiteral("-in"), m_keys.filePath(QStringLiteral("release")),
-                 QStringLiteral("-pubout"), QStringLiteral("-out"), m_keys.filePath(QStringLiteral("pub"))}));
-}
+    // Paths outside the sandbox; inside, root/home is /home and root/tmp is /tmp.
+    QString path(const QString& relative) const { return m_dir->filePath(relative); }
+    QString installed(const QString& relative) const {
+        return path(u"home/u/.local/opt/Nubra/"_qs + relative);
+    }
+    QString outside(const QString& sandboxPath) const { return m_dir->path() + sandboxPath; }
 
-void LinuxUpdaterScriptTest::init() {
-    if (!m_sandboxUnavailable.isEmpty())
-        return;
-    m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
-    for (const char* sub : {"tmp", "home/u/.local/opt", "log", "build"})
-        QVERIFY(QDir(m_dir->path()).mkpath(QString::fromLatin1(sub)));
-    QByteArray mv = mvTool;
-    mv.replace("REAL_MV", QStandardPaths::findExecutable(QStringLiteral("mv")).toUtf8());
-    QVERIFY(writeFile(path(QStringLiteral("bin/mv")), mv, true));
-    QVERIFY(writeFile(path(QStringLiteral("bin/sleep")), sleepTool, true));
+    static bool runTool(const QString& program, const QStringList& arguments) {
+        QProcess process;
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(program, arguments);
+        return process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit &&
+               process.exitCode() == 0;
+    }
 
-    QProcess gone; // a process id nobody answers to any more
-    gone.start(QStringLiteral("true"), {});
-    QVERIFY(gone.waitForStarted());
-    const qint64 gonePid = gone.processId();
-    QVERIFY(gone.waitForFinished());
+    static void writeBundle(const QString& folder, const QByteArray& word, bool withDaemon = true) {
+        QVERIFY(writeFile(folder + u"/bin/nubra"_qs, fakeNubra(word), true));
+        if (withDaemon)
+            QVERIFY(writeFile(folder + u"/bin/nubra-glossd"_qs, "#!/bin/sh\n", true));
+        QVERIFY(writeFile(folder + u"/lib/libNubraCore.so.1"_qs, word));
+        QVERIFY(writeFile(folder + u"/share/icons/nubra.svg"_qs, word));
+    }
 
-    const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-    m_update = validUpdate();
-    m_update.archivePath = QStringLiteral("/tmp/Nubra-1.4.0-") + uuid + QStringLiteral(".tar.gz");
-    m_update.errPath = QStringLiteral("/tmp/nubra-update-") + uuid + QStringLiteral("-1.err");
-    m_update.pid = gonePid;
-    m_update.publicKeyPem = QString::fromLatin1(readFile(m_keys.filePath(QStringLiteral("pub"))));
-    m_update.waitPolls = 3;
-    m_scriptPath = QStringLiteral("/tmp/nubra-update-") + uuid + QStringLiteral("-2.sh");
-    writeBundle(installed(QString()), "old");
-}
+    QString signatureOf(const QString& file, const QString& key) const {
+        const QString signature = path(u"build/signature"_qs);
+        if (!runTool(u"openssl"_qs, {u"pkeyutl"_qs, u"-sign"_qs, u"-inkey"_qs, m_keys.filePath(key),
+                                     u"-rawin"_qs, u"-in"_qs, file, u"-out"_qs, signature}))
+            return {};
+        return QString::fromLatin1(readFile(signature).toBase64());
+    }
 
-void LinuxUpdaterScriptTest::cleanup() {
-    m_dir.reset();
-}
+    // Packs build/Nubra (plus `extra` members) into the archive and fills in its checksum and
+    // signature; `tarOptions` go to tar before the archive name.
+    void packRelease(const QStringList& extra = {}, const QStringList& tarOptions = {}) {
+        const QString archive = outside(m_update.archivePath);
+        QVERIFY(runTool(u"tar"_qs, QStringList(tarOptions) << u"-czf"_qs << archive << u"-C"_qs
+                                                           << path(u"build"_qs) << u"Nubra"_qs << extra));
+        setArchive(readFile(archive));
+        m_update.signatureBase64 = signatureOf(archive, u"release"_qs);
+        QVERIFY(!m_update.signatureBase64.isEmpty());
+    }
 
-bool LinuxUpdaterScriptTest::runTool(const QString& program, const QStringList& arguments) const {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(program, arguments);
-    return process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit &&
-           process.exitCode() == 0;
-}
-
-void LinuxUpdaterScriptTest::writeBundle(const QString& folder, const QByteArray& word, bool withDaemon) {
-    QVERIFY(writeFile(folder + QStringLiteral("/bin/nubra"), fakeNubra(word), true));
-    if (withDaemon)
-        QVERIFY(writeFile(folder + QStringLiteral("/bin/nubra-glossd"), "#!/bin/sh\n", true));
-    QVERIFY(writeFile(folder + QStringLiteral("/lib/libNubraCore.so.1"), word));
-    QVERIFY(writeFile(folder + QStringLiteral("/share/icons/nubra.svg"), word));
-}
-
-QString LinuxUpdaterScriptTest::signatureOf(const QString& file, const QString& key) const {
-    const QString signature = path(QStringLiteral("build/signature"));
-    if (!runTool(QStringLiteral("openssl"),
-                 {QStringLiteral("pkeyutl"), QStringLiteral("-sign"), QStringLiteral("-inkey"),
-                  m_keys.filePath(key), QStringLiteral("-rawin"), QStringLiteral("-in"), file,
-                  QStringLiteral("-out"), signature}))
-        return {};
-    return QString::fromLatin1(readFile(signature).toBase64());
-}
-
-void LinuxUpdaterScriptTest::packRelease(const QStringList& extra, const QStringList& tarOptions) {
-    const QString archive = outside(m_update.archivePath);
-    QVERIFY(runTool(QStringLiteral("tar"), QStringList(tarOptions)
-                                               << QStringLiteral("-czf") << archive << QStringLiteral("-C")
-                                               << path(QStringLiteral("build")) << QStringLiteral("Nubra")
-                                               << extra));
-    m_update.expectedSha256 =
-        QString::fromLatin1(QCryptographicHash::hash(readFile(archive), QCryptographicHash::Sha256).toHex());
-    m_update.signatureBase64 = signatureOf(archive, QStringLiteral("release"));
-    QVERIFY(!m_update.signatureBase64.isEmpty());
-}
-
-int LinuxUpdaterScriptTest::runScript(const QStringList& environment) {
-    const auto script = LinuxUpdaterScript::build(m_update);
-    if (!script || !writeFile(outside(m_scriptPath), script->toUtf8()))
-        return -1;
-
-    return ScriptSandbox::runBash(ScriptSandbox::arguments(m_dir->path(), privateDirs), m_scriptPath,
-                                  m_dir->path(), QStringList{QStringLiteral("HOME=/home/u")} + environment);
-}
-
-QStringList LinuxUpdaterScriptTest::leftovers() const {
-    return QDir(path(QStringLiteral("home/u/.local/opt")))
-        .entryList({QStringLiteral(".nubra-*")}, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-}
-
-void LinuxUpdaterScriptTest::verifyOldVersionKept(int status, const QByteArray& reason) {
-    QCOMPARE(status, 1);
-    QCOMPARE(readFile(outside(m_update.errPath)), reason + '\n');
-    QVERIFY(QFileInfo::exists(outside(m_update.archivePath)));
-    QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
-    QCOMPARE(leftovers(), QStringList());
-    QVERIFY(!QFileInfo::exists(path(QStringLiteral("log/launched"))));
-
-    QProcess old;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("NUBRA_TEST_LOG"), path(QStringLiteral("log")));
-    old.setProcessEnvironment(env);
-    old.start(installed(QStringLiteral("bin/nubra")), {});
-    QVERIFY(old.waitForFinished(10000));
-    QCOMPARE(old.readAllStandardOutput(), QByteArray("old\n"));
-    QVERIFY(QFileInfo(installed(QStringLiteral("bin/nubra-glossd"))).isExecutable());
-    QCOMPARE(readFile(installed(QStringLiteral("lib/libNubraCore.so.1"))), QByteArray("old"));
-}
-
-void LinuxUpdaterScriptTest::refusesUnsafeInput_data() {
-    QTest::addColumn<LinuxUpdate>("update");
-    const auto with = [](auto change) {
-        LinuxUpdate update = validUpdate();
-        change(update);
-        return update;
-    };
-    QTest::newRow("checksum of 63 digits")
-        << with([](LinuxUpdate& u) { u.expectedSha256 = validSha.first(63); });
-    QTest::newRow("dollar in archive path")
-        << with([](LinuxUpdate& u) { u.archivePath = QStringLiteral("/tmp/$(reboot).tar.gz"); });
-    QTest::newRow("line break in note path")
-        << with([](LinuxUpdate& u) { u.errPath = QStringLiteral("/tmp/a\nreboot"); });
-    QTest::newRow("backquote in relaunch argument") << with([](LinuxUpdate& u) {
-        u.relaunchArguments = {QStringLiteral("--ok"), QStringLiteral("`id`")};
-    });
-    QTest::newRow("quote in install folder")
-        << with([](LinuxUpdate& u) { u.installDir = QStringLiteral("/home/u/Nu\"bra"); });
-    QTest::newRow("relative install folder")
-        << with([](LinuxUpdate& u) { u.installDir = QStringLiteral(".local/opt/Nubra"); });
-    QTest::newRow("install folder resolving to the root")
-        << with([](LinuxUpdate& u) { u.installDir = QStringLiteral("/home/u/../../"); });
-    QTest::newRow("private key block") << with(
-        [](LinuxUpdate& u) { u.publicKeyPem.replace(QStringLiteral("PUBLIC"), QStringLiteral("PRIVATE")); });
-    QTest::newRow("key block followed by shell text")
-        << with([](LinuxUpdate& u) { u.publicKeyPem += QStringLiteral("NUBRA_RELEASE_KEY\nreboot\n"); });
-    QTest::newRow("key with a stray character")
-        << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u'+', u'$'); });
-    QTest::newRow("X25519 key instead of Ed25519") << with([](LinuxUpdate& u) {
-        // Same DER layout with the object identifier 1.3.101.110 in place of 1.3.101.112.
-        u.publicKeyPem.replace(QStringLiteral("MCowBQYDK2Vw"), QStringLiteral("MCowBQYDK2Vu"));
-    });
-    QTest::newRow("signature of 63 bytes") << with(
-        [](LinuxUpdate& u) { u.signatureBase64 = QString::fromLatin1(QByteArray(63, '\x5a').toBase64()); });
-    QTest::newRow("signature with shell text")
-        << with([](LinuxUpdate& u) { u.signatureBase64 += QStringLiteral("';reboot;'"); });
-    QTest::newRow("no process id") << with([](LinuxUpdate& u) { u.pid = 0; });
-}
-
-void LinuxUpdaterScriptTest::refusesUnsafeInput() {
-    QFETCH(LinuxUpdate, update);
-    QVERIFY(LinuxUpdaterScript::build(validUpdate())); // the base every row changes is accepted
-    QCOMPARE(LinuxUpdaterScript::build(update), std::nullopt);
-}
-
-void LinuxUpdaterScriptTest::installsAndRelaunches() {
-    if (!m_sandboxUnavailable.isEmpty())
-        QSKIP(qPrintable(m_sandboxUnavailable));
-    writeBundle(path(QStringLiteral("build/Nubra")), "new");
-    packRelease();
-    // As a manifest or release tool may hand them over: upper case with a line break, the signature
-    // wrapped like base64's default output, the key with CRLF line ends.
-    m_update.expectedSha256 = m_update.expectedSha256->toUpper() + u'\n';
-    m_update.signatureBase64.insert(76, u'\n');
-    m_update.publicKeyPem.replace(QStringLiteral("\n"), QStringLiteral("\r\n"));
-    m_update.installDir += u'/';
-    m_update.relaunchArguments = {QStringLiteral("--updated"), QStringLiteral("from 1.3.0 & more")};
-
-    QCOMPARE(runScript(), 0);
-
-    QTRY_COMPARE_WITH_TIMEOUT(readFile(path(QStringLiteral("log/launched"))),
-                              QByteArray("new /home/u/.local/opt/Nubra/bin/nubra [--updated] "
-                                         "[from 1.3.0 & more]\n"),
-                              10000);
-    QCOMPARE(readFile(installed(QStringLiteral("lib/libNubraCore.so.1"))), QByteArray("new"));
-    QVERIFY(QFileInfo(installed(QStringLiteral("bin/nubra-glossd"))).isExecutable());
-    QCOMPARE(leftovers(), QStringList());
-    QVERIFY(!QFileInfo::exists(outside(m_update.archivePath)));
-    QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
-    QVERIFY(!QFileInfo::exists(outside(m_update.errPath)));
-}
-
-void LinuxUpdaterScriptTest::keepsOldVersionOnFailure_data() {
-    QTest::addColumn<Fault>("fault");
-    QTest::addColumn<QByteArray>("reason");
-    QTest::newRow("wrong checksum") << Fault::wrongChecksum << QByteArray("checksum mismatch");
-    QTest::newRow("signed with another key") << Fault::otherKey << QByteArray("signature verify failed");
-    QTest::newRow("tampered archive, checksum of the tampered bytes")
-        << Fault::tamperedArchive << QByteArray("signature verify failed");
-    QTest::newRow("truncated archive, checksummed and signed")
-        << Fault::truncatedArchive << QByteArray("unpack failed");
-    QTest::newRow("bundle without the service")
-        << Fault::incompleteBundle << QByteArray("extracted bundle incomplete");
-    QTest::newRow("member beside the bundle folder") << Fault::strayMember << QByteArray("unsafe archive");
-    QTest::newRow("absolute member") << Fault::absoluteMember << QByteArray("unsafe archive");
-    QTest::newRow("member climbing out with ..") << Fault::climbingMember << QByteArray("unsafe archive");
-    QTest::newRow("backup move fails") << Fault::backupFails << QByteArray("backup failed");
-    QTest::newRow("install move fails") << Fault::installFails << QByteArray("install failed");
-}
-
-void LinuxUpdaterScriptTest::keepsOldVersionOnFailure() {
-    if (!m_sandboxUnavailable.isEmpty())
-        QSKIP(qPrintable(m_sandboxUnavailable));
-    QFETCH(Fault, fault);
-    QFETCH(QByteArray, reason);
-    writeBundle(path(QStringLiteral("build/Nubra")), "new", fault != Fault::incompleteBundle);
-    QVERIFY(writeFile(path(QStringLiteral("build/stray")), "stray"));
-    const QString archive = outside(m_update.archivePath);
-    const auto rewriteArchive = [&](const QByteArray& bytes) {
-        QVERIFY(writeFile(archive, bytes));
+    // Writes the archive and announces its checksum, leaving the signature as it is.
+    void setArchive(const QByteArray& bytes) {
+        QVERIFY(writeFile(outside(m_update.archivePath), bytes));
         m_update.expectedSha256 =
             QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-    };
+    }
 
-    QStringList environment;
-    switch (fault) {
-    case Fault::strayMember:
-        packRelease({QStringLiteral("stray")});
-        break;
-    case Fault::absoluteMember:
-        packRelease({path(QStringLiteral("build/stray"))}, {QStringLiteral("-P")});
-        break;
-    case Fault::climbingMember:
-        packRelease({QStringLiteral("Nubra/../stray")}, {QStringLiteral("-P")});
-        break;
-    default:
+    // Writes the script for m_update into the sandbox's /tmp and runs it there; returns bash's status.
+    int runScript(const QStringList& environment = {}) {
+        const auto script = LinuxUpdaterScript::build(m_update);
+        if (!script || !writeFile(outside(m_scriptPath), script->toUtf8()))
+            return -1;
+        return ScriptSandbox::runBash(ScriptSandbox::arguments(m_dir->path(), privateDirs), m_scriptPath,
+                                      m_dir->path(), QStringList{u"HOME=/home/u"_qs} + environment);
+    }
+
+    QStringList leftovers() const {
+        return QDir(path(u"home/u/.local/opt"_qs))
+            .entryList({u".nubra-*"_qs}, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+
+private slots:
+    void initTestCase() {
+        QVERIFY(m_keys.isValid());
+        m_sandboxUnavailable = ScriptSandbox::unavailableReason(privateDirs);
+        if (!m_sandboxUnavailable.isEmpty())
+            return;
+        for (const char* tool : {"bash", "tar", "openssl", "sha256sum", "base64", "setsid", "nohup"})
+            QVERIFY2(!QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty(), tool);
+        for (const char* key : {"release", "other"})
+            QVERIFY(runTool(u"openssl"_qs, {u"genpkey"_qs, u"-algorithm"_qs, u"ed25519"_qs, u"-out"_qs,
+                                            m_keys.filePath(QString::fromLatin1(key))}));
+        QVERIFY(runTool(u"openssl"_qs, {u"pkey"_qs, u"-in"_qs, m_keys.filePath(u"release"_qs), u"-pubout"_qs,
+                                        u"-out"_qs, m_keys.filePath(u"pub"_qs)}));
+    }
+
+    void init() {
+        if (!m_sandboxUnavailable.isEmpty())
+            return;
+        m_dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_dir->isValid());
+        for (const char* sub : {"tmp", "home/u/.local/opt", "log", "build"})
+            QVERIFY(QDir(m_dir->path()).mkpath(QString::fromLatin1(sub)));
+        QByteArray mv = mvTool;
+        mv.replace("REAL_MV", QStandardPaths::findExecutable(u"mv"_qs).toUtf8());
+        QVERIFY(writeFile(path(u"bin/mv"_qs), mv, true));
+        QVERIFY(writeFile(path(u"bin/sleep"_qs), sleepTool, true));
+
+        QProcess gone; // a process id nobody answers to any more
+        gone.start(u"true"_qs, {});
+        QVERIFY(gone.waitForStarted());
+        const qint64 gonePid = gone.processId();
+        QVERIFY(gone.waitForFinished());
+
+        const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        m_update = validUpdate();
+        m_update.archivePath = u"/tmp/Nubra-1.4.0-"_qs + uuid + u".tar.gz"_qs;
+        m_update.errPath = u"/tmp/nubra-update-"_qs + uuid + u"-1.err"_qs;
+        m_update.pid = gonePid;
+        m_update.publicKeyPem = QString::fromLatin1(readFile(m_keys.filePath(u"pub"_qs)));
+        m_update.waitPolls = 3;
+        m_scriptPath = u"/tmp/nubra-update-"_qs + uuid + u"-2.sh"_qs;
+        writeBundle(installed(QString()), "old");
+        writeBundle(path(u"build/Nubra"_qs), "new");
+    }
+
+    void cleanup() { m_dir.reset(); }
+
+    void refusesUnsafeInput_data() {
+        QTest::addColumn<LinuxUpdate>("update");
+        const auto with = [](auto change) {
+            LinuxUpdate update = validUpdate();
+            change(update);
+            return update;
+        };
+        QTest::newRow("checksum of 63 digits")
+            << with([](LinuxUpdate& u) { u.expectedSha256 = validSha.first(63); });
+        QTest::newRow("dollar in archive path")
+            << with([](LinuxUpdate& u) { u.archivePath = u"/tmp/$(reboot).tar.gz"_qs; });
+        QTest::newRow("line break in note path")
+            << with([](LinuxUpdate& u) { u.errPath = u"/tmp/a\nreboot"_qs; });
+        QTest::newRow("backquote in relaunch argument") << with([](LinuxUpdate& u) {
+            u.relaunchArguments = {u"--ok"_qs, u"`id`"_qs};
+        });
+        QTest::newRow("quote in install folder")
+            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/Nu\"bra"_qs; });
+        QTest::newRow("relative install folder")
+            << with([](LinuxUpdate& u) { u.installDir = u".local/opt/Nubra"_qs; });
+        QTest::newRow("install folder resolving to the root")
+            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/../../"_qs; });
+        QTest::newRow("private key block")
+            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u"PUBLIC"_qs, u"PRIVATE"_qs); });
+        QTest::newRow("key block followed by shell text")
+            << with([](LinuxUpdate& u) { u.publicKeyPem += u"NUBRA_RELEASE_KEY\nreboot\n"_qs; });
+        QTest::newRow("key with a stray character")
+            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u'+', u'$'); });
+        QTest::newRow("X25519 key instead of Ed25519") << with([](LinuxUpdate& u) {
+            // Same DER layout with the object identifier 1.3.101.110 in place of 1.3.101.112.
+            u.publicKeyPem.replace(u"MCowBQYDK2Vw"_qs, u"MCowBQYDK2Vu"_qs);
+        });
+        QTest::newRow("signature of 63 bytes") << with([](LinuxUpdate& u) {
+            u.signatureBase64 = QString::fromLatin1(QByteArray(63, '\x5a').toBase64());
+        });
+        QTest::newRow("signature with shell text")
+            << with([](LinuxUpdate& u) { u.signatureBase64 += u"';reboot;'"_qs; });
+        QTest::newRow("no process id") << with([](LinuxUpdate& u) { u.pid = 0; });
+    }
+
+    void refusesUnsafeInput() {
+        QFETCH(LinuxUpdate, update);
+        QVERIFY(LinuxUpdaterScript::build(validUpdate())); // the base every row changes is accepted
+        QCOMPARE(LinuxUpdaterScript::build(update), std::nullopt);
+    }
+
+    void installsAndRelaunches() {
+        if (!m_sandboxUnavailable.isEmpty())
+            QSKIP(qPrintable(m_sandboxUnavailable));
         packRelease();
-    }
-    const QByteArray packed = readFile(archive);
-    switch (fault) {
-    case Fault::wrongChecksum:
-        m_update.expectedSha256 =
-            QString::fromLatin1(QCryptographicHash::hash("other", QCryptographicHash::Sha256).toHex());
-        break;
-    case Fault::otherKey:
-        m_update.signatureBase64 = signatureOf(archive, QStringLiteral("other"));
-        break;
-    case Fault::tamperedArchive: {
-        QByteArray tampered = packed;
-        tampered[tampered.size() / 2] = char(tampered.at(tampered.size() / 2) ^ 0x01);
-        rewriteArchive(tampered);
-        break;
-    }
-    case Fault::truncatedArchive:
-        rewriteArchive(packed.first(packed.size() / 2));
-        m_update.signatureBase64 = signatureOf(archive, QStringLiteral("release"));
-        break;
-    case Fault::backupFails:
-        environment << QStringLiteral("NUBRA_TEST_MV_FAIL=1");
-        break;
-    case Fault::installFails:
-        environment << QStringLiteral("NUBRA_TEST_MV_FAIL=2");
-        break;
-    default:
-        break;
+        // As a manifest or release tool may hand them over: upper case with a line break, the signature
+        // wrapped like base64's default output, the key with CRLF line ends.
+        m_update.expectedSha256 = m_update.expectedSha256->toUpper() + u'\n';
+        m_update.signatureBase64.insert(76, u'\n');
+        m_update.publicKeyPem.replace(u"\n"_qs, u"\r\n"_qs);
+        m_update.installDir += u'/';
+        m_update.relaunchArguments = {u"--updated"_qs, u"from 1.3.0 & more"_qs};
+
+        QCOMPARE(runScript(), 0);
+
+        QTRY_COMPARE_WITH_TIMEOUT(readFile(path(u"log/launched"_qs)),
+                                  QByteArray("new /home/u/.local/opt/Nubra/bin/nubra [--updated] "
+                                             "[from 1.3.0 & more]\n"),
+                                  10000);
+        QCOMPARE(readFile(installed(u"lib/libNubraCore.so.1"_qs)), QByteArray("new"));
+        QVERIFY(QFileInfo(installed(u"bin/nubra-glossd"_qs)).isExecutable());
+        QCOMPARE(leftovers(), QStringList());
+        QVERIFY(!QFileInfo::exists(outside(m_update.archivePath)));
+        QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
+        QVERIFY(!QFileInfo::exists(outside(m_update.errPath)));
     }
 
-    verifyOldVersionKept(runScript(environment), reason);
-}
+    void keepsOldVersionOnFailure_data() {
+        QTest::addColumn<Fault>("fault");
+        QTest::addColumn<QByteArray>("reason");
+        QTest::newRow("wrong checksum") << Fault::wrongChecksum << QByteArray("checksum mismatch");
+        QTest::newRow("signed with another key") << Fault::otherKey << QByteArray("signature verify failed");
+        QTest::newRow("tampered archive, checksum of the tampered bytes")
+            << Fault::tamperedArchive << QByteArray("signature verify failed");
+        QTest::newRow("truncated archive, checksummed and signed")
+            << Fault::truncatedArchive << QByteArray("unpack failed");
+        QTest::newRow("bundle without the service")
+            << Fault::incompleteBundle << QByteArray("extracted bundle incomplete");
+        QTest::newRow("member beside the bundle folder")
+            << Fault::strayMember << QByteArray("unsafe archive");
+        QTest::newRow("absolute member") << Fault::absoluteMember << QByteArray("unsafe archive");
+        QTest::newRow("member climbing out with ..") << Fault::climbingMember << QByteArray("unsafe archive");
+        QTest::newRow("backup move fails") << Fault::backupFails << QByteArray("backup failed");
+        QTest::newRow("install move fails") << Fault::installFails << QByteArray("install failed");
+    }
 
-void LinuxUpdaterScriptTest::keepsBackupWhenRestoreFails() {
-    if (!m_sandboxUnavailable.isEmpty())
-        QSKIP(qPrintable(m_sandboxUnavailable));
-    writeBundle(path(QStringLiteral("build/Nubra")), "new");
-    packRelease();
+    // Every refusal leaves its reason in the note, the old version installed and runnable, the archive
+    // kept, no script and no staging or backup folder.
+    void keepsOldVersionOnFailure() {
+        if (!m_sandboxUnavailable.isEmpty())
+            QSKIP(qPrintable(m_sandboxUnavailable));
+        QFETCH(Fault, fault);
+        QFETCH(QByteArray, reason);
+        if (fault == Fault::incompleteBundle)
+            QVERIFY(QFile::remove(path(u"build/Nubra/bin/nubra-glossd"_qs)));
+        QVERIFY(writeFile(path(u"build/stray"_qs), "stray"));
+        const QString archive = outside(m_update.archivePath);
+        if (fault == Fault::strayMember)
+            packRelease({u"stray"_qs});
+        else if (fault == Fault::absoluteMember)
+            packRelease({path(u"build/stray"_qs)}, {u"-P"_qs});
+        else if (fault == Fault::climbingMember)
+            packRelease({u"Nubra/../stray"_qs}, {u"-P"_qs});
+        else
+            packRelease();
+        QByteArray packed = readFile(archive);
+        QStringList environment;
+        if (fault == Fault::wrongChecksum)
+            m_update.expectedSha256 =
+                QString::fromLatin1(QCryptographicHash::hash("other", QCryptographicHash::Sha256).toHex());
+        if (fault == Fault::otherKey)
+            m_update.signatureBase64 = signatureOf(archive, u"other"_qs);
+        if (fault == Fault::tamperedArchive) {
+            packed[packed.size() / 2] = char(packed.at(packed.size() / 2) ^ 0x01);
+            setArchive(packed);
+        }
+        if (fault == Fault::truncatedArchive) {
+            setArchive(packed.first(packed.size() / 2));
+            m_update.signatureBase64 = signatureOf(archive, u"release"_qs);
+        }
+        if (fault == Fault::backupFails)
+            environment << u"NUBRA_TEST_MV_FAIL=1"_qs;
+        if (fault == Fault::installFails)
+            environment << u"NUBRA_TEST_MV_FAIL=2"_qs;
 
-    // The new folder cannot be moved in and the old one cannot be moved back: the backup must survive.
-    QCOMPARE(runScript({QStringLiteral("NUBRA_TEST_MV_FAIL=2 3")}), 1);
+        QCOMPARE(runScript(environment), 1);
 
-    const QStringList kept = leftovers();
-    QCOMPARE(kept.size(), 1);
-    QVERIFY2(kept.first().startsWith(QStringLiteral(".nubra-old.")), qPrintable(kept.first()));
-    const QString backup = QStringLiteral("/home/u/.local/opt/") + kept.first() + QStringLiteral("/Nubra");
-    QCOMPARE(readFile(outside(m_update.errPath)),
-             QStringLiteral("install failed, the previous version is kept in %1\n").arg(backup).toUtf8());
-    QCOMPARE(readFile(outside(backup + QStringLiteral("/lib/libNubraCore.so.1"))), QByteArray("old"));
-    QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
-}
+        QCOMPARE(readFile(outside(m_update.errPath)), reason + '\n');
+        QVERIFY(QFileInfo::exists(archive));
+        QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
+        QCOMPARE(leftovers(), QStringList());
+        QVERIFY(!QFileInfo::exists(path(u"log/launched"_qs)));
+        QProcess old;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"NUBRA_TEST_LOG"_qs, path(u"log"_qs));
+        old.setProcessEnvironment(env);
+        old.start(installed(u"bin/nubra"_qs), {});
+        QVERIFY(old.waitForFinished(10000));
+        QCOMPARE(old.readAllStandardOutput(), QByteArray("old\n"));
+        QVERIFY(QFileInfo(installed(u"bin/nubra-glossd"_qs)).isExecutable());
+        QCOMPARE(readFile(installed(u"lib/libNubraCore.so.1"_qs)), QByteArray("old"));
+    }
 
-void LinuxUpdaterScriptTest::stopsWaitingAfterTheLastPoll() {
-    if (!m_sandboxUnavailable.isEmpty())
-        QSKIP(qPrintable(m_sandboxUnavailable));
-    writeBundle(path(QStringLiteral("build/Nubra")), "new");
-    packRelease();
-    m_update.pid = QCoreApplication::applicationPid(); // never ends while the script runs
+    void keepsBackupWhenRestoreFails() {
+        if (!m_sandboxUnavailable.isEmpty())
+            QSKIP(qPrintable(m_sandboxUnavailable));
+        packRelease();
 
-    QCOMPARE(runScript(), 0);
+        // The new folder cannot be moved in and the old one cannot be moved back: the backup must survive.
+        QCOMPARE(runScript({u"NUBRA_TEST_MV_FAIL=2 3"_qs}), 1);
 
-    QCOMPARE(readFile(path(QStringLiteral("log/sleep"))), QByteArray("0.4\n").repeated(3));
-    QCOMPARE(readFile(installed(QStringLiteral("lib/libNubraCore.so.1"))), QByteArray("new"));
-    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(path(QStringLiteral("log/launched"))), 10000);
-}
+        const QStringList kept = leftovers();
+        QCOMPARE(kept.size(), 1);
+        QVERIFY2(kept.first().startsWith(u".nubra-old."_qs), qPrintable(kept.first()));
+        const QString backup = u"/home/u/.local/opt/"_qs + kept.first() + u"/Nubra"_qs;
+        QCOMPARE(readFile(outside(m_update.errPath)),
+                 u"install failed, the previous version is kept in %1\n"_qs.arg(backup).toUtf8());
+        QCOMPARE(readFile(outside(backup + u"/lib/libNubraCore.so.1"_qs)), QByteArray("old"));
+        QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
+    }
+
+    void stopsWaitingAfterTheLastPoll() {
+        if (!m_sandboxUnavailable.isEmpty())
+            QSKIP(qPrintable(m_sandboxUnavailable));
+        packRelease();
+        m_update.pid = QCoreApplication::applicationPid(); // never ends while the script runs
+
+        QCOMPARE(runScript(), 0);
+
+        QCOMPARE(readFile(path(u"log/sleep"_qs)), QByteArray("0.4\n").repeated(3));
+        QCOMPARE(readFile(installed(u"lib/libNubraCore.so.1"_qs)), QByteArray("new"));
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(path(u"log/launched"_qs)), 10000);
+    }
+};
 
 QTEST_GUILESS_MAIN(LinuxUpdaterScriptTest)
 #include "tst_linuxupdaterscript.moc"

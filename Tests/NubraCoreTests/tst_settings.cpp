@@ -26,41 +26,38 @@ private:
     InMemoryDefaults m_store;
 };
 
+// The setting stored under `key`, as the settings object holds it.
+QVariant readBack(const AppSettings& settings, const QString& key) {
+    if (key == u"style")
+        return rawValue(settings.style());
+    if (key == u"length")
+        return rawValue(settings.length());
+    if (key == u"contextRadius")
+        return settings.contextRadius();
+    if (key == u"modelTier")
+        return rawValue(settings.modelTier());
+    if (key == u"autoHide")
+        return settings.autoHide();
+    return rawValue(settings.triggerMode());
+}
+
 } // namespace
 
 class SettingsTest : public QObject {
     Q_OBJECT
 private slots:
-    void storedValuesAreReadKeyByKey() {
-        InMemoryDefaults defaults;
-        defaults.setValue("style", "languageLearning");
-        defaults.setValue("length", "Detailed"); // wrong case: ignored
-        defaults.setValue("contextRadius", 0);
-        defaults.setValue("modelTier", "quality");
-        defaults.setValue("recordHistory", false);
-        defaults.setValue("autoHide", "maybe"); // unreadable: ignored
-        defaults.setValue("outputLang", "x-klingon");
-        defaults.setValue("trigger", "hotkey");
-        AppSettings settings(defaults);
-        settings.loadPersisted();
-        QCOMPARE(settings.style(), GlossStyle::languageLearning);
-        QCOMPARE(settings.length(), GlossLength::medium);
-        QCOMPARE(settings.contextRadius(), 200);
-        QCOMPARE(settings.modelTier(), ModelTier::quality);
-        QVERIFY(!settings.recordHistory());
-        QVERIFY(settings.autoHide());
-        QCOMPARE(settings.outputLang(), QStringLiteral("x-klingon"));
-        QCOMPARE(settings.triggerMode(), TriggerMode::hotkey);
-    }
-
+    // Values of the right key but the wrong shape (a wire value, another case) are ignored when read.
     void unusableValuesKeepDefaults_data() {
         QTest::addColumn<QString>("key");
         QTest::addColumn<QVariant>("stored");
         QTest::newRow("style wire value") << "style" << QVariant("language_learning");
+        QTest::newRow("length in another case") << "length" << QVariant("Detailed");
         QTest::newRow("unknown length") << "length" << QVariant("huge");
+        QTest::newRow("zero radius") << "contextRadius" << QVariant(0);
         QTest::newRow("negative radius") << "contextRadius" << QVariant(-5);
         QTest::newRow("text radius") << "contextRadius" << QVariant("wide");
         QTest::newRow("unknown tier") << "modelTier" << QVariant("turbo");
+        QTest::newRow("unreadable switch") << "autoHide" << QVariant("maybe");
         QTest::newRow("unknown trigger") << "trigger" << QVariant("tripleClick");
     }
 
@@ -68,12 +65,11 @@ private slots:
         QFETCH(QString, key);
         QFETCH(QVariant, stored);
         InMemoryDefaults defaults;
+        const QVariant builtIn = readBack(AppSettings(defaults), key);
         defaults.setValue(key, stored);
         AppSettings settings(defaults);
         settings.loadPersisted();
-        QCOMPARE(settings.contextRadius(), 200);
-        QCOMPARE(settings.modelTier(), ModelTier::fast);
-        QCOMPARE(settings.triggerMode(), TriggerMode::onSelection);
+        QCOMPARE(readBack(settings, key), builtIn);
     }
 
     // A new launch over the same settings file restores exactly the stored eight; the rest starts over.
@@ -130,7 +126,6 @@ private slots:
         coding.set(true);
         QCOMPARE(settings.style(), GlossStyle::coding);
         QVERIFY(coding.get() && !plain.get());
-        QCOMPARE(defaults.writes.size(), 8);
         QCOMPARE(defaults.value("style"), QVariant("coding"));
 
         lengthBinding(settings, GlossLength::detailed).set(true);
@@ -145,7 +140,6 @@ private slots:
         english.set(true);
         QVERIFY(english.get());
         QCOMPARE(defaults.value("outputLang"), QVariant("en"));
-        QCOMPARE(defaults.writes.size(), 32);
     }
 
     void historyPathUnderDataHome() {

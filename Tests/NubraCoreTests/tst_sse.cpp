@@ -1,5 +1,4 @@
 #include "NubraCore/Service/SSEDecoder.h"
-#include "NubraCore/Service/SSELineAccumulator.h"
 #include "NubraCore/Service/SSELineSplitter.h"
 #include "NubraCore/Service/SSEParser.h"
 
@@ -7,7 +6,7 @@
 
 namespace {
 
-SSEEvent delta(const QString& text, const QString& field = QStringLiteral("gloss")) {
+SSEEvent delta(const QString& text, const QString& field = u"gloss"_qs) {
     return SSEEvent{SSEEvent::Delta{field, text}};
 }
 
@@ -57,9 +56,9 @@ const QByteArray sampleBody =
     "\"credits_cost\":2,\"credits_remaining\":95,\"cached\":true,\"language\":\"en\"}\n\n";
 
 std::vector<SSEEvent> sampleEvents() {
-    GlossResult result{QStringLiteral("Hello"), QStringLiteral("hi"), QStringLiteral("en"), 2, 95, true};
-    return {SSEEvent{SSEEvent::Meta{QStringLiteral("m1"), 3, 97}}, delta(QStringLiteral("Hel")),
-            delta(QString::fromUtf8("lo \xC3\xA9"), QStringLiteral("contextual_meaning")),
+    GlossResult result{u"Hello"_qs, u"hi"_qs, u"en"_qs, 2, 95, true};
+    return {SSEEvent{SSEEvent::Meta{u"m1"_qs, 3, 97}}, delta(u"Hel"_qs),
+            delta(QString::fromUtf8("lo \xC3\xA9"), u"contextual_meaning"_qs),
             SSEEvent{SSEEvent::Done{result}}};
 }
 
@@ -75,20 +74,8 @@ private slots:
         QCOMPARE(lines, (QStringList{u"a"_qs, u"b\rc"_qs, QString(), u"\r"_qs}));
         const auto last = lastLine(splitter);
         QVERIFY(last);
-        QCOMPARE(*last, QStringLiteral("d") + QChar::ReplacementCharacter + QChar::ReplacementCharacter);
+        QCOMPARE(*last, u"d"_qs + QChar::ReplacementCharacter + QChar::ReplacementCharacter);
         QVERIFY(!lastLine(splitter));
-    }
-
-    void splitterJoinsLinesAcrossChunksAndStripsFinalCarriageReturn() {
-        SSELineSplitter splitter;
-        QStringList lines;
-        // A UTF-8 sequence split between chunks must be decoded whole, not repaired.
-        QVERIFY(splitInto(splitter, "ab\xC3", lines));
-        QVERIFY(lines.isEmpty());
-        QVERIFY(splitInto(splitter, "\xA9\r", lines));
-        QVERIFY(splitInto(splitter, "\nx\r", lines));
-        QCOMPARE(lines, QStringList{QString::fromUtf8("ab\xC3\xA9")});
-        QCOMPARE(lastLine(splitter), std::optional<QString>(u"x"_qs));
     }
 
     void splitterRefusesOverlongLine() {
@@ -100,24 +87,6 @@ private slots:
         QCOMPARE(lines.size(), 1);
         QVERIFY(splitInto(splitter, exact, lines));
         QVERIFY(!splitInto(splitter, "y", lines));
-    }
-
-    void accumulatorBuildsBlocks() {
-        using Block = std::optional<QByteArrayView>;
-        SSELineAccumulator accumulator;
-        QVERIFY(!accumulator.add({}));
-        QVERIFY(!accumulator.add("event: x"));
-        QVERIFY(!accumulator.add("data: 1"));
-        QCOMPARE(accumulator.add({}), Block("event: x\ndata: 1\n"));
-        QVERIFY(!accumulator.add({}));
-        QVERIFY(!accumulator.flush());
-        QVERIFY(!accumulator.add("only"));
-        QCOMPARE(accumulator.flush(), Block("only\n"));
-        QCOMPARE(accumulator.pendingSize(), 0);
-        accumulator.add("ab");
-        accumulator.add("c");
-        QCOMPARE(accumulator.pendingSize(), 5);
-        QCOMPARE(accumulator.flush(), Block("ab\nc\n"));
     }
 
     void blockDecoding_data() {
@@ -188,23 +157,6 @@ private slots:
         QFETCH(QString, block);
         QFETCH(std::vector<SSEEvent>, expected);
         QCOMPARE(parseOne(block), expected);
-    }
-
-    void parserFeedsAcrossChunks() {
-        SSEParser parser;
-        const QByteArray three =
-            "event: delta\ndata: {\"text\":\"1\"}\n\nevent: delta\ndata: {\"text\":\"2\"}\n\n"
-            "event: delta\ndata: {\"text\":\"3\"}\n\nevent: delta\ndata: {\"te";
-        QCOMPARE(parser.feed(three), (std::vector{delta(u"1"_qs), delta(u"2"_qs), delta(u"3"_qs)}));
-        QCOMPARE(parser.feed("xt\":\"4\"}\n"), std::vector<SSEEvent>{});
-        QCOMPARE(parser.feed("\n"), std::vector{delta(u"4"_qs)});
-        QVERIFY(parser.buffer().isEmpty());
-        // A carriage return between the line feeds does not separate blocks.
-        QCOMPARE(parser.feed("event: delta\ndata: {}\n\r\n"), std::vector<SSEEvent>{});
-        QCOMPARE(parser.finish(), std::vector{delta(QString())});
-        QVERIFY(parser.buffer().isEmpty());
-        QCOMPARE(parser.feed(" \n\t"), std::vector<SSEEvent>{});
-        QCOMPARE(parser.finish(), std::vector<SSEEvent>{});
     }
 
     void decoderGivesSameEventsForEverySplit() {

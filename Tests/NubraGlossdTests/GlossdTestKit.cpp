@@ -1,5 +1,7 @@
 #include "GlossdTestKit.h"
 
+#include "NubraCore/Service/SSEDecoder.h"
+
 #include <QJsonDocument>
 
 #include <httplib.h>
@@ -28,39 +30,19 @@ std::unique_ptr<httplib::Client> RunningServer::client() const {
     return client;
 }
 
-std::vector<Event> parseEvents(const std::string& body) {
-    std::vector<Event> events;
-    std::size_t at = 0;
-    while (at < body.size()) {
-        const std::size_t end = body.find("\n\n", at);
-        const std::string block = body.substr(at, end == std::string::npos ? std::string::npos : end - at);
-        at = end == std::string::npos ? body.size() : end + 2;
-        std::string name;
-        std::string data;
-        std::size_t lineStart = 0;
-        while (lineStart <= block.size()) {
-            const std::size_t lineEnd = std::min(block.find('\n', lineStart), block.size());
-            const std::string line = block.substr(lineStart, lineEnd - lineStart);
-            if (line.rfind("event: ", 0) == 0)
-                name = line.substr(7);
-            else if (line.rfind("data: ", 0) == 0)
-                data += line.substr(6);
-            lineStart = lineEnd + 1;
-        }
-        events.emplace_back(name, QJsonDocument::fromJson(QByteArray::fromStdString(data)).object());
-    }
+std::vector<SSEEvent> decodeEvents(const std::string& body) {
+    SSEDecoder decoder;
+    std::vector<SSEEvent> events = decoder.push(QByteArray::fromStdString(body));
+    for (SSEEvent& event : decoder.finish())
+        events.push_back(std::move(event));
     return events;
 }
 
 std::string glossBody(const QString& key, const QJsonValue& value, const QString& text) {
-    QJsonObject body{{QStringLiteral("selected_text"), text},
-                     {QStringLiteral("context_before"), QString()},
-                     {QStringLiteral("context_after"), QString()},
-                     {QStringLiteral("style"), QStringLiteral("plain")},
-                     {QStringLiteral("length"), QStringLiteral("short")},
-                     {QStringLiteral("lang"), QStringLiteral("en")},
-                     {QStringLiteral("model_tier"), QStringLiteral("fast")},
-                     {QStringLiteral("request_id"), QStringLiteral("R-1")}};
+    // As the app's client writes it.
+    QJsonObject body = GlossRequest(text, {}, {}, std::nullopt, GlossStyle::plain, GlossLength::short_,
+                                    QStringLiteral("en"), ModelTier::fast)
+                           .toJson();
     if (!key.isEmpty()) {
         if (value.isUndefined())
             body.remove(key);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NubraCore/Service/SSEEvent.h"
 #include "NubraGlossd/GlossServer.h"
 
 #include <QJsonObject>
@@ -30,10 +31,8 @@ private:
     std::thread m_thread;
 };
 
-using Event = std::pair<std::string, QJsonObject>;
-
-// The events of a whole event-stream body, in order: "event:" name and the "data:" object.
-std::vector<Event> parseEvents(const std::string& body);
+// The events of a whole event-stream body as the app's client decodes them.
+std::vector<SSEEvent> decodeEvents(const std::string& body);
 
 // A well-formed lookup body with one member replaced (or removed when `value` is undefined).
 std::string glossBody(const QString& key = {}, const QJsonValue& value = QJsonValue::Undefined,

@@ -1,37 +1,13 @@
 #include "GlossdTestKit.h"
 #include "ScriptedUpstream.h"
+#include "TestSupport/ServiceProcess.h"
 
 #include <QElapsedTimer>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
 
 #include <httplib.h>
 
 #include <atomic>
-
-namespace {
-
-// Starts the real binary on a free port and returns the port it reports, or 0.
-int startService(QProcess& process, const QStringList& arguments) {
-    process.setReadChannel(QProcess::StandardError);
-    process.start(QStringLiteral(NUBRA_GLOSSD_PATH),
-                  arguments + QStringList{QStringLiteral("--port"), QStringLiteral("0")});
-    QByteArray err;
-    static const QRegularExpression listening(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+)"));
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 10000 && process.state() != QProcess::NotRunning) {
-        process.waitForReadyRead(100);
-        err += process.readAllStandardError();
-        const auto match = listening.match(QString::fromUtf8(err));
-        if (match.hasMatch())
-            return match.captured(1).toInt();
-    }
-    return 0;
-}
-
-} // namespace
 
 class ShutdownTest : public QObject {
     Q_OBJECT
@@ -40,10 +16,11 @@ private slots:
     void sigtermEndsAnOpenStreamCleanly() {
         ScriptedUpstream upstream;
         QProcess service;
-        const int port = startService(
-            service, {QStringLiteral("--backend"), QStringLiteral("openai"), QStringLiteral("--upstream"),
-                      QString::fromStdString(upstream.baseUrl()), QStringLiteral("--model"),
-                      QStringLiteral("stall"), QStringLiteral("--upstream-timeout"), QStringLiteral("20")});
+        const int port = startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
+                                        {u"--backend"_qs, u"openai"_qs, u"--upstream"_qs,
+                                         QString::fromStdString(upstream.baseUrl()), u"--model"_qs,
+                                         u"stall"_qs, u"--upstream-timeout"_qs, u"20"_qs})
+                             .port();
         QVERIFY(port > 0);
 
         std::atomic<bool> firstDelta{false};
@@ -80,23 +57,23 @@ private slots:
 
         // The stream got its ending: the chunked body is complete and its last event says why.
         QVERIFY(complete);
-        const auto events = parseEvents(body);
-        QCOMPARE(events.front().first, std::string("meta"));
-        QCOMPARE(events.at(1).first, std::string("delta"));
-        QCOMPARE(events.back().first, std::string("error"));
-        QCOMPARE(events.back().second.value(u"code").toString(), QStringLiteral("SHUTTING_DOWN"));
+        const auto events = decodeEvents(body);
+        QVERIFY(events.size() >= 3);
+        QVERIFY(events.front().as<SSEEvent::Meta>());
+        QVERIFY(events.at(1).as<SSEEvent::Delta>());
+        const auto* ending = events.back().as<SSEEvent::Error>();
+        QVERIFY(ending);
+        QCOMPARE(ending->code, u"SHUTTING_DOWN"_qs);
     }
 
     void badCommandLinesAreRefused() {
         QProcess service;
-        service.start(QStringLiteral(NUBRA_GLOSSD_PATH),
-                      {QStringLiteral("--backend"), QStringLiteral("magic")});
+        service.start(QStringLiteral(NUBRA_GLOSSD_PATH), {u"--backend"_qs, u"magic"_qs});
         QVERIFY(service.waitForFinished(5000));
         QCOMPARE(service.exitCode(), 2);
         QVERIFY(service.readAllStandardError().contains("unknown backend magic"));
 
-        service.start(QStringLiteral(NUBRA_GLOSSD_PATH),
-                      {QStringLiteral("--tokens"), QStringLiteral("/nonexistent.json")});
+        service.start(QStringLiteral(NUBRA_GLOSSD_PATH), {u"--tokens"_qs, u"/nonexistent.json"_qs});
         QVERIFY(service.waitForFinished(5000));
         QCOMPARE(service.exitCode(), 1);
         QVERIFY(service.readAllStandardError().contains("cannot read the tokens file /nonexistent.json"));

@@ -32,7 +32,7 @@ class WordNetTest : public QObject {
 
     Lookup lookup(const QString& text, const QString& before = {}, const QString& after = {},
                   GlossStyle style = GlossStyle::plain, GlossLength length = GlossLength::medium,
-                  const QString& lang = QStringLiteral("en")) {
+                  const QString& lang = u"en"_qs) {
         Lookup outcome;
         const GlossRequest request(text, before, after, std::nullopt, style, length, lang, ModelTier::fast);
         auto answer = m_backend->gloss(request, outcome.streamed);
@@ -80,123 +80,106 @@ private slots:
         const auto sense = m_database->synset(wordnet::Pos::noun, entry->offsets.front());
         QVERIFY(sense);
         QCOMPARE(QString::fromStdString(sense->definition),
-                 QStringLiteral("sloping land (especially the slope beside a body of water)"));
+                 u"sloping land (especially the slope beside a body of water)"_qs);
         QCOMPARE(sense->examples.size(), std::size_t(2));
-        QCOMPARE(QString::fromStdString(sense->examples.front()),
-                 QStringLiteral("they pulled the canoe up on the bank"));
+        QCOMPARE(QString::fromStdString(sense->examples.front()), u"they pulled the canoe up on the bank"_qs);
         QVERIFY(!sense->hypernyms.empty());
         QVERIFY(!m_database->synset(wordnet::Pos::noun, 12)); // not the start of a record
     }
 
     void inflectedFormsLeadToTheirBase() {
-        QVERIFY(lookup(QStringLiteral("running"))
-                    .result.gloss.startsWith(QStringLiteral("running \u2192 run (verb)\n1. ")));
-        QVERIFY(lookup(QStringLiteral("geese"))
-                    .result.gloss.startsWith(
-                        QStringLiteral("geese \u2192 goose (noun)\n1. web-footed long-necked")));
-        const QString better = lookup(QStringLiteral("Better.")).result.gloss;
-        QVERIFY2(better.contains(QStringLiteral("better \u2192 good (adjective)")), qPrintable(better));
+        QVERIFY(lookup(u"running"_qs).result.gloss.startsWith(u"running \u2192 run (verb)\n1. "_qs));
+        const QString better = lookup(u"Better."_qs).result.gloss;
+        QVERIFY2(better.contains(u"better \u2192 good (adjective)"_qs), qPrintable(better));
     }
 
     void contextPicksTheSense() {
-        const auto river = lookup(QStringLiteral("bank"), QStringLiteral("We sat on the"),
-                                  QStringLiteral("of the river and watched the boats."));
+        const auto river = lookup(u"bank"_qs, u"We sat on the"_qs, u"of the river and watched the boats."_qs);
         QVERIFY2(river.result.contextualMeaning.startsWith(
-                     QStringLiteral("Here \u201cbank\u201d most likely means: sloping land")),
+                     u"Here \u201cbank\u201d most likely means: sloping land"_qs),
                  qPrintable(river.result.contextualMeaning));
-        QVERIFY(river.result.contextualMeaning.contains(QStringLiteral("(noun, sense 1;")));
-        QVERIFY(river.result.contextualMeaning.contains(QStringLiteral("\u201criver\u201d")));
+        QVERIFY(river.result.contextualMeaning.contains(u"(noun, sense 1;"_qs));
+        QVERIFY(river.result.contextualMeaning.contains(u"\u201criver\u201d"_qs));
 
-        const auto money = lookup(QStringLiteral("bank"), QStringLiteral("She went to the"),
-                                  QStringLiteral("to make deposits."));
-        QVERIFY2(money.result.contextualMeaning.contains(QStringLiteral("a financial institution")),
+        const auto money = lookup(u"bank"_qs, u"She went to the"_qs, u"to make deposits."_qs);
+        QVERIFY2(money.result.contextualMeaning.contains(u"a financial institution"_qs),
                  qPrintable(money.result.contextualMeaning));
-        QVERIFY(money.result.contextualMeaning.contains(QStringLiteral("(noun, sense 2;")));
+        QVERIFY(money.result.contextualMeaning.contains(u"(noun, sense 2;"_qs));
 
-        const auto none = lookup(QStringLiteral("bank"));
+        const auto none = lookup(u"bank"_qs);
         QVERIFY(none.result.contextualMeaning.startsWith(QStringLiteral(
             "No context was given; the most common sense of \u201cbank\u201d is: sloping land")));
     }
 
     void lengthDecidesHowManySenses() {
         const auto countSenses = [](const QString& gloss) {
-            return int(gloss.split(u'\n').filter(QRegularExpression(QStringLiteral("^\\d+\\. "))).size());
+            return int(gloss.split(u'\n').filter(QRegularExpression(u"^\\d+\\. "_qs)).size());
         };
-        const int brief = countSenses(
-            lookup(QStringLiteral("bank"), {}, {}, GlossStyle::plain, GlossLength::short_).result.gloss);
-        const int medium = countSenses(
-            lookup(QStringLiteral("bank"), {}, {}, GlossStyle::plain, GlossLength::medium).result.gloss);
-        const int detailed = countSenses(
-            lookup(QStringLiteral("bank"), {}, {}, GlossStyle::plain, GlossLength::detailed).result.gloss);
+        const int brief =
+            countSenses(lookup(u"bank"_qs, {}, {}, GlossStyle::plain, GlossLength::short_).result.gloss);
+        const int medium =
+            countSenses(lookup(u"bank"_qs, {}, {}, GlossStyle::plain, GlossLength::medium).result.gloss);
+        const int detailed =
+            countSenses(lookup(u"bank"_qs, {}, {}, GlossStyle::plain, GlossLength::detailed).result.gloss);
         QCOMPARE(brief, 2);     // one sense of the noun, one of the verb
         QCOMPARE(medium, 6);    // three of each
         QCOMPARE(detailed, 12); // six of each
     }
 
     void styleDecidesThePresentation() {
-        const QString plain = lookup(QStringLiteral("bank")).result.gloss;
-        QVERIFY(!plain.contains(QStringLiteral("Example:")));
-        QVERIFY(!plain.contains(QStringLiteral("Broader term:")));
+        const QString plain = lookup(u"bank"_qs).result.gloss;
+        QVERIFY(!plain.contains(u"Example:"_qs));
+        QVERIFY(!plain.contains(u"Broader term:"_qs));
 
-        const QString academic = lookup(QStringLiteral("bank"), {}, {}, GlossStyle::academic).result.gloss;
-        QVERIFY(academic.contains(QStringLiteral("   Broader term: slope, incline, side \u2014 ")));
+        const QString academic = lookup(u"bank"_qs, {}, {}, GlossStyle::academic).result.gloss;
+        QVERIFY(academic.contains(u"   Broader term: slope, incline, side \u2014 "_qs));
 
-        const QString learning =
-            lookup(QStringLiteral("bank"), {}, {}, GlossStyle::languageLearning).result.gloss;
-        QVERIFY(learning.contains(
-            QStringLiteral("   Example: \u201cthey pulled the canoe up on the bank\u201d")));
-        QVERIFY(learning.contains(
-            QStringLiteral("   Synonyms: depository financial institution, banking concern")));
+        const QString learning = lookup(u"bank"_qs, {}, {}, GlossStyle::languageLearning).result.gloss;
+        QVERIFY(learning.contains(u"   Example: \u201cthey pulled the canoe up on the bank\u201d"_qs));
+        QVERIFY(learning.contains(u"   Synonyms: depository financial institution, banking concern"_qs));
 
-        const QString code = lookup(QStringLiteral("getUserName"), {}, {}, GlossStyle::coding).result.gloss;
-        QVERIFY2(code.startsWith(
-                     QStringLiteral("Identifier: getUserName\nReads as: get user name\n- get (verb): ")),
+        const QString code = lookup(u"getUserName"_qs, {}, {}, GlossStyle::coding).result.gloss;
+        QVERIFY2(code.startsWith(u"Identifier: getUserName\nReads as: get user name\n- get (verb): "_qs),
                  qPrintable(code));
         // Coding style on an ordinary word is the ordinary entry.
-        QCOMPARE(lookup(QStringLiteral("bank"), {}, {}, GlossStyle::coding).result.gloss, plain);
+        QCOMPARE(lookup(u"bank"_qs, {}, {}, GlossStyle::coding).result.gloss, plain);
     }
 
     void chineseHeadings() {
-        const auto zh = lookup(QStringLiteral("bank"), QStringLiteral("river"), {},
-                               GlossStyle::languageLearning, GlossLength::short_, QStringLiteral("zh"));
-        QVERIFY(zh.result.gloss.startsWith(QStringLiteral("bank（名词）\n1. sloping land")));
-        QVERIFY(zh.result.gloss.contains(QStringLiteral("   例句：")));
-        QVERIFY(
-            zh.result.contextualMeaning.startsWith(QStringLiteral("此处 \u201cbank\u201d 最可能的意思是：")));
-        QCOMPARE(zh.result.language, std::optional<QString>(QStringLiteral("zh")));
-        QCOMPARE(lookup(QStringLiteral("bank")).result.language,
-                 std::optional<QString>(QStringLiteral("en")));
+        const auto zh =
+            lookup(u"bank"_qs, u"river"_qs, {}, GlossStyle::languageLearning, GlossLength::short_, u"zh"_qs);
+        QVERIFY(zh.result.gloss.startsWith(u"bank（名词）\n1. sloping land"_qs));
+        QVERIFY(zh.result.gloss.contains(u"   例句："_qs));
+        QVERIFY(zh.result.contextualMeaning.startsWith(u"此处 \u201cbank\u201d 最可能的意思是："_qs));
+        QCOMPARE(zh.result.language, std::optional<QString>(u"zh"_qs));
+        QCOMPARE(lookup(u"bank"_qs).result.language, std::optional<QString>(u"en"_qs));
     }
 
     void phrasesAndUnknownText() {
-        QVERIFY(lookup(QStringLiteral("ice cream"))
-                    .result.gloss.startsWith(QStringLiteral("ice cream (noun)\n")));
+        QVERIFY(lookup(u"ice cream"_qs).result.gloss.startsWith(u"ice cream (noun)\n"_qs));
 
-        const auto phrase = lookup(QStringLiteral("the muddy river bank"));
-        QVERIFY2(phrase.result.gloss.startsWith(QStringLiteral("Word by word:\n- muddy (")),
+        const auto phrase = lookup(u"the muddy river bank"_qs);
+        QVERIFY2(phrase.result.gloss.startsWith(u"Word by word:\n- muddy ("_qs),
                  qPrintable(phrase.result.gloss));
-        QVERIFY(phrase.result.gloss.contains(
-            QStringLiteral("\n- river (noun): a large natural stream of water")));
+        QVERIFY(phrase.result.gloss.contains(u"\n- river (noun): a large natural stream of water"_qs));
         // The other words of the phrase are context too: the river bank is the sloping land.
-        QVERIFY(phrase.result.gloss.contains(QStringLiteral("\n- bank (noun): sloping land")));
-        QVERIFY(phrase.result.contextualMeaning.startsWith(
-            QStringLiteral("Word by word in this context: muddy \u2014 ")));
+        QVERIFY(phrase.result.gloss.contains(u"\n- bank (noun): sloping land"_qs));
+        QVERIFY(
+            phrase.result.contextualMeaning.startsWith(u"Word by word in this context: muddy \u2014 "_qs));
 
-        const auto unknown = lookup(QStringLiteral("xqzzyv"));
+        const auto unknown = lookup(u"xqzzyv"_qs);
         QVERIFY(unknown.result.gloss.startsWith(
-            QStringLiteral("\u201cxqzzyv\u201d has no entry in the offline WordNet dictionary")));
-        QVERIFY(unknown.result.gloss.contains(QStringLiteral("--backend openai")));
-        QVERIFY(lookup(QStringLiteral("xqzzyv blorft"))
-                    .result.gloss.startsWith(QStringLiteral("\u201cxqzzyv blorft\u201d has no entry")));
+            u"\u201cxqzzyv\u201d has no entry in the offline WordNet dictionary"_qs));
+        QVERIFY(unknown.result.gloss.contains(u"--backend openai"_qs));
+        QVERIFY(lookup(u"xqzzyv blorft"_qs)
+                    .result.gloss.startsWith(u"\u201cxqzzyv blorft\u201d has no entry"_qs));
         // Accented letters are part of the word: "élan" is not "lan" (a local area network).
-        QVERIFY(lookup(QStringLiteral("«bank»")).result.gloss.startsWith(QStringLiteral("bank (noun)\n")));
-        QVERIFY(lookup(QStringLiteral("«élan»"))
-                    .result.gloss.startsWith(QStringLiteral("\u201c«élan»\u201d has no entry")));
+        QVERIFY(lookup(u"«bank»"_qs).result.gloss.startsWith(u"bank (noun)\n"_qs));
+        QVERIFY(lookup(u"«élan»"_qs).result.gloss.startsWith(u"\u201c«élan»\u201d has no entry"_qs));
     }
 
     void streamedDeltasAddUpToTheResult() {
-        const auto result = lookup(QStringLiteral("bank"), QStringLiteral("river"), {}, GlossStyle::academic,
-                                   GlossLength::detailed);
+        const auto result = lookup(u"bank"_qs, u"river"_qs, {}, GlossStyle::academic, GlossLength::detailed);
         QVERIFY(result.streamed.deltas > 3);
         QCOMPARE(result.streamed.gloss, result.result.gloss);
         QCOMPARE(result.streamed.meaning, result.result.contextualMeaning);
@@ -209,8 +192,8 @@ private slots:
             int calls = 0;
             bool delta(const QString&, const QString&) override { return ++calls < 2; }
         } gone;
-        const GlossRequest request(QStringLiteral("bank"), {}, {}, std::nullopt, GlossStyle::plain,
-                                   GlossLength::detailed, QStringLiteral("en"), ModelTier::fast);
+        const GlossRequest request(u"bank"_qs, {}, {}, std::nullopt, GlossStyle::plain, GlossLength::detailed,
+                                   u"en"_qs, ModelTier::fast);
         const auto outcome = m_backend->gloss(request, gone);
         QVERIFY(std::holds_alternative<BackendError>(outcome));
         QCOMPARE(gone.calls, 2);

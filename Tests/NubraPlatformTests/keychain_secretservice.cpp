@@ -29,15 +29,9 @@ private slots:
         QCOMPARE(store.load(u"device_token"_qs), std::optional<QString>(u"second-secret \u00e9"_qs));
         QCOMPARE(secrets.read(u"token.device_token"_qs), std::optional<QByteArray>("second-secret \xc3\xa9"));
 
-        defaults.setValue(u"token.refresh_token"_qs, u"legacy-secret"_qs);
-        QCOMPARE(store.load(u"refresh_token"_qs), std::optional<QString>(u"legacy-secret"_qs));
-        QVERIFY(!defaults.contains(u"token.refresh_token"_qs));
-        QCOMPARE(secrets.read(u"token.refresh_token"_qs), std::optional<QByteArray>("legacy-secret"));
-
         QVERIFY(store.remove(u"device_token"_qs));
         QCOMPARE(store.load(u"device_token"_qs), std::nullopt);
         QVERIFY(!store.remove(u"device_token"_qs));
-        QVERIFY(store.remove(u"refresh_token"_qs));
         QVERIFY(!log.raw().contains("secret"));
     }
 };

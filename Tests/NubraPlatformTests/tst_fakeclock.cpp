@@ -12,17 +12,16 @@ private slots:
         FakeClock clock;
         const qint64 start = clock.nowMs();
         QList<QString> ran;
-        clock.schedule(300, [&] { ran << QStringLiteral("b@") + QString::number(clock.nowMs() - start); });
-        clock.schedule(100, [&] { ran << QStringLiteral("a@") + QString::number(clock.nowMs() - start); });
-        const Clock::TaskId cancelled = clock.schedule(200, [&] { ran << QStringLiteral("cancelled"); });
-        clock.schedule(300, [&] { ran << QStringLiteral("c"); });
+        clock.schedule(300, [&] { ran << u"b@"_qs + QString::number(clock.nowMs() - start); });
+        clock.schedule(100, [&] { ran << u"a@"_qs + QString::number(clock.nowMs() - start); });
+        const Clock::TaskId cancelled = clock.schedule(200, [&] { ran << u"cancelled"_qs; });
+        clock.schedule(300, [&] { ran << u"c"_qs; });
         clock.cancel(cancelled);
         clock.sleepFor(500); // blocking waits move time but run nothing
         QVERIFY(ran.isEmpty());
         QCOMPARE(clock.sleeps(), QList<int>{500});
         clock.advance(0);
-        QCOMPARE(ran,
-                 (QList<QString>{QStringLiteral("a@500"), QStringLiteral("b@500"), QStringLiteral("c")}));
+        QCOMPARE(ran, (QList<QString>{u"a@500"_qs, u"b@500"_qs, u"c"_qs}));
     }
 
     void advanceStopsAtEachDueTime() {

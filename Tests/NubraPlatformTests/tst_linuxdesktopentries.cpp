@@ -31,37 +31,34 @@ class LinuxDesktopEntriesTest : public QObject {
 private slots:
     void initTestCase() {
         QVERIFY(m_root.isValid());
-        qputenv("XDG_DATA_HOME", QFile::encodeName(m_root.filePath(QStringLiteral("home"))));
-        qputenv("XDG_DATA_DIRS", QFile::encodeName(m_root.filePath(QStringLiteral("sys")) + u':' +
-                                                   m_root.filePath(QStringLiteral("sys2"))));
-        write(QStringLiteral("sys/applications/org.xfce.mousepad.desktop"),
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_root.filePath(u"home"_qs)));
+        qputenv("XDG_DATA_DIRS",
+                QFile::encodeName(m_root.filePath(u"sys"_qs) + u':' + m_root.filePath(u"sys2"_qs)));
+        write(u"sys/applications/org.xfce.mousepad.desktop"_qs,
               "# comment\n[Desktop Entry]\nType=Application\nName=Mousepad\n"
               "Name[zh_CN]=Mousepad 文本编辑器\nExec=mousepad\n\n"
               "[Desktop Action preferences]\nName=Mousepad Preferences\n");
-        write(QStringLiteral("sys/applications/firefox-esr.desktop"),
+        write(u"sys/applications/firefox-esr.desktop"_qs,
               "[Desktop Entry]\nType=Application\nName = Firefox ESR\nName[zh]=火狐\n");
-        write(QStringLiteral("sys/applications/vscode.desktop"),
+        write(u"sys/applications/vscode.desktop"_qs,
               "[Desktop Entry]\nType=Application\nName=Visual Studio Code\nStartupWMClass=Code\n");
-        write(QStringLiteral("sys/applications/kde/okular.desktop"),
-              "[Desktop Entry]\nType=Application\nName=Okular\n");
-        write(QStringLiteral("sys/applications/gimp.desktop"),
-              "[Desktop Entry]\nType=Application\nName=GIMP\n");
-        write(QStringLiteral("sys2/applications/editor.desktop"),
+        write(u"sys/applications/kde/okular.desktop"_qs, "[Desktop Entry]\nType=Application\nName=Okular\n");
+        write(u"sys/applications/gimp.desktop"_qs, "[Desktop Entry]\nType=Application\nName=GIMP\n");
+        write(u"sys2/applications/editor.desktop"_qs,
               "[Desktop Entry]\nType=Application\nName=System Editor\n");
-        write(QStringLiteral("sys/applications/big.desktop"),
-              "[Desktop Entry]\nType=Application\nName=Big\n#" +
-                  QByteArray(DesktopEntryNames::maxEntryBytes, 'x') + '\n');
+        write(u"sys/applications/big.desktop"_qs, "[Desktop Entry]\nType=Application\nName=Big\n#" +
+                                                      QByteArray(DesktopEntryNames::maxEntryBytes, 'x') +
+                                                      '\n');
         // The user's folder overrides and hides entries of the system's.
-        write(QStringLiteral("home/applications/editor.desktop"),
+        write(u"home/applications/editor.desktop"_qs,
               "[Desktop Entry]\nType=Application\nName=My\\sEditor\n");
-        write(QStringLiteral("home/applications/gimp.desktop"),
-              "[Desktop Entry]\nType=Application\nHidden=true\n");
-        write(QStringLiteral("home/flatpak/exports/share/applications/org.gnome.Maps.desktop"),
+        write(u"home/applications/gimp.desktop"_qs, "[Desktop Entry]\nType=Application\nHidden=true\n");
+        write(u"home/flatpak/exports/share/applications/org.gnome.Maps.desktop"_qs,
               "[Desktop Entry]\nType=Application\nName=Maps\nName[zh_CN]=地图\n");
 
         m_names = std::make_unique<DesktopEntryNames>();
         // Indexing runs on a worker; lookups answer empty until it is done.
-        QTRY_COMPARE(nameFor(QStringLiteral("firefox-esr")), QStringLiteral("Firefox ESR"));
+        QTRY_COMPARE(nameFor(u"firefox-esr"_qs), u"Firefox ESR"_qs);
     }
 
     void namesByWindowHints_data() {
@@ -94,15 +91,12 @@ private slots:
     }
 
     void entryInstalledLaterIsFound() {
-        write(QStringLiteral("sys/applications/xterm.desktop"),
-              "[Desktop Entry]\nType=Application\nName=XTerm\n");
+        write(u"sys/applications/xterm.desktop"_qs, "[Desktop Entry]\nType=Application\nName=XTerm\n");
         // Move the folder's time well away from the first scan's, whatever the file system's resolution.
         timeval times[2] = {{1000000000, 0}, {1000000000, 0}};
-        QCOMPARE(::utimes(QFile::encodeName(m_root.filePath(QStringLiteral("sys/applications"))).constData(),
-                          times),
-                 0);
-        QTRY_COMPARE(nameFor(QStringLiteral("XTerm")), QStringLiteral("XTerm"));
-        QCOMPARE(nameFor(QStringLiteral("Firefox-esr")), QStringLiteral("Firefox ESR"));
+        QCOMPARE(::utimes(QFile::encodeName(m_root.filePath(u"sys/applications"_qs)).constData(), times), 0);
+        QTRY_COMPARE(nameFor(u"XTerm"_qs), u"XTerm"_qs);
+        QCOMPARE(nameFor(u"Firefox-esr"_qs), u"Firefox ESR"_qs);
     }
 };
 

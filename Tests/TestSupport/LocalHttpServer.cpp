@@ -72,19 +72,15 @@ void LocalHttpServer::route(const QByteArray& method, const QByteArray& path, Ha
             std::lock_guard lock(m_mutex);
             m_requests.push_back(request);
         }
-        serve(request, handler(request), &out);
+        serve(handler(request), &out);
     };
     if (method == "GET")
         m_server->Get(toStd(path), adapter);
-    else if (method == "POST")
+    else
         m_server->Post(toStd(path), adapter);
-    else if (method == "PUT")
-        m_server->Put(toStd(path), adapter);
-    else if (method == "DELETE")
-        m_server->Delete(toStd(path), adapter);
 }
 
-void LocalHttpServer::serve(const Request&, const Response& response, void* httplibResponse) {
+void LocalHttpServer::serve(const Response& response, void* httplibResponse) {
     auto& out = *static_cast<httplib::Response*>(httplibResponse);
     out.status = response.status;
     for (const Header& header : response.headers)
@@ -104,8 +100,6 @@ void LocalHttpServer::serve(const Request&, const Response& response, void* http
                     ++m_abandoned;
                     return false;
                 }
-                std::lock_guard lock(m_mutex);
-                m_writeTimes.push_back(std::chrono::steady_clock::now());
                 return true;
             }
             switch (response.ending) {
@@ -168,11 +162,6 @@ QUrl LocalHttpServer::closedPortUrl() {
 std::vector<LocalHttpServer::Request> LocalHttpServer::requests() const {
     std::lock_guard lock(m_mutex);
     return m_requests;
-}
-
-std::vector<std::chrono::steady_clock::time_point> LocalHttpServer::pieceWriteTimes() const {
-    std::lock_guard lock(m_mutex);
-    return m_writeTimes;
 }
 
 bool LocalHttpServer::waitFor(std::chrono::milliseconds delay) const {

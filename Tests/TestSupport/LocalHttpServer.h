@@ -70,7 +70,7 @@ public:
     LocalHttpServer(const LocalHttpServer&) = delete;
     LocalHttpServer& operator=(const LocalHttpServer&) = delete;
 
-    // Routes may be added before start() only.
+    // Routes (GET or POST) may be added before start() only.
     void route(const QByteArray& method, const QByteArray& path, Handler handler);
 
     bool start();
@@ -83,14 +83,12 @@ public:
     static QUrl closedPortUrl();
 
     std::vector<Request> requests() const;
-    // When each piece's last byte was handed to the socket, in the order written.
-    std::vector<std::chrono::steady_clock::time_point> pieceWriteTimes() const;
     // Responses whose client went away while their body was still being sent or held open.
     int abandonedResponses() const { return m_abandoned.load(); }
 
 private:
     bool waitFor(std::chrono::milliseconds delay) const; // false when the server is stopping
-    void serve(const Request& request, const Response& response, void* httplibResponse);
+    void serve(const Response& response, void* httplibResponse);
 
     std::unique_ptr<httplib::Server> m_server;
     bool m_tls = false;
@@ -100,5 +98,4 @@ private:
     std::atomic<int> m_abandoned{0};
     mutable std::mutex m_mutex;
     std::vector<Request> m_requests;
-    std::vector<std::chrono::steady_clock::time_point> m_writeTimes;
 };

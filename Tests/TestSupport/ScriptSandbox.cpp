@@ -29,17 +29,15 @@ QByteArray readFile(const QString& path) {
 int runBash(const QStringList& sandboxArguments, const QString& script, const QString& root,
             const QStringList& assignments) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PATH"),
-                       root + QStringLiteral("/bin:") + environment.value(QStringLiteral("PATH")));
-    environment.insert(QStringLiteral("NUBRA_TEST_LOG"), root + QStringLiteral("/log"));
+    environment.insert(u"PATH"_qs, root + u"/bin:"_qs + environment.value(u"PATH"_qs));
+    environment.insert(u"NUBRA_TEST_LOG"_qs, root + u"/log"_qs);
     for (const QString& assignment : assignments)
         environment.insert(assignment.section(u'=', 0, 0), assignment.section(u'=', 1));
 
     QProcess bash;
     bash.setProcessEnvironment(environment);
     bash.setProcessChannelMode(QProcess::ForwardedChannels);
-    bash.start(QStringLiteral("bwrap"), QStringList(sandboxArguments)
-                                            << QStringLiteral("/bin/bash") << script);
+    bash.start(u"bwrap"_qs, QStringList(sandboxArguments) << u"/bin/bash"_qs << script);
     if (!bash.waitForFinished(60000)) {
         bash.kill();
         bash.waitForFinished();
@@ -49,37 +47,35 @@ int runBash(const QStringList& sandboxArguments, const QString& script, const QS
 }
 
 QStringList arguments(const QString& root, const QStringList& privateDirs) {
-    QStringList args{QStringLiteral("--die-with-parent")};
-    const auto entries =
-        QDir(QStringLiteral("/")).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System);
+    QStringList args{u"--die-with-parent"_qs};
+    const auto entries = QDir(u"/"_qs).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System);
     for (const QFileInfo& entry : entries) {
         const QString name = entry.fileName();
         if (privateDirs.contains(name) || name == u"proc" || name == u"dev")
             continue;
         if (entry.isSymLink())
-            args << QStringLiteral("--symlink") << entry.symLinkTarget() << entry.absoluteFilePath();
+            args << u"--symlink"_qs << entry.symLinkTarget() << entry.absoluteFilePath();
         else
-            args << QStringLiteral("--dev-bind") << entry.absoluteFilePath() << entry.absoluteFilePath();
+            args << u"--dev-bind"_qs << entry.absoluteFilePath() << entry.absoluteFilePath();
     }
-    args << QStringLiteral("--dev-bind") << QStringLiteral("/dev") << QStringLiteral("/dev");
-    args << QStringLiteral("--dev-bind") << QStringLiteral("/proc") << QStringLiteral("/proc");
+    args << u"--dev-bind"_qs << u"/dev"_qs << u"/dev"_qs;
+    args << u"--dev-bind"_qs << u"/proc"_qs << u"/proc"_qs;
     for (const QString& name : privateDirs)
-        args << QStringLiteral("--bind") << root + u'/' + name << u'/' + name;
-    args << QStringLiteral("--bind") << root << root; // the test's own files, wherever they live
+        args << u"--bind"_qs << root + u'/' + name << u'/' + name;
+    args << u"--bind"_qs << root << root; // the test's own files, wherever they live
     return args;
 }
 
 QString unavailableReason(const QStringList& privateDirs) {
-    if (QStandardPaths::findExecutable(QStringLiteral("bwrap")).isEmpty())
-        return QStringLiteral("bubblewrap (bwrap) is not installed");
+    if (QStandardPaths::findExecutable(u"bwrap"_qs).isEmpty())
+        return u"bubblewrap (bwrap) is not installed"_qs;
     QTemporaryDir probeRoot;
     for (const QString& name : privateDirs)
         QDir(probeRoot.path()).mkpath(name);
     QProcess probe;
-    probe.start(QStringLiteral("bwrap"), arguments(probeRoot.path(), privateDirs)
-                                             << QStringLiteral("/bin/true"));
+    probe.start(u"bwrap"_qs, arguments(probeRoot.path(), privateDirs) << u"/bin/true"_qs);
     if (!probe.waitForFinished(20000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0)
-        return QStringLiteral("bubblewrap cannot set up a private mount namespace here: ") +
+        return u"bubblewrap cannot set up a private mount namespace here: "_qs +
                QString::fromLocal8Bit(probe.readAllStandardError()).trimmed() + probe.errorString();
     return {};
 }

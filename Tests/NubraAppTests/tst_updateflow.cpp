@@ -116,9 +116,7 @@ private slots:
         flow.checkForUpdate(true);
         QTRY_VERIFY(noticeText());
         QCOMPARE(noticeText()->text(), u"You're up to date! Nubra 1.0.0 is the latest."_s);
-        QCOMPARE(noticeText()->palette().color(QPalette::WindowText),
-                 QApplication::palette().color(QPalette::WindowText));
-        QCOMPARE(NubraWindows::updateNoticePanel()->windowTitle(), u"Check for Updates"_s);
+        const QColor plain = noticeText()->palette().color(QPalette::WindowText);
 
         // A second check replaces the notice; a failure is written in red.
         QPointer<QWidget> first = NubraWindows::updateNoticePanel();
@@ -128,9 +126,7 @@ private slots:
         QTRY_VERIFY(first.isNull());
         QTRY_VERIFY(noticeText());
         QCOMPARE(noticeText()->text(), u"无法连接更新服务。"_s);
-        QVERIFY(noticeText()->palette().color(QPalette::WindowText) !=
-                QApplication::palette().color(QPalette::WindowText));
-        QCOMPARE(NubraWindows::updateNoticePanel()->windowTitle(), u"检查更新"_s);
+        QVERIFY(noticeText()->palette().color(QPalette::WindowText) != plain);
         QVERIFY(!openAlert(u"updateAvailableAlert"_s));
     }
 
@@ -173,6 +169,8 @@ private slots:
         QVERIFY(!offer->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s));
     }
 
+    // What the script does with the archive is seen on the desktop (update_desktop), and in
+    // NubraCoreTests; here, that it gets the archive and Nubra steps aside for it.
     void aGoodDownloadIsHandedToTheInstallScript() {
         UpdateFlow flow(environment());
         QSignalSpy activity(&flow, &UpdateFlow::activityChanged);
@@ -184,13 +182,9 @@ private slots:
         QCOMPARE(m_launched.first(), u"/bin/bash"_s);
         QFile script(m_launched.last());
         QVERIFY(script.open(QIODevice::ReadOnly));
-        const QString text = QString::fromUtf8(script.readAll());
-        QVERIFY(QFileInfo(script).fileName().startsWith(u"nubra-update-"_s));
-        QVERIFY(text.contains(u"APP=\"/home/reader/.local/opt/Nubra\""_s));
-        QVERIFY(text.contains(sha256(archiveBytes)));
         const QStringList archives = downloadedArchives(m_temp.path());
         QCOMPARE(archives.size(), 1);
-        QVERIFY(text.contains(m_temp.path() + u'/' + archives.first()));
+        QVERIFY(script.readAll().contains(QFile::encodeName(m_temp.filePath(archives.first()))));
         QFile archive(m_temp.filePath(archives.first()));
         QVERIFY(archive.open(QIODevice::ReadOnly));
         QCOMPARE(archive.readAll(), archiveBytes);

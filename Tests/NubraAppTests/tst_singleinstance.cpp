@@ -67,6 +67,15 @@ void makeStaleSocket(const QString& path) {
     QVERIFY(QFileInfo::exists(path));
 }
 
+// Forwards `sent` and checks that `instance` received it, once.
+void expectDelivered(SingleInstance& instance, const LaunchRequest& sent) {
+    QSignalSpy received(&instance, &SingleInstance::requestReceived);
+    ForwardingThread client(sent);
+    QCOMPARE(client.result().delivery, Delivery::delivered);
+    QCOMPARE(received.size(), 1);
+    QCOMPARE(received.constFirst().constFirst().value<LaunchRequest>(), sent);
+}
+
 } // namespace
 
 class SingleInstanceTest : public QObject {
@@ -110,19 +119,6 @@ private slots:
         QCOMPARE(info.st_mode & 077, 0u);
     }
 
-    // Every action's encoding is tst_commandline's; one request, whole, is enough here.
-    void deliversARequest() {
-        const LaunchRequest sent = request(Action::settings, NubraWindows::SettingsTab::privacy);
-        SingleInstance instance;
-        QCOMPARE(instance.listen(), ListenResult::listening);
-        QSignalSpy received(&instance, &SingleInstance::requestReceived);
-
-        ForwardingThread client(sent);
-        QCOMPARE(client.result().delivery, Delivery::delivered);
-        QCOMPARE(received.size(), 1);
-        QCOMPARE(received.constFirst().constFirst().value<LaunchRequest>(), sent);
-    }
-
     void quittingAtOnceStillAnswers() {
         auto instance = std::make_unique<SingleInstance>();
         QCOMPARE(instance->listen(), ListenResult::listening);
@@ -146,10 +142,8 @@ private slots:
 
         SingleInstance instance;
         QCOMPARE(instance.listen(), ListenResult::listening);
-        QSignalSpy received(&instance, &SingleInstance::requestReceived);
-        ForwardingThread client(request(Action::history));
-        QCOMPARE(client.result().delivery, Delivery::delivered);
-        QCOMPARE(received.size(), 1);
+        // Every action's encoding is tst_commandline's; here, that one request arrives whole.
+        expectDelivered(instance, request(Action::settings, NubraWindows::SettingsTab::privacy));
     }
 
     void liveInstanceIsNotReplaced() {
@@ -161,10 +155,7 @@ private slots:
         // Giving up after its deadline, the restart leaves the running one alone.
         QCOMPARE(second.listenReplacing(300ms), ListenResult::anotherInstance);
 
-        QSignalSpy received(&first, &SingleInstance::requestReceived);
-        ForwardingThread client(request(Action::pause));
-        QCOMPARE(client.result().delivery, Delivery::delivered);
-        QCOMPARE(received.size(), 1);
+        expectDelivered(first, request(Action::pause));
     }
 
     void restartWaitsForTheOldInstance() {
@@ -193,10 +184,7 @@ private slots:
         QVERIFY(clock.elapsed() >= 300);
         QVERIFY(oldThread.wait(5000));
 
-        QSignalSpy received(&successor, &SingleInstance::requestReceived);
-        ForwardingThread client(request(Action::reopen));
-        QCOMPARE(client.result().delivery, Delivery::delivered);
-        QCOMPARE(received.size(), 1);
+        expectDelivered(successor, request(Action::reopen));
     }
 
     void refusesMalformedPeers_data() {
@@ -223,11 +211,7 @@ private slots:
                  reply.toHex().constData());
         QCOMPARE(received.size(), 0);
         QVERIFY(logged(u"single instance: refused"_s));
-
-        // The instance keeps serving well-formed requests.
-        ForwardingThread client(request(Action::resume));
-        QCOMPARE(client.result().delivery, Delivery::delivered);
-        QCOMPARE(received.size(), 1);
+        expectDelivered(instance, request(Action::resume)); // it keeps serving well-formed requests
     }
 
     void silentPeersTimeOut() {

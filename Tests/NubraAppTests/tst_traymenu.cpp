@@ -1,7 +1,5 @@
 #include "NubraApp/Shell/AppState.h"
-#include "NubraApp/Shell/BrandIcon.h"
 #include "NubraApp/Shell/PlatformTexts.h"
-#include "NubraApp/Shell/TrayIcon.h"
 #include "NubraApp/Shell/TrayMenu.h"
 #include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Vocabulary/L10n.h"
@@ -40,10 +38,6 @@ QStringList allLabels(const QMenu& menu) {
             labels << allLabels(*action->menu());
     }
     return labels;
-}
-
-QImage iconImage(const QIcon& icon) {
-    return icon.pixmap(32).toImage().convertToFormat(QImage::Format_ARGB32);
 }
 
 QMessageBox* openAlert(const QString& name) {
@@ -155,58 +149,24 @@ private slots:
             QVERIFY(!visibleItems(menu).contains(debugItem));
     }
 
-    void choicesAreCheckedAndSavedOnlyWhenTheyChange() {
+    // A choice checked and saved, pausing with its line, label, icon and tool tip: seen through the D-Bus
+    // menu in ShellDesktopTests. Here what is not: the same choice is not saved again, pausing is not saved
+    // at all, and a change made elsewhere shows without the menu being opened, as a D-Bus menu host reads it.
+    void choicesAndPauseSaveOnlyWhatChanges() {
         TrayMenu menu(*state, fake->desktop());
-        QMenu& lengths = *item(menu, "lengthMenu")->menu();
-        const auto checkedLength = [&] {
-            QStringList checked;
-            for (const QAction* action : lengths.actions())
-                if (action->isChecked())
-                    checked << action->objectName();
-            return checked;
-        };
-        QCOMPARE(checkedLength(), QStringList{QStringLiteral("medium")});
+        item(menu, "medium")->trigger();
+        QVERIFY(item(menu, "medium")->isChecked());
+        item(menu, "pauseItem")->trigger();
+        QVERIFY(state->settings().paused());
+        QVERIFY(!defaults->contains(QStringLiteral("length")) && !defaults->contains(QStringLiteral("style")));
+        item(menu, "pauseItem")->trigger();
+        QVERIFY(!state->settings().paused());
 
-        item(lengths, "medium")->trigger();
-        QCOMPARE(checkedLength(), QStringList{QStringLiteral("medium")});
-        QVERIFY(!defaults->contains(QStringLiteral("length"))); // nothing written
-
-        item(lengths, "detailed")->trigger();
-        QCOMPARE(state->settings().length(), GlossLength::detailed);
-        QCOMPARE(checkedLength(), QStringList{QStringLiteral("detailed")});
-        QCOMPARE(defaults->string(QStringLiteral("length")), QStringLiteral("detailed"));
-
-        // A change made elsewhere (the settings window) shows without the menu being opened, as a
-        // D-Bus menu host reads it.
         state->settings().setOutputLang(QStringLiteral("en"));
         QVERIFY(item(menu, "en")->isChecked());
         QVERIFY(!item(menu, "auto")->isChecked());
         state->settings().setStyle(GlossStyle::coding);
         QVERIFY(item(menu, "coding")->isChecked());
-    }
-
-    void pauseTogglesLabelLineAndIcon() {
-        TrayIcon tray(*state, fake->desktop());
-        TrayMenu& menu = tray.menu();
-        const QImage running = iconImage(tray.icon());
-        QCOMPARE(running, iconImage(BrandIcon::menuBarIcon(false)));
-        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra"));
-
-        item(menu, "pauseItem")->trigger();
-        QVERIFY(state->settings().paused());
-        QCOMPARE(visibleItems(menu).mid(2, 2),
-                 (QStringList{QStringLiteral("Paused"), QStringLiteral("○ selection monitor not running")}));
-        QCOMPARE(item(menu, "pauseItem")->text(), QStringLiteral("Resume selection"));
-        QCOMPARE(iconImage(tray.icon()), iconImage(BrandIcon::menuBarIcon(true)));
-        QVERIFY(iconImage(tray.icon()) != running);
-        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra — Paused"));
-        QVERIFY(!defaults->contains(QStringLiteral("style"))); // pausing is not saved
-
-        item(menu, "pauseItem")->trigger();
-        QVERIFY(!state->settings().paused());
-        QVERIFY(!visibleItems(menu).contains(QStringLiteral("Paused")));
-        QCOMPARE(item(menu, "pauseItem")->text(), QStringLiteral("Pause selection"));
-        QCOMPARE(iconImage(tray.icon()), running);
     }
 
     void chineseLabelsEverywhere() {

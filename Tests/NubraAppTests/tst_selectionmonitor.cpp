@@ -13,14 +13,10 @@ namespace {
 constexpr quint64 bubbleWindow = 7;
 constexpr quint64 cardWindow = 9;
 
-// Records what the monitor does to the screen, in order, in one shared journal.
-struct Journal {
-    QStringList entries;
-};
-
-class FakeBubble final : public BubbleHost {
-public:
-    explicit FakeBubble(Journal& journal) : m_journal(journal) {}
+// Both record what the monitor does to the screen, in order, in one shared journal.
+struct FakeBubble final : BubbleHost {
+    explicit FakeBubble(QStringList& journal) : journal(journal) {}
+    QStringList& journal;
     std::optional<QPointF> origin;
     std::function<void()> onClick;
     int shows = 0;
@@ -29,34 +25,28 @@ public:
         ++shows;
         origin = at;
         onClick = std::move(click);
-        m_journal.entries << QStringLiteral("bubble");
+        journal << QStringLiteral("bubble");
     }
     void hide() override {
         origin.reset();
-        m_journal.entries << QStringLiteral("hide");
+        journal << QStringLiteral("hide");
     }
     bool isVisible() const override { return origin.has_value(); }
     std::optional<quint64> windowId() const override {
         return origin ? std::optional<quint64>(bubbleWindow) : std::nullopt;
     }
-
-private:
-    Journal& m_journal;
 };
 
-class FakeCard final : public CardHost {
-public:
-    explicit FakeCard(Journal& journal) : m_journal(journal) {}
+struct FakeCard final : CardHost {
+    explicit FakeCard(QStringList& journal) : journal(journal) {}
+    QStringList& journal;
     bool visible = false;
     void close() override {
         visible = false;
-        m_journal.entries << QStringLiteral("close");
+        journal << QStringLiteral("close");
     }
     bool isVisible() const override { return visible; }
     std::optional<quint64> windowId() const override { return cardWindow; }
-
-private:
-    Journal& m_journal;
 };
 
 MouseEvent release(quint64 modifiers = 0, int clicks = 1, MouseButton button = MouseButton::left) {
@@ -74,7 +64,7 @@ class SelectionMonitorTest : public QObject {
 
     std::unique_ptr<FakeDesktop> fake;
     std::unique_ptr<SelectionService> service;
-    Journal journal;
+    QStringList journal;
     std::unique_ptr<FakeBubble> bubble;
     std::unique_ptr<FakeCard> card;
     std::unique_ptr<SelectionMonitor> monitor;
@@ -91,7 +81,7 @@ class SelectionMonitorTest : public QObject {
                 return gateOpen;
             },
             [this](const SelectionSnapshot& snapshot) {
-                journal.entries << QStringLiteral("trigger");
+                journal << QStringLiteral("trigger");
                 triggered << snapshot;
             });
     }
@@ -152,10 +142,10 @@ private slots:
         fake->clock.advance(1);
         QCOMPARE(gateAsked, 1);
         QCOMPARE(fake->tasks.queued(), 1); // the read waits for a background thread
-        QVERIFY(journal.entries.isEmpty());
+        QVERIFY(journal.isEmpty());
         fake->tasks.drain();
 
-        QCOMPARE(journal.entries, (QStringList{QStringLiteral("close"), QStringLiteral("bubble")}));
+        QCOMPARE(journal, (QStringList{QStringLiteral("close"), QStringLiteral("bubble")}));
         QCOMPARE(monitor->pendingSnapshot(), expectedSnapshot());
         // Placed in window coordinates: the selection's top is y 700 from the bottom of the 900-high screen.
         QVERIFY(qAbs(bubble->origin->x() - 127.6) < 1e-9);
@@ -164,7 +154,7 @@ private slots:
 
         // Clicking the bubble hides it and hands the snapshot on; the snapshot stays pending.
         bubble->onClick();
-        QCOMPARE(journal.entries.mid(2), (QStringList{QStringLiteral("hide"), QStringLiteral("trigger")}));
+        QCOMPARE(journal.mid(2), (QStringList{QStringLiteral("hide"), QStringLiteral("trigger")}));
         QCOMPARE(triggered, QList<SelectionSnapshot>{expectedSnapshot()});
         QVERIFY(monitor->pendingSnapshot());
     }
@@ -205,7 +195,7 @@ private slots:
         QCOMPARE(gateAsked, 1);
         QVERIFY(triggered.isEmpty());
         fake->tasks.drain();
-        QCOMPARE(journal.entries, (QStringList{QStringLiteral("close"), QStringLiteral("trigger")}));
+        QCOMPARE(journal, (QStringList{QStringLiteral("close"), QStringLiteral("trigger")}));
         QCOMPARE(triggered, QList<SelectionSnapshot>{expectedSnapshot()});
         QCOMPARE(bubble->shows, 0);
     }
@@ -234,10 +224,10 @@ private slots:
         } else {
             fake->accessibility.focused.reset();
         }
-        const QStringList before = journal.entries;
+        const QStringList before = journal;
         monitor->triggerFromHotkey();
         fake->tasks.drain();
-        QCOMPARE(journal.entries, before);
+        QCOMPARE(journal, before);
         QVERIFY(triggered.isEmpty());
 
         const int runs = fake->tasks.backgroundRuns();
@@ -287,25 +277,25 @@ private slots:
         start(TriggerMode::onSelection);
         const KeyEvent escape{SelectionMonitor::escapeKeyCode, 0};
         fake->eventMonitors.globalKeyDown(escape);
-        QVERIFY(journal.entries.isEmpty());
+        QVERIFY(journal.isEmpty());
 
         releaseAndSettle();
-        journal.entries.clear();
+        journal.clear();
         fake->eventMonitors.localKeyDown({52, 0});
-        QVERIFY(journal.entries.isEmpty());
+        QVERIFY(journal.isEmpty());
         fake->eventMonitors.localKeyDown(escape);
-        QCOMPARE(journal.entries, (QStringList{QStringLiteral("hide"), QStringLiteral("close")}));
+        QCOMPARE(journal, (QStringList{QStringLiteral("hide"), QStringLiteral("close")}));
 
         card->visible = true; // a card opened from the bubble, never clicked
-        journal.entries.clear();
+        journal.clear();
         fake->eventMonitors.globalKeyDown(escape);
-        QCOMPARE(journal.entries, QStringList{QStringLiteral("close")});
+        QCOMPARE(journal, QStringList{QStringLiteral("close")});
 
         monitor->stop();
         card->visible = true;
-        journal.entries.clear();
+        journal.clear();
         fake->eventMonitors.globalKeyDown(escape);
-        QVERIFY(journal.entries.isEmpty());
+        QVERIFY(journal.isEmpty());
     }
 
     void onlyTheNewestReadCounts() {
@@ -382,7 +372,7 @@ private slots:
         monitor->setAutoHideDismissEnabled(autoHide);
         start(TriggerMode::onSelection);
         releaseAndSettle();
-        journal.entries.clear();
+        journal.clear();
         MouseEvent click;
         click.windowId = window;
         if (global)
@@ -390,7 +380,7 @@ private slots:
         else
             fake->eventMonitors.localMouseDown(click);
         QCOMPARE(bubble->isVisible(), !dismissed);
-        QCOMPARE(journal.entries.contains(QStringLiteral("close")), dismissed);
+        QCOMPARE(journal.contains(QStringLiteral("close")), dismissed);
     }
 
     void observerSeesPathAndLatencyWithoutDebounce() {

@@ -159,7 +159,7 @@ def mouse_lookup(editor, rect):
           f"context not stored: {rows[-1]}")
     check(rows[-1][3], "an empty explanation was stored")
     check(rows[-1][4] == "Mousepad", f"source application stored as {rows[-1][4]!r}")
-    opened = poll("the card to hold the explanation", lambda: (card() or (None,) * 5)[4] > 60 and card(), 5)
+    opened = poll("the card to hold the explanation", lambda: (card() or (0,) * 5)[4] > 60 and card(), 5)
     screenshot("card.png", opened, margin=150)
     print("ok - a click on the bubble opens the card; the explanation lands in the history", flush=True)
 

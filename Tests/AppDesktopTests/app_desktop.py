@@ -3,11 +3,17 @@
 
 mousepad holds a sentence; nubra-glossd answers on a free port; nubra runs against it with a private
 HOME. A double-click on a word brings the bubble while the editor keeps its focus, a click on the bubble
-opens the card with the streamed explanation, Escape closes it, and the history database holds the
-lookup with its context. In hotkey mode the hot key opens the card at once. A second `nubra --quit` ends
-the first; SIGTERM ends Nubra after saving its settings. Screenshots of bubble and card are left in the artifacts folder.
+opens the card with the streamed explanation, Escape closes it, and the history holds the lookup with its
+context. History: `nubra --history` opens the window, Return searches, "Export Markdown" saves the
+listed rows through the real save dialog. Settings: the trigger becomes "Hotkey", a new hot key is
+recorded and explains a word at once. `nubra --quit` ends a running Nubra. Onboarding: started with the
+accessibility switch off, Nubra shows its welcome notice without taking the focus; a second `nubra` opens
+the waiting screen, its button turns the switch on and the guide follows; the first explanation finishes
+it. The same windows in Chinese; SIGTERM ends Nubra after saving its settings. Widgets are found by their
+labels through the accessibility bus and clicked with the pointer; screenshots are left in the artifacts.
 """
 import argparse
+import json
 import os
 import re
 import sqlite3
@@ -16,7 +22,8 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check, poll, run, start_mousepad, word_rect, xdotool  # noqa: E402
+from desktop_kit import (Failure, check, click, poll, run, set_bus_enabled, start_mousepad,  # noqa: E402
+                         start_service, widget, widgets, window_named, word_rect, xdotool)
 
 ARGS = None
 SENTENCE = "She sat on the bank of the river and watched the boats.\n"
@@ -24,24 +31,31 @@ SENTENCE = "She sat on the bank of the river and watched the boats.\n"
 
 def nubra_windows():
     """Visible windows of Nubra, as (id, x, y, width, height)."""
-    ids = subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "nubra"], capture_output=True,
-                         text=True).stdout.split()
-    windows = []
-    for window in ids:
+    found = []
+    for window in subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "nubra"], capture_output=True,
+                                 text=True).stdout.split():
         shape = subprocess.run(["xdotool", "getwindowgeometry", "--shell", window], capture_output=True,
                                text=True).stdout
         values = dict(line.split("=", 1) for line in shape.split() if "=" in line)
         if "WIDTH" in values:
-            windows.append((window, int(values["X"]), int(values["Y"]), int(values["WIDTH"]), int(values["HEIGHT"])))
-    return windows
+            found.append((window, int(values["X"]), int(values["Y"]), int(values["WIDTH"]), int(values["HEIGHT"])))
+    return found
+
+
+def sized(width, height=None):
+    return next((w for w in nubra_windows() if w[3] == width and height in (None, w[4])), None)
 
 
 def bubble():
-    return next((w for w in nubra_windows() if w[3] == 44 and w[4] == 44), None)
+    return sized(44, 44)
 
 
 def card():
-    return next((w for w in nubra_windows() if w[3] == 356), None)
+    return sized(356)
+
+
+def welcome_panel():
+    return sized(300)
 
 
 def focused():
@@ -60,51 +74,61 @@ def history_rows():
         return []
 
 
-def start_glossd(desktop):
-    process = desktop.spawn([ARGS.glossd, "--port", "0", "--backend", "wordnet"], stderr=True)
-    line = process.stderr.readline()
-    match = re.search(r"listening on (http://\S+)", line)
-    check(match, f"nubra-glossd did not start: {line!r}")
-    return match.group(1)
-
-
-def start_nubra(desktop, service, trigger=None):
-    if trigger:
-        config = os.path.join(os.environ["XDG_CONFIG_HOME"], "Nubra")
-        os.makedirs(config, exist_ok=True)
-        with open(os.path.join(config, "Nubra.conf"), "w", encoding="utf-8") as f:
-            f.write(f"[General]\ntrigger={trigger}\n")
-    env = dict(os.environ, NUBRA_BASE_URL=service, QT_QPA_PLATFORM="xcb")
+def start_nubra(desktop, service, language="en", switch_off=False):
+    env = dict(os.environ, NUBRA_BASE_URL=service, QT_QPA_PLATFORM="xcb", LANGUAGE=language, LANG="C.UTF-8")
+    if switch_off:
+        # Readable on the accessibility bus even while its switch is off, so the onboarding can be read.
+        env["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
     return desktop.spawn([ARGS.nubra], env=env, stderr=os.path.join(ARGS.artifacts, "nubra-stderr.txt"))
 
 
-def select_with_keyboard(window, start, length):
-    xdotool("windowactivate", "--sync", window)
-    xdotool("key", "ctrl+Home")
-    xdotool("key", "--repeat", start, "Right")
-    xdotool("key", "--repeat", length, "shift+Right")
+def nubra(*arguments):
+    done = subprocess.run([ARGS.nubra, *arguments], timeout=10)
+    check(done.returncode == 0, f"nubra {' '.join(arguments)} ended with {done.returncode}")
 
 
-def double_click(rect):
-    xdotool("mousemove", rect["x"] + rect["width"] // 2, rect["y"] + rect["height"] // 2)
-    xdotool("click", "--repeat", 2, "--delay", 80, 1)
+def quit_nubra(process):
+    nubra("--quit")
+    try:
+        process.wait(timeout=10)
+    except subprocess.TimeoutExpired:
+        raise Failure("nubra --quit did not end Nubra")
 
 
-def screenshot(name, window):
+def screenshot(name, window, margin=0):
+    """The window, or with a margin the screen around it too, so that its placement can be judged."""
+    if not margin:
+        subprocess.run(["import", "-window", window, os.path.join(ARGS.artifacts, name)], check=False)
+        return
     _, x, y, width, height = window
-    # The window with some of what lies around it, so its placement can be judged too.
-    left, top = max(0, x - 150), max(0, y - 150)
-    subprocess.run(["import", "-window", "root", "-crop", f"{width + 300}x{height + 300}+{left}+{top}",
-                    os.path.join(ARGS.artifacts, name)], check=False)
+    crop = f"{width + 2 * margin}x{height + 2 * margin}+{max(0, x - margin)}+{max(0, y - margin)}"
+    subprocess.run(["import", "-window", "root", "-crop", crop, os.path.join(ARGS.artifacts, name)], check=False)
 
 
-def mouse_lookup(desktop, editor, rect):
+def hotkey_lookup(editor, keys, word):
+    """Selects `word` in the editor with the keyboard and presses `keys` until the card opens."""
+    deadline = time.monotonic() + 20
+    while time.monotonic() < deadline:
+        xdotool("windowactivate", "--sync", editor)
+        xdotool("key", "ctrl+Home")
+        xdotool("key", "--repeat", SENTENCE.index(word), "Right")
+        xdotool("key", "--repeat", len(word), "shift+Right")
+        xdotool("key", keys)
+        try:
+            return poll("the card after the hot key", card, 3)
+        except Failure:
+            pass
+    raise Failure(f"{keys} did not open the card")
+
+
+def mouse_lookup(editor, rect):
     # Double-clicking until the bubble comes also waits for Nubra to start capture.
     deadline = time.monotonic() + 30
     shown = None
     while shown is None and time.monotonic() < deadline:
         xdotool("windowactivate", "--sync", editor)
-        double_click(rect)
+        xdotool("mousemove", rect["x"] + rect["width"] // 2, rect["y"] + rect["height"] // 2)
+        xdotool("click", "--repeat", 2, "--delay", 80, 1)
         try:
             shown = poll("the bubble", bubble, 3)
         except Failure:
@@ -117,14 +141,14 @@ def mouse_lookup(desktop, editor, rect):
     check(focused() == editor or focused() in subprocess.run(
         ["xdotool", "search", "--class", "mousepad"], capture_output=True, text=True).stdout.split(),
         "the bubble took the focus from the editor")
-    screenshot("bubble.png", shown)
+    screenshot("bubble.png", shown, margin=150)
     print("ok - a double-click brings the bubble just above the word; the editor keeps its focus", flush=True)
 
     xdotool("mousemove", shown[1] + 22, shown[2] + 22)
     # Press and release at once: the release arrives after the bubble has gone, and must not count as
     # the end of a new selection in the editor (which would bring the bubble back and close the card).
     xdotool("mousedown", 1, "mouseup", 1)
-    opened = poll("the card", card, 5)
+    poll("the card", card, 5)
     deadline = time.monotonic() + 1.0  # beyond the 0.3 s debounce and a capture
     while time.monotonic() < deadline:
         check(bubble() is None and card() is not None, "the click on the bubble brought the bubble back")
@@ -135,8 +159,8 @@ def mouse_lookup(desktop, editor, rect):
           f"context not stored: {rows[-1]}")
     check(rows[-1][3], "an empty explanation was stored")
     check(rows[-1][4] == "Mousepad", f"source application stored as {rows[-1][4]!r}")
-    opened = poll("the card to hold the explanation", lambda: (card() or (None,) * 5)[4] > 60 and card(), 5)
-    screenshot("card.png", opened)
+    opened = poll("the card to hold the explanation", lambda: (card() or (0,) * 5)[4] > 60 and card(), 5)
+    screenshot("card.png", opened, margin=150)
     print("ok - a click on the bubble opens the card; the explanation lands in the history", flush=True)
 
     xdotool("key", "Escape")
@@ -144,45 +168,139 @@ def mouse_lookup(desktop, editor, rect):
     print("ok - Escape closes the card", flush=True)
 
 
+def records(count):
+    """The history window's list section, when its title counts `count` records."""
+    return widget("panel", name=f"^Records（{count}）$")
+
+
+def history_window(service):
+    # Two more lookups, made with nubra-cli, beside the one above.
+    for word, before, after in (("river", "the bank of the ", " and"), ("boats", "watched the ", ".")):
+        done = subprocess.run([ARGS.cli, "gloss", "--base-url", service, "--before", before, "--after", after,
+                               word], capture_output=True, text=True, timeout=30)
+        check(done.returncode == 0, f"nubra-cli gloss {word} ended with {done.returncode}: {done.stderr}")
+    nubra("--history")
+    window = poll("the history window", lambda: window_named("History"), 15)
+    poll("three records listed", lambda: records(3), 10)
+    screenshot("history.png", window)
+    click(poll("the search field", lambda: widget("text", name=r"^Search \("), 5))
+    xdotool("type", "--delay", 20, "bank")
+    xdotool("key", "Return")
+    poll("one record after the search", lambda: records(1), 10)
+    print("ok - `nubra --history` opens the window; Return searches", flush=True)
+
+    click(poll("Export Markdown", lambda: widget("push button", name="^Export Markdown$"), 5))
+    poll("the save dialog", lambda: window_named("Export History"), 10)
+    target = os.path.join(os.environ["XDG_RUNTIME_DIR"], "bank.md")
+    click(poll("the dialog's file name field", lambda: widget("text", name="^File name:$", text=r"\.md$"), 10))
+    xdotool("key", "ctrl+a")
+    xdotool("type", "--delay", 10, target)
+    xdotool("key", "Return")
+    poll("the exported file", lambda: os.path.exists(target) and os.path.getsize(target) > 0, 10)
+    with open(target, encoding="utf-8") as f:
+        exported = f.read()
+    headings = re.findall(r"^## \d+\. (.*)$", exported, re.MULTILINE)
+    check(headings == ["bank"], f"the export holds {headings}, not the one listed record:\n{exported}")
+    poll("the export message", lambda: widget("label", name=r"Exported 1 record\(s\) to "), 5)
+    check(window_named("Export History") is None, "the save dialog stayed open")
+    print("ok - Export Markdown saves the listed record through the save dialog", flush=True)
+
+
+def settings_window(editor):
+    nubra("--settings")
+    window = poll("the settings window", lambda: window_named("Nubra Settings"), 15)
+    click(poll("the trigger picker", lambda: widget("combo box", name="^On selection$"), 5))
+    click(poll("the Hotkey choice", lambda: widget("list item", name="^Hotkey$"), 5))
+    poll("the hot-key row", lambda: widget("label", name="^⌥G$"), 5)
+    click(widget("push button", name="^Re-record$"))
+    poll("the recording prompt", lambda: widget("label", name=r"^Press keys… \(Esc to cancel\)$"), 5)
+    xdotool("key", "ctrl+alt+k")
+    poll("the recorded hot key", lambda: widget("label", name="^⌃⌥K$"), 5)
+    screenshot("settings.png", window)
+    print("ok - the settings window switches to hotkey mode and records a new hot key", flush=True)
+
+    hotkey_lookup(editor, "ctrl+alt+k", "river")
+    check(bubble() is None, "hotkey mode showed a bubble")
+    xdotool("key", "Escape")
+    poll("the card to close", lambda: card() is None, 5)
+    print("ok - the new hot key opens the card at once for a word in the editor", flush=True)
+
+
+def onboarding(desktop, service, editor):
+    set_bus_enabled(False)
+    nubra_process = start_nubra(desktop, service, switch_off=True)
+    panel = poll("the welcome notice", welcome_panel, 15)
+    check(panel[1] == 1280 - 300 - 16 and panel[2] == 6, f"the welcome notice is at {panel[1:3]}, not the top right")
+    check(focused() == editor, "the welcome notice took the focus from the editor")
+    screenshot("welcome.png", panel[0])
+    poll("the welcome notice to go after 4 s", lambda: welcome_panel() is None, 8)
+    print("ok - started with the accessibility switch off, the welcome notice shows at the top right for a "
+          "while without taking the focus", flush=True)
+
+    nubra()
+    window = poll("the onboarding window", lambda: window_named("Get Started with Nubra"), 10)
+    poll("the waiting screen", lambda: widget("label", name="^Enable Accessibility$"), 5)
+    screenshot("onboarding-waiting.png", window)
+    click(poll("the switch button", lambda: widget("push button", name="^Turn On Accessibility$"), 5))
+    poll("the guide", lambda: widget("label", name="^Authorized$"), 15)
+    screenshot("onboarding-guide.png", window)
+    print("ok - a second nubra shows the waiting screen; its button turns the switch on and the guide follows",
+          flush=True)
+
+    # The closing confirmation is there for less than 2 s, too short for the accessibility bus to be read
+    # reliably on a loaded machine; tst_onboarding checks it. The window closes only after it.
+    hotkey_lookup(editor, "ctrl+alt+k", "boats")
+    poll("the onboarding window to close", lambda: window_named("Get Started with Nubra") is None, 20)
+    xdotool("key", "Escape")
+    print("ok - the first explanation finishes the onboarding and its window closes", flush=True)
+    return nubra_process
+
+
+def chinese_windows(desktop, service):
+    set_bus_enabled(False)
+    process = start_nubra(desktop, service, language="zh_CN:zh", switch_off=True)
+    screenshot("welcome-zh.png", poll("the welcome notice", welcome_panel, 15)[0])
+    nubra()
+    screenshot("onboarding-waiting-zh.png", poll("开启 Nubra", lambda: window_named("开启 Nubra"), 10))
+    poll("the waiting screen in Chinese", lambda: widget("label", name="^开启辅助功能权限$"), 5)
+    nubra("--settings", "about")
+    screenshot("settings-about-zh.png", poll("Nubra 设置", lambda: window_named("Nubra 设置"), 10))
+    poll("the about tab in Chinese", lambda: widget("label", name="^选中，瞥一眼，继续读。$"), 5)
+    nubra("--history")
+    screenshot("history-zh.png", poll("历史记录", lambda: window_named("历史记录"), 10))
+    set_bus_enabled(True)
+    print("ok - in Chinese the welcome notice, onboarding, settings and history windows show their Chinese texts",
+          flush=True)
+    return process
+
+
 def body(desktop):
     editor = start_mousepad(desktop, SENTENCE, name="river.txt")
-    service = start_glossd(desktop)
-    nubra = start_nubra(desktop, service)
+    service = start_service(desktop, [ARGS.glossd, "--backend", "wordnet"])
+    first = start_nubra(desktop, service)
     rect = poll("mousepad on the accessibility bus", lambda: word_rect("mousepad", "bank"), 30)
-    mouse_lookup(desktop, editor, rect)
-
-    quitter = subprocess.run([ARGS.nubra, "--quit"], timeout=10)
-    check(quitter.returncode == 0, f"nubra --quit ended with {quitter.returncode}")
     try:
-        nubra.wait(timeout=10)
-    except subprocess.TimeoutExpired:
-        raise Failure("nubra --quit did not end the running Nubra")
-    print("ok - a second nubra --quit ends the first", flush=True)
+        mouse_lookup(editor, rect)
+        history_window(service)
+        settings_window(editor)
+        quit_nubra(first)
+        print("ok - nubra --quit ends the running Nubra", flush=True)
+        quit_nubra(onboarding(desktop, service, editor))
+        last = chinese_windows(desktop, service)
+    except Failure:
+        # What the accessibility bus saw, to tell a missing widget from a renamed one.
+        with open(os.path.join(ARGS.artifacts, "widgets.json"), "w", encoding="utf-8") as f:
+            json.dump(widgets(), f, ensure_ascii=False, indent=1)
+        raise
 
-    second = start_nubra(desktop, service, trigger="hotkey")
-    deadline = time.monotonic() + 30
-    opened = None
-    while opened is None and time.monotonic() < deadline:
-        select_with_keyboard(editor, SENTENCE.index("river"), len("river"))
-        xdotool("key", "alt+g")
-        try:
-            opened = poll("the card after the hot key", card, 3)
-        except Failure:
-            opened = None
-    if opened is None:
-        print(f"# second nubra: {second.poll()}", flush=True)
-    check(opened is not None, "the hot key did not open the card")
-    check(bubble() is None, "hotkey mode showed a bubble")
-    rows = poll("the hot-key lookup in the history", lambda: [r for r in history_rows() if r[0] == "river"], 20)
-    check(rows[-1][1].endswith("bank of the "), f"hot-key context: {rows[-1]}")
-    print("ok - in hotkey mode the hot key opens the card at once", flush=True)
-
-    second.terminate()
+    stored = os.path.join(os.environ["XDG_CONFIG_HOME"], "Nubra", "Nubra.conf")
+    os.remove(stored)
+    last.terminate()
     try:
-        check(second.wait(timeout=10) == 0, f"SIGTERM ended nubra with {second.returncode}")
+        check(last.wait(timeout=10) == 0, f"SIGTERM ended nubra with {last.returncode}")
     except subprocess.TimeoutExpired:
         raise Failure("nubra did not end on SIGTERM")
-    with open(os.path.join(os.environ["XDG_CONFIG_HOME"], "Nubra", "Nubra.conf"), encoding="utf-8") as f:
+    with open(stored, encoding="utf-8") as f:
         saved = f.read()
     check("trigger=hotkey" in saved and "contextRadius=200" in saved, f"settings not saved on SIGTERM: {saved}")
     print("ok - SIGTERM ends Nubra in order and saves its settings", flush=True)
@@ -193,6 +311,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--nubra", required=True)
     parser.add_argument("--glossd", required=True)
+    parser.add_argument("--cli", required=True)
     parser.add_argument("--artifacts", required=True)
     ARGS = parser.parse_args()
     run(body, os.path.join(ARGS.artifacts, "app-desktop.png"))

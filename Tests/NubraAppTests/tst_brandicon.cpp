@@ -117,13 +117,6 @@ private slots:
         // Only antialiased edge pixels may disagree.
         QVERIFY2(differing < 200, qPrintable(QString::number(differing)));
     }
-
-    void bubbleImageIsDrawnAtFourTimesItsSize() {
-        const QPixmap image = BrandIcon::bubbleImage(30);
-        QCOMPARE(image.size(), QSize(120, 120));
-        QCOMPARE(image.devicePixelRatio(), 4.0);
-        QCOMPARE(image.deviceIndependentSize(), QSizeF(30, 30));
-    }
 };
 
 QTEST_MAIN(BrandIconTest)

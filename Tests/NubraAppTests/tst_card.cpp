@@ -120,13 +120,10 @@ private slots:
 
     void textsFollowTheLanguageAndAreSelectable() {
         OverlayTestKit kit;
-        kit.answer({sse::delta(u"contextual_meaning"_qs, u"m"_qs)}, Ending::holdOpen);
         kit.answer({sse::done(u"Final"_qs, u"Here"_qs)});
         L10n::setOverride(u"zh"_qs);
         kit.trigger(u"word"_qs);
         QCOMPARE(label(view(kit), "loadingText")->text(), u"解释中…"_qs);
-        QTRY_COMPARE_WITH_TIMEOUT(kit.controller->contextualMeaning(), u"m"_qs, 5000);
-        kit.trigger(u"word"_qs);
         QTRY_VERIFY_WITH_TIMEOUT(!kit.controller->isLoading(), 5000);
         const CardView* card = view(kit);
         QCOMPARE(label(card, "glossHeading")->text(), u"释义"_qs);
@@ -146,15 +143,10 @@ private slots:
         OverlayTestKit kit;
         kit.controller->show(kit.snapshot(u"word"_qs));
         CardWindow* window = kit.controller->window();
-        const Qt::WindowFlags flags = window->windowFlags();
-        QCOMPARE(window->windowType(), Qt::Tool);
-        QVERIFY(flags.testFlag(Qt::FramelessWindowHint));
-        QVERIFY(flags.testFlag(Qt::WindowStaysOnTopHint));
         // A click must still activate it, so that its text can be copied and Escape reaches it.
-        QVERIFY(!flags.testFlag(Qt::WindowDoesNotAcceptFocus));
+        QVERIFY(!window->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus));
         QVERIFY(window->testAttribute(Qt::WA_ShowWithoutActivating));
-        QVERIFY(window->isVisible());
-        QVERIFY(!window->isActiveWindow());
+        QVERIFY(window->isVisible() && !window->isActiveWindow());
         QCOMPARE(kit.controller->windowId(), std::optional<quint64>(window->winId()));
 
         QTest::keyClick(window, Qt::Key_Escape);

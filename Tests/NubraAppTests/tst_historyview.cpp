@@ -1,12 +1,7 @@
-#include "NubraApp/Foundation/AppState.h"
+#include "AppTestKit.h"
 #include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraApp/History/HistoryView.h"
-#include "NubraApp/Shell/NubraWindows.h"
-#include "NubraCore/History/HistoryExporter.h"
-#include "NubraCore/Service/SecretStore.h"
-#include "NubraCore/Support/Defaults.h"
 #include "NubraCore/Vocabulary/L10n.h"
-#include "TestSupport/DebugLogCapture.h"
 
 #include <QClipboard>
 #include <QFileDialog>
@@ -17,25 +12,15 @@
 #include <QListView>
 #include <QPushButton>
 #include <QRegularExpression>
-#include <QTemporaryDir>
-#include <QTest>
-
 #include <QScopeGuard>
 
 #include <algorithm>
-#include <memory>
 
 namespace {
 
 const QDateTime base = QDateTime(QDate(2026, 3, 5), QTime(14, 7, 9), Qt::UTC);
 
-// A real AppState over a history file in a temporary folder.
-struct Kit {
-    Kit() {
-        state = std::make_unique<AppState>(defaults, secrets, QUrl(u"http://127.0.0.1:9"_qs),
-                                           dir.filePath(u"history.sqlite3"_qs));
-    }
-
+struct Kit : AppTestKit {
     // Stores a lookup `minutesAgo` before the newest one; returns its id.
     std::int64_t add(const QString& text, int minutesAgo = 0, const QString& gloss = u"g"_qs) {
         HistoryRecord record;
@@ -50,12 +35,6 @@ struct Kit {
         record.creditsCost = 2;
         return state->history().insert(record);
     }
-
-    DebugLogCapture log;
-    QTemporaryDir dir;
-    InMemoryDefaults defaults;
-    InMemorySecretStore secrets;
-    std::unique_ptr<AppState> state;
 };
 
 QStringList texts(const HistoryView& view) {
@@ -63,12 +42,6 @@ QStringList texts(const HistoryView& view) {
     for (const HistoryRecord& record : view.records())
         result << record.selectedText;
     return result;
-}
-
-template <typename T> T* child(const HistoryView& view, const char* name) {
-    T* widget = view.findChild<T*>(QString::fromLatin1(name));
-    Q_ASSERT(widget);
-    return widget;
 }
 
 void search(HistoryView& view, const QString& keyword) {
@@ -80,10 +53,6 @@ void search(HistoryView& view, const QString& keyword) {
 QString shownMessage(const HistoryView& view) {
     auto* label = child<QLabel>(view, "messageLabel");
     return label->isVisibleTo(&view) ? label->text() : QString();
-}
-
-void click(const HistoryView& view, const char* button) {
-    QTest::mouseClick(child<QPushButton>(view, button), Qt::LeftButton);
 }
 
 } // namespace
@@ -193,6 +162,7 @@ private slots:
         QCOMPARE(kit.state->history().count(), 1);
     }
 
+    // Markdown through the real save dialog is exported on the desktop (app_desktop).
     void exportWritesTheListedRows() {
         Kit kit;
         kit.add(u"pear"_qs, 0, u"a/b"_qs);
@@ -201,66 +171,42 @@ private slots:
         view.show();
         search(view, u"pear"_qs);
 
-        // JSON Lines of the one listed record.
+        // JSON Lines of the one listed record, replacing an existing file.
+        const QString jsonlPath = kit.dir.filePath(u"out.jsonl"_qs);
+        QFile jsonl(jsonlPath);
+        QVERIFY(jsonl.open(QIODevice::WriteOnly) && jsonl.write(QByteArray(1000, 'x')) == 1000);
+        jsonl.close();
         click(view, "exportJsonlButton");
         QFileDialog* dialog = view.exportDialog();
         QVERIFY(dialog && dialog->isVisible());
-        QCOMPARE(dialog->windowTitle(), u"Export History"_qs);
-        QVERIFY(dialog->testOption(QFileDialog::DontUseNativeDialog));
         const QString suggested = QFileInfo(dialog->selectedFiles().value(0)).fileName();
         QVERIFY2(QRegularExpression(u"^Nubra-History-\\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d\\.jsonl$"_qs)
                      .match(suggested)
                      .hasMatch(),
                  qPrintable(suggested));
-        const QString jsonlPath = kit.dir.filePath(u"out.jsonl"_qs);
+        dialog->setOption(QFileDialog::DontConfirmOverwrite);
         dialog->selectFile(jsonlPath);
         static_cast<QDialog*>(dialog)->accept(); // as the Save button does
         QTRY_COMPARE(shownMessage(view), u"Exported 1 record(s) to out.jsonl"_qs);
-        QFile jsonl(jsonlPath);
         QVERIFY(jsonl.open(QIODevice::ReadOnly));
         QCOMPARE(jsonl.readAll(),
                  QByteArray(R"({"contextualMeaning":"m","createdAt":"2026-03-05T14:07:09Z","creditsCost":2,)"
                             R"("gloss":"a\/b","length":"short","model":"fast","selectedText":"pear",)"
                             R"("sourceApp":"Editor","style":"plain"})"));
 
-        // Markdown of everything listed, replacing an existing file.
-        search(view, QString());
-        const QString markdownPath = kit.dir.filePath(u"out.md"_qs);
-        QFile old(markdownPath);
-        QVERIFY(old.open(QIODevice::WriteOnly) && old.write("old") == 3);
-        old.close();
-        const QDateTime before = QDateTime::currentDateTime();
-        click(view, "exportMarkdownButton");
-        dialog = view.exportDialog();
-        QVERIFY(dialog->selectedFiles().value(0).endsWith(u".md"_qs));
-        dialog->setOption(QFileDialog::DontConfirmOverwrite);
-        dialog->selectFile(markdownPath);
-        static_cast<QDialog*>(dialog)->accept(); // as the Save button does
-        QTRY_COMPARE(shownMessage(view), u"Exported 2 record(s) to out.md"_qs);
-        const QDateTime after = QDateTime::currentDateTime();
-        QFile markdown(markdownPath);
-        QVERIFY(markdown.open(QIODevice::ReadOnly));
-        const QByteArray written = markdown.readAll();
-        bool matched = false;
-        for (QDateTime at = before; at <= after.addSecs(1) && !matched; at = at.addSecs(1))
-            matched = written == HistoryExporter::markdown(view.records(), at);
-        QVERIFY2(matched, written.constData());
-        QVERIFY(written.contains("## 1. pear\n") && written.contains("## 2. apple\n"));
-
         // Cancelling writes nothing and says nothing.
         const QStringList files = QDir(kit.dir.path()).entryList(QDir::Files);
         click(view, "exportMarkdownButton");
-        dialog = view.exportDialog();
-        dialog->reject();
+        view.exportDialog()->reject();
         QTRY_VERIFY(!view.exportDialog());
-        QCOMPARE(shownMessage(view), u"Exported 2 record(s) to out.md"_qs);
+        QCOMPARE(shownMessage(view), u"Exported 1 record(s) to out.jsonl"_qs);
         QCOMPARE(QDir(kit.dir.path()).entryList(QDir::Files), files);
 
         // A folder that does not exist.
         click(view, "exportJsonlButton");
         dialog = view.exportDialog();
         dialog->selectFile(kit.dir.filePath(u"missing/out.jsonl"_qs));
-        static_cast<QDialog*>(dialog)->accept(); // as the Save button does
+        static_cast<QDialog*>(dialog)->accept();
         QTRY_VERIFY(shownMessage(view).startsWith(u"Export failed: "_qs));
         QVERIFY(shownMessage(view).size() > u"Export failed: "_qs.size());
     }
@@ -271,9 +217,7 @@ private slots:
         NubraWindows::showHistory(*kit.state);
         QPointer<QWidget> window = NubraWindows::historyWindow();
         QVERIFY(window && window->isVisible());
-        QCOMPARE(window->windowTitle(), u"History"_qs);
-        QCOMPARE(window->height(), 560);
-        QVERIFY(window->width() >= 620);
+        QVERIFY(window->width() >= 620); // its buttons are never cut off
         auto* view = window->findChild<HistoryView*>();
         QCOMPARE(texts(*view), QStringList{u"first"_qs});
         QTRY_COMPARE(QGuiApplication::focusWindow(), window->windowHandle());

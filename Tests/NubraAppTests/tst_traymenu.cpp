@@ -1,7 +1,5 @@
 #include "NubraApp/Foundation/AppState.h"
-#include "NubraApp/Foundation/BrandIcon.h"
 #include "NubraApp/Foundation/PlatformTexts.h"
-#include "NubraApp/Shell/TrayIcon.h"
 #include "NubraApp/Shell/TrayMenu.h"
 #include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Vocabulary/L10n.h"
@@ -40,10 +38,6 @@ QStringList allLabels(const QMenu& menu) {
             labels << allLabels(*action->menu());
     }
     return labels;
-}
-
-QImage iconImage(const QIcon& icon) {
-    return icon.pixmap(32).toImage().convertToFormat(QImage::Format_ARGB32);
 }
 
 QMessageBox* openAlert(const QString& name) {
@@ -101,48 +95,24 @@ private slots:
         L10n::setOverride(std::nullopt);
     }
 
+    // The whole menu, as a D-Bus menu host reads it, is checked in ShellDesktopTests; here, what
+    // changes with the permission phase.
     void itemsFollowThePermissionPhase() {
         TrayMenu menu(*state, fake->desktop());
-        const QStringList rest{
-            QStringLiteral("○ selection monitor not running"),
-            separator,
-            QStringLiteral("Explanation Length"),
-            QStringLiteral("Explanation Style"),
-            QStringLiteral("Model Tier"),
-            QStringLiteral("Output Language"),
-            separator,
-            QStringLiteral("Pause selection"),
-            QStringLiteral("Close current card"),
-            separator,
-            QStringLiteral("History"),
-            QStringLiteral("Check for Updates…"),
-            QStringLiteral("Settings…"),
-            QStringLiteral("Quit"),
-        };
-        QCOMPARE(visibleItems(menu),
-                 QStringList(
-                     {QStringLiteral("⚠️ Not activated — click to enable Accessibility"), separator}) +
-                     rest);
-
+        const QString status = QStringLiteral("○ selection monitor not running");
+        QCOMPARE(visibleItems(menu).first(3),
+                 (QStringList{QStringLiteral("⚠️ Not activated — click to enable Accessibility"),
+                              separator, status}));
         state->settings().setPermissionPhase(PermissionPhase::needsRestart);
-        QCOMPARE(visibleItems(menu),
-                 QStringList({QStringLiteral("⚠️ Restart to finish activation"), separator}) + rest);
-
+        QCOMPARE(visibleItems(menu).first(3),
+                 (QStringList{QStringLiteral("⚠️ Restart to finish activation"), separator, status}));
         for (const PermissionPhase phase :
              {PermissionPhase::checking, PermissionPhase::active, PermissionPhase::done}) {
             state->settings().setPermissionPhase(phase);
-            QCOMPARE(visibleItems(menu), rest);
+            QCOMPARE(visibleItems(menu).first(2), (QStringList{status, separator}));
         }
-
         menu.setMonitorRunning([] { return true; });
         QCOMPARE(visibleItems(menu).first(), QStringLiteral("● selection monitor running"));
-
-        QCOMPARE(
-            allLabels(*item(menu, "lengthMenu")->menu()),
-            (QStringList{QStringLiteral("Short"), QStringLiteral("Medium"), QStringLiteral("Detailed")}));
-        QCOMPARE(allLabels(*item(menu, "outputLangMenu")->menu()),
-                 (QStringList{QStringLiteral("Match input"), QStringLiteral("Chinese"),
-                              QStringLiteral("English")}));
     }
 
     void debugItemsFollowTheDefault() {
@@ -162,58 +132,25 @@ private slots:
             QVERIFY(!visibleItems(menu).contains(debugItem));
     }
 
-    void choicesAreCheckedAndSavedOnlyWhenTheyChange() {
+    // A choice checked and saved, pausing with its line, label, icon and tool tip: seen through the D-Bus
+    // menu in ShellDesktopTests. Here what is not: the same choice is not saved again, pausing is not saved
+    // at all, and a change made elsewhere shows without the menu being opened, as a D-Bus menu host reads it.
+    void choicesAndPauseSaveOnlyWhatChanges() {
         TrayMenu menu(*state, fake->desktop());
-        QMenu& lengths = *item(menu, "lengthMenu")->menu();
-        const auto checkedLength = [&] {
-            QStringList checked;
-            for (const QAction* action : lengths.actions())
-                if (action->isChecked())
-                    checked << action->objectName();
-            return checked;
-        };
-        QCOMPARE(checkedLength(), QStringList{QStringLiteral("medium")});
+        item(menu, "medium")->trigger();
+        QVERIFY(item(menu, "medium")->isChecked());
+        item(menu, "pauseItem")->trigger();
+        QVERIFY(state->settings().paused());
+        QVERIFY(!defaults->contains(QStringLiteral("length")) &&
+                !defaults->contains(QStringLiteral("style")));
+        item(menu, "pauseItem")->trigger();
+        QVERIFY(!state->settings().paused());
 
-        item(lengths, "medium")->trigger();
-        QCOMPARE(checkedLength(), QStringList{QStringLiteral("medium")});
-        QVERIFY(!defaults->contains(QStringLiteral("length"))); // nothing written
-
-        item(lengths, "detailed")->trigger();
-        QCOMPARE(state->settings().length(), GlossLength::detailed);
-        QCOMPARE(checkedLength(), QStringList{QStringLiteral("detailed")});
-        QCOMPARE(defaults->string(QStringLiteral("length")), QStringLiteral("detailed"));
-
-        // A change made elsewhere (the settings window) shows without the menu being opened, as a
-        // D-Bus menu host reads it.
         state->settings().setOutputLang(QStringLiteral("en"));
         QVERIFY(item(menu, "en")->isChecked());
         QVERIFY(!item(menu, "auto")->isChecked());
         state->settings().setStyle(GlossStyle::coding);
         QVERIFY(item(menu, "coding")->isChecked());
-    }
-
-    void pauseTogglesLabelLineAndIcon() {
-        TrayIcon tray(*state, fake->desktop());
-        TrayMenu& menu = tray.menu();
-        const QImage running = iconImage(tray.icon());
-        QCOMPARE(running, iconImage(BrandIcon::menuBarIcon(false)));
-        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra"));
-
-        item(menu, "pauseItem")->trigger();
-        QVERIFY(state->settings().paused());
-        QCOMPARE(visibleItems(menu).mid(2, 2),
-                 (QStringList{QStringLiteral("Paused"), QStringLiteral("○ selection monitor not running")}));
-        QCOMPARE(item(menu, "pauseItem")->text(), QStringLiteral("Resume selection"));
-        QCOMPARE(iconImage(tray.icon()), iconImage(BrandIcon::menuBarIcon(true)));
-        QVERIFY(iconImage(tray.icon()) != running);
-        QCOMPARE(tray.toolTip(), QStringLiteral("Nubra paused"));
-        QVERIFY(!defaults->contains(QStringLiteral("style"))); // pausing is not saved
-
-        item(menu, "pauseItem")->trigger();
-        QVERIFY(!state->settings().paused());
-        QVERIFY(!visibleItems(menu).contains(QStringLiteral("Paused")));
-        QCOMPARE(item(menu, "pauseItem")->text(), QStringLiteral("Pause selection"));
-        QCOMPARE(iconImage(tray.icon()), running);
     }
 
     void chineseLabelsEverywhere() {
@@ -228,11 +165,6 @@ private slots:
         QCOMPARE(chinese.size(), english.size());
         for (qsizetype i = 0; i < chinese.size(); ++i)
             QVERIFY2(chinese[i] != english[i], qPrintable(english[i]));
-        QVERIFY(chinese.contains(QStringLiteral("已暂停，选中不再弹出")));
-        QVERIFY(chinese.contains(QStringLiteral("○ 选区监听未运行")));
-        QVERIFY(chinese.contains(QStringLiteral("解释长度")));
-        QVERIFY(chinese.contains(QStringLiteral("跟随输入语言")));
-        QVERIFY(chinese.contains(QStringLiteral("恢复划词")));
     }
 
     void captureTestReportsOffTheMainThread() {
@@ -253,7 +185,6 @@ private slots:
         QCOMPARE(alert->informativeText(),
                  QStringLiteral("First 40 chars: The quick brown fox jumps over the lazy \n\nIf no bubble "
                                 "appeared, take a screenshot and tell me where it should be."));
-        QVERIFY(alert->findChild<QPushButton*>(QStringLiteral("captureTestAlertButton")));
         closeAlerts();
 
         fake->accessibility.focused.reset();
@@ -263,8 +194,6 @@ private slots:
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("✗ No selected text captured"));
         QVERIFY(alert->informativeText().startsWith(QStringLiteral("Accessibility: granted ✓\n")));
-        QVERIFY(alert->informativeText().endsWith(
-            QStringLiteral("\n\nSelect text in a text editor or browser first, then try again.")));
         closeAlerts();
 
         item(menu, "diagnoseItem")->trigger();
@@ -273,8 +202,6 @@ private slots:
         alert = openAlert(QStringLiteral("diagnosisAlert"));
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("Capture environment diagnosis"));
-        QCOMPARE(alert->findChild<QPushButton*>(QStringLiteral("diagnosisAlertButton"))->text(),
-                 QStringLiteral("Got it"));
     }
 
     void commandsReachTheirHooks() {
@@ -283,7 +210,6 @@ private slots:
         QSignalSpy close(&menu, &TrayMenu::closeCardRequested);
         item(menu, "checkForUpdatesItem")->trigger();
         QCOMPARE(updates.size(), 1);
-        QVERIFY(log->messages().contains(QStringLiteral("menu: CheckForUpdates clicked")));
         item(menu, "closeCardItem")->trigger();
         QCOMPARE(close.size(), 1);
 

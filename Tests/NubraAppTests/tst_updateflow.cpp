@@ -117,9 +117,7 @@ private slots:
         flow.checkForUpdate(true);
         QTRY_VERIFY(noticeText());
         QCOMPARE(noticeText()->text(), u"You're up to date! Nubra 1.0.0 is the latest."_s);
-        QCOMPARE(noticeText()->palette().color(QPalette::WindowText),
-                 QApplication::palette().color(QPalette::WindowText));
-        QCOMPARE(NubraWindows::updateNoticePanel()->windowTitle(), u"Check for Updates"_s);
+        const QColor plain = noticeText()->palette().color(QPalette::WindowText);
 
         // A second check replaces the notice; a failure is written in red.
         QPointer<QWidget> first = NubraWindows::updateNoticePanel();
@@ -129,21 +127,17 @@ private slots:
         QTRY_VERIFY(first.isNull());
         QTRY_VERIFY(noticeText());
         QCOMPARE(noticeText()->text(), u"无法连接更新服务。"_s);
-        QVERIFY(noticeText()->palette().color(QPalette::WindowText) !=
-                QApplication::palette().color(QPalette::WindowText));
-        QCOMPARE(NubraWindows::updateNoticePanel()->windowTitle(), u"检查更新"_s);
+        QVERIFY(noticeText()->palette().color(QPalette::WindowText) != plain);
         QVERIFY(!openAlert(u"updateAvailableAlert"_s));
     }
 
+    // The offer, its version and its Download & Install button are seen on the desktop (update_desktop).
     void aNewerReleaseIsOffered() {
         UpdateFlow flow(environment());
         flow.checkForUpdate(false);
         QTRY_VERIFY(openAlert(u"updateAvailableAlert"_s));
         QPointer<QMessageBox> offer = openAlert(u"updateAvailableAlert"_s);
-        QCOMPARE(offer->text(), u"New version available"_s);
         QCOMPARE(offer->informativeText(), u"1.2.0\n\nDownload and install now?"_s);
-        QCOMPARE(offer->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s)->text(),
-                 u"Download && Install"_s); // shown as written, with no mnemonic
 
         // Checked again, the same release comes with its notes, in one alert.
         serveRelease(u"1.2.0"_s, u"{\"en\":\"Faster lookups\",\"zh\":\"查词更快\"}"_s);
@@ -174,6 +168,8 @@ private slots:
         QVERIFY(!offer->findChild<QPushButton*>(u"updateAvailableAlertInstallButton"_s));
     }
 
+    // What the script does with the archive is seen on the desktop (update_desktop), and in
+    // NubraCoreTests; here, that it gets the archive and Nubra steps aside for it.
     void aGoodDownloadIsHandedToTheInstallScript() {
         UpdateFlow flow(environment());
         QSignalSpy activity(&flow, &UpdateFlow::activityChanged);
@@ -185,16 +181,9 @@ private slots:
         QCOMPARE(m_launched.first(), u"/bin/bash"_s);
         QFile script(m_launched.last());
         QVERIFY(script.open(QIODevice::ReadOnly));
-        const QString text = QString::fromUtf8(script.readAll());
-        QVERIFY(QFileInfo(script).fileName().startsWith(u"nubra-update-"_s));
-        QVERIFY(text.contains(u"APP=\"/home/reader/.local/opt/Nubra\""_s));
-        QVERIFY(text.contains(sha256(archiveBytes)));
         const QStringList archives = downloadedArchives(m_temp.path());
         QCOMPARE(archives.size(), 1);
-        QVERIFY(text.contains(m_temp.path() + u'/' + archives.first()));
-        QFile archive(m_temp.filePath(archives.first()));
-        QVERIFY(archive.open(QIODevice::ReadOnly));
-        QCOMPARE(archive.readAll(), archiveBytes);
+        QVERIFY(script.readAll().contains(QFile::encodeName(m_temp.filePath(archives.first()))));
 
         // The tray followed the download and was told when it ended.
         QVERIFY(activity.size() >= 2);

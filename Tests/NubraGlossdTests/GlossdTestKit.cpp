@@ -3,6 +3,7 @@
 #include "NubraCore/Service/SSEDecoder.h"
 
 #include <QJsonDocument>
+#include <QTcpSocket>
 
 #include <httplib.h>
 
@@ -28,6 +29,20 @@ std::unique_ptr<httplib::Client> RunningServer::client() const {
     auto client = std::make_unique<httplib::Client>("127.0.0.1", m_port);
     client->set_read_timeout(std::chrono::seconds(10));
     return client;
+}
+
+std::string exchange(int port, const std::string& request) {
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), quint16(port));
+    if (!socket.waitForConnected(10000))
+        return {};
+    socket.write(request.data(), qint64(request.size()));
+    socket.waitForBytesWritten(10000);
+    QByteArray answer;
+    while (socket.state() == QAbstractSocket::ConnectedState && socket.waitForReadyRead(10000))
+        answer += socket.readAll();
+    answer += socket.readAll();
+    return answer.toStdString();
 }
 
 std::vector<SSEEvent> decodeEvents(const std::string& body) {

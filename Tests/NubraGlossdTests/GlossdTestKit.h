@@ -31,6 +31,10 @@ private:
     std::thread m_thread;
 };
 
+// Sends `request` in one write over a fresh connection and returns everything the service answers
+// until it closes the connection (or 10 s pass without a byte).
+std::string exchange(int port, const std::string& request);
+
 // The events of a whole event-stream body as the app's client decodes them.
 std::vector<SSEEvent> decodeEvents(const std::string& body);
 

@@ -86,7 +86,8 @@ configure() { # <build dir> [cmake options...]
 build() {
     setup
     log "Building into $BUILD"
-    configure "$BUILD"
+    # The benchmarks are built too, so that a change cannot leave them behind.
+    configure "$BUILD" -DNUBRA_BENCH=ON
     cmake --build "$BUILD" -j "$JOBS"
 }
 
@@ -241,9 +242,7 @@ run_app() {
 }
 
 run_bench() {
-    setup
-    configure "$BUILD" -DNUBRA_BENCH=ON
-    cmake --build "$BUILD" -j "$JOBS"
+    build
     log "Event-stream decoder throughput, beside plain UTF-8 decoding"
     "$BUILD/bench/service/bench_sse_decoder" --benchmark_min_time=1
     log "Added latency from the server's write to the consumer, beside curl's time to first byte"

@@ -1,4 +1,5 @@
 #include "NubraApp/Foundation/HistoryNotifier.h"
+#include "NubraCore/Service/TokenStore.h"
 #include "NubraCore/Vocabulary/L10n.h"
 #include "OverlayTestKit.h"
 
@@ -50,7 +51,8 @@ private slots:
         kit.answer({sse::done(u"g"_qs, u"c"_qs)});
         kit.state->settings().setOutputLang(u"fr"_qs);
         kit.desktop.frontApplications.front = FrontApp{u"Mousepad"_qs, u"mousepad"_qs, 42};
-        kit.state->setDeviceToken(u"tok-1"_qs);
+        // Read from the keyring only now, for the first lookup, which waits for it.
+        kit.secrets.write(TokenStore::account(QString::fromLatin1(TokenKey::deviceToken)), "tok-1");
         kit.trigger(u"serendipity"_qs);
         waitIdle(kit);
 

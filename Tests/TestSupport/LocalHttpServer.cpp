@@ -100,6 +100,8 @@ void LocalHttpServer::serve(const Response& response, void* httplibResponse) {
                     ++m_abandoned;
                     return false;
                 }
+                std::lock_guard lock(m_mutex);
+                m_writeTimes.push_back(std::chrono::steady_clock::now());
                 return true;
             }
             switch (response.ending) {
@@ -162,6 +164,11 @@ QUrl LocalHttpServer::closedPortUrl() {
 std::vector<LocalHttpServer::Request> LocalHttpServer::requests() const {
     std::lock_guard lock(m_mutex);
     return m_requests;
+}
+
+std::vector<std::chrono::steady_clock::time_point> LocalHttpServer::pieceWriteTimes() const {
+    std::lock_guard lock(m_mutex);
+    return m_writeTimes;
 }
 
 bool LocalHttpServer::waitFor(std::chrono::milliseconds delay) const {

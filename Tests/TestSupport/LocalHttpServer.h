@@ -83,6 +83,8 @@ public:
     static QUrl closedPortUrl();
 
     std::vector<Request> requests() const;
+    // When each piece's last byte was handed to the socket, in the order written.
+    std::vector<std::chrono::steady_clock::time_point> pieceWriteTimes() const;
     // Responses whose client went away while their body was still being sent or held open.
     int abandonedResponses() const { return m_abandoned.load(); }
 
@@ -98,4 +100,5 @@ private:
     std::atomic<int> m_abandoned{0};
     mutable std::mutex m_mutex;
     std::vector<Request> m_requests;
+    std::vector<std::chrono::steady_clock::time_point> m_writeTimes;
 };

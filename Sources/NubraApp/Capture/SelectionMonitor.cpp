@@ -110,6 +110,7 @@ void SelectionMonitor::readSelection(const CaptureTrigger& trigger, qint64 trigg
     TaskRunner* tasks = &m_desktop.tasks;
     const int radius = m_contextRadius; // a change during the read applies to the next capture
     const quint64 generation = ++m_readGeneration;
+    emit readingStarted();
     tasks->runInBackground(
         [self, service, tasks, radius, trigger, triggeredAtMs, generation, done = std::move(done)]() {
             // The gate's last question, asked here because it may wait on another application: a

@@ -52,6 +52,10 @@ public:
     const std::optional<SelectionSnapshot>& pendingSnapshot() const { return m_pendingSnapshot; }
     void setCaptureObserver(CaptureObserver observer) { m_observer = std::move(observer); }
 
+signals:
+    // A selection is being read, so a lookup may follow: what it needs can be prepared meanwhile.
+    void readingStarted();
+
 private:
     void onMouseUp(const MouseEvent& event);
     void scheduleCapture();

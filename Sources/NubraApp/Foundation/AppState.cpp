@@ -11,11 +11,10 @@
 
 AppState::AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
                    QObject* parent)
-    : QObject(parent), m_defaults(defaults), m_settings(defaults), m_api(baseURL, nubraDirectSession()),
+    : QObject(parent), m_defaults(defaults), m_secrets(secrets), m_settings(defaults), m_api(baseURL, nubraDirectSession()),
       m_historyPath(historyPath), m_deviceId(DeviceIdentity::platformUUID()) {
     Q_ASSERT(baseURL.isValid());
     m_settings.loadPersisted();
-    loadDeviceToken(secrets);
     writeStartupLine(m_api.baseURL().toString());
 }
 
@@ -41,13 +40,23 @@ void AppState::setDeviceToken(const QString& token) {
     emit deviceTokenChanged();
 }
 
-void AppState::loadDeviceToken(SecretStore& secrets) {
+void AppState::whenCredentialRead(QObject* context, std::function<void()> then) {
+    if (m_credentialReadDone)
+        return then();
+    connect(this, &AppState::credentialRead, context, std::move(then), Qt::SingleShotConnection);
+    readCredential();
+}
+
+void AppState::readCredential() {
+    if (m_credentialReadStarted)
+        return;
+    m_credentialReadStarted = true;
     // Older versions kept the credential in the defaults; the background read sees a copy of that one
     // entry, and if TokenStore moves it into the keychain, the original is removed here afterwards.
     const QString legacyKey = TokenStore::account(QString::fromLatin1(TokenKey::deviceToken));
     const std::optional<QString> legacy = m_defaults.string(legacyKey);
     QPointer<AppState> self(this);
-    m_credentialReader.start([self, &secrets, legacyKey, legacy]() {
+    m_credentialReader.start([self, &secrets = m_secrets, legacyKey, legacy]() {
         InMemoryDefaults snapshot;
         if (legacy)
             snapshot.setValue(legacyKey, *legacy);
@@ -65,6 +74,8 @@ void AppState::loadDeviceToken(SecretStore& secrets) {
                 // A token renewed meanwhile is newer than what was stored.
                 if (self->m_deviceToken.isEmpty())
                     self->setDeviceToken(token);
+                self->m_credentialReadDone = true;
+                emit self->credentialRead();
             },
             Qt::QueuedConnection);
     });

@@ -9,6 +9,8 @@
 #include <QThreadPool>
 #include <QUrl>
 
+#include <functional>
+
 #include <memory>
 
 class Defaults;
@@ -24,9 +26,8 @@ public:
     // Builds the state in its fixed order: built-in values, the client for `baseURL`, the stored
     // settings, then the start-up line of the debug log. The history at `historyPath` (in memory when it
     // cannot be opened) is opened at its first use, so an idle Nubra keeps SQLite out of memory. The
-    // credential is read from `secrets` off the main thread, since a keyring can take seconds to answer;
-    // deviceTokenChanged() tells when it has arrived. The destructor waits for that read, so `secrets`
-    // only has to outlive the state.
+    // credential in `secrets` is read when it is first asked for (see readCredential()), which keeps
+    // the keyring's libraries out of an idle Nubra too. `secrets` must outlive the state.
     AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
              QObject* parent = nullptr);
     ~AppState() override;
@@ -42,6 +43,14 @@ public:
     const QString& deviceToken() const { return m_deviceToken; }
     void setDeviceToken(const QString& token);
 
+    // Starts reading the stored credential off the main thread, since a keyring can take seconds to
+    // answer; does nothing once started. The capture calls it as soon as a selection may be coming, so
+    // the credential is there before the lookup. The destructor waits for the read.
+    void readCredential();
+    // Runs `then` once the credential has been read (at once if it has; else after the read, which this
+    // starts), unless `context` is gone by then.
+    void whenCredentialRead(QObject* context, std::function<void()> then);
+
     // Writes the eight stored settings.
     void persist() { m_settings.persist(); }
 
@@ -50,11 +59,11 @@ public:
 
 signals:
     void deviceTokenChanged();
+    void credentialRead();
 
 private:
-    void loadDeviceToken(SecretStore& secrets);
-
     Defaults& m_defaults;
+    SecretStore& m_secrets;
     AppSettings m_settings;
     GlossAPI m_api;
     QString m_historyPath;
@@ -62,6 +71,8 @@ private:
     QString m_deviceToken;
     QString m_deviceId;
     QThreadPool m_credentialReader;
+    bool m_credentialReadStarted = false;
+    bool m_credentialReadDone = false;
 };
 
 // Where the application keeps its one state. The application installs the state it owns at start-up

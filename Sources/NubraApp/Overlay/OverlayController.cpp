@@ -105,6 +105,16 @@ void OverlayController::request(AppState& state) {
     auto request = std::make_shared<const GlossRequest>(m_selectedText, m_contextBefore, m_contextAfter,
                                                         sourceApp, settings.style(), settings.length(),
                                                         settings.outputLang(), settings.modelTier());
+    // Sent once the stored credential is known: at once, except for the first lookup when the capture
+    // did not already start the read. A close or a newer request meanwhile drops it.
+    QPointer<AppState> statePointer(&state);
+    state.whenCredentialRead(this, [this, request, statePointer, serial = m_requestSerial] {
+        if (statePointer && serial == m_requestSerial)
+            send(*statePointer, request);
+    });
+}
+
+void OverlayController::send(AppState& state, const std::shared_ptr<const GlossRequest>& request) {
     std::optional<QString> token;
     if (!state.deviceToken().isEmpty())
         token = state.deviceToken();
@@ -143,6 +153,7 @@ void OverlayController::persistHistory(AppState& state, const GlossRequest& requ
 }
 
 void OverlayController::dropLookup() {
+    ++m_requestSerial;
     if (!m_lookup)
         return;
     // This may run inside one of the lookup's own signals (a slot that starts the next request), so it

@@ -76,8 +76,10 @@ signals:
     void explanationCompleted();
 
 private:
-    // Stops the current lookup so that nothing it still reports reaches the card.
+    // Stops the current lookup, or the one waiting for the credential, so that nothing it still reports
+    // reaches the card.
     void dropLookup();
+    void send(AppState& state, const std::shared_ptr<const GlossRequest>& request);
     void onEvent(const SSEEvent& event, const GlossRequest& request, AppState* state);
     void persistHistory(AppState& state, const GlossRequest& request, const GlossResult& result);
     // Runs `change` on the lookup's progress and announces every property that it changed.
@@ -94,5 +96,7 @@ private:
     bool m_visible = false;
 
     std::unique_ptr<GlossLookup> m_lookup;
+    // Counts the requests dropped; a request waiting for the credential goes out only if it is unchanged.
+    quint64 m_requestSerial = 0;
     std::unique_ptr<CardWindow> m_window;
 };

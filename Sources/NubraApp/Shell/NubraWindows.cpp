@@ -120,7 +120,9 @@ QWidget* makeWelcomePanel() {
     layout->setContentsMargins(0, 0, 0, 0);
     auto* view = new WelcomeView(panel);
     layout->addWidget(view);
-    QObject::connect(view, &WelcomeView::closeRequested, panel, &QWidget::hide);
+    // Offered once per process, so once out of sight it goes for good, with its window and pixels.
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    QObject::connect(view, &WelcomeView::closeRequested, panel, &QWidget::close);
     panel->setFixedSize(WelcomeView::cardWidth, std::max(88, panel->heightForWidth(WelcomeView::cardWidth)));
     return panel;
 }
@@ -200,7 +202,7 @@ void showWelcome() {
     theWelcomeHiding = theServices->desktop.clock.schedule(welcomeShownMs, [] {
         theWelcomeHiding.reset();
         if (theWelcomePanel)
-            theWelcomePanel->hide();
+            theWelcomePanel->close();
     });
 }
 

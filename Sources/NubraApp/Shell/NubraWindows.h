@@ -41,7 +41,7 @@ QWidget* permissionWindow();
 // without taking the focus, hidden again after welcomeShownMs by the services' clock.
 inline constexpr int welcomeShownMs = 4000;
 void showWelcome();
-// The welcome panel once shown, until the services are removed.
+// The welcome panel while it is on screen.
 QWidget* welcomePanel();
 // Shows the outcome of an update check the user asked for in a small panel, in front but without
 // taking the focus; a notice already on screen goes away first.

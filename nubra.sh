@@ -377,13 +377,20 @@ release() {
         return 1
     fi
     rm -f "$check"
-    python3 - "$out/manifest.json" "$version" "$notes" "$name" "$sha" "$signature" <<'PY'
+    # The version is signed together with the archive's checksum, so this archive cannot be announced
+    # as any other version.
+    local statement version_signature
+    statement="$(mktemp)"
+    printf 'nubra-release %s %s' "$version" "$sha" >"$statement"
+    version_signature="$(openssl pkeyutl -sign -inkey "$KEY" -rawin -in "$statement" | base64 -w0)"
+    rm -f "$statement"
+    python3 - "$out/manifest.json" "$version" "$notes" "$name" "$sha" "$signature" "$version_signature" <<'PY'
 import json, sys
-path, version, notes, url, sha256, signature = sys.argv[1:]
+path, version, notes, url, sha256, signature, version_signature = sys.argv[1:]
 manifest = {"available": True, "version": version}
 if notes:
     manifest["notes"] = notes
-manifest.update(url=url, sha256=sha256, signature=signature)
+manifest.update(url=url, sha256=sha256, signature=signature, version_signature=version_signature)
 with open(path + ".new", "w", encoding="utf-8") as file:
     json.dump(manifest, file, ensure_ascii=False, indent=2)
     file.write("\n")

@@ -1,5 +1,6 @@
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraApp/Update/UpdateFlow.h"
+#include "NubraCore/Update/LinuxUpdaterScript.h"
 #include "NubraCore/Vocabulary/L10n.h"
 #include "TestSupport/DebugLogCapture.h"
 #include "TestSupport/LocalHttpServer.h"
@@ -11,6 +12,7 @@
 #include <QJsonObject>
 #include <QLabel>
 #include <QMessageBox>
+#include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -30,11 +32,10 @@ QString sha256(const QByteArray& bytes) {
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
 }
 
-// An Ed25519 SubjectPublicKeyInfo around 32 arbitrary key bytes.
-QString publicKeyPem() {
-    const QByteArray der = QByteArray::fromHex("302a300506032b6570032100") + QByteArray(32, '\x07');
-    return u"-----BEGIN PUBLIC KEY-----\n"_s + QString::fromLatin1(der.toBase64()) +
-           u"\n-----END PUBLIC KEY-----"_s;
+bool openssl(const QStringList& arguments) {
+    QProcess tool;
+    tool.start(u"openssl"_s, arguments);
+    return tool.waitForFinished(30000) && tool.exitStatus() == QProcess::NormalExit && tool.exitCode() == 0;
 }
 
 QList<QWidget*> visibleNamed(const QString& name) {
@@ -68,8 +69,17 @@ class UpdateFlowTest : public QObject {
 
 private slots:
     void initTestCase() {
-        QVERIFY(m_temp.isValid());
+        QVERIFY(m_temp.isValid() && m_keys.isValid());
         qputenv("TMPDIR", m_temp.path().toLocal8Bit());
+        for (const QString& key : {u"release"_s, u"other"_s})
+            QVERIFY(openssl({u"genpkey"_s, u"-algorithm"_s, u"ed25519"_s, u"-out"_s, m_keys.filePath(key)}));
+        QVERIFY(openssl({u"pkey"_s, u"-in"_s, m_keys.filePath(u"release"_s), u"-pubout"_s, u"-out"_s,
+                         m_keys.filePath(u"release.pub"_s)}));
+        QFile pem(m_keys.filePath(u"release.pub"_s));
+        QVERIFY(pem.open(QIODevice::ReadOnly));
+        m_publicKeyPem = QString::fromLatin1(pem.readAll());
+        // The install script stages next to the installation.
+        QVERIFY(QDir(m_keys.path()).mkpath(u"opt"_s));
         m_server.route("GET", "/v1/updates/latest", [this](const LocalHttpServer::Request&) {
             const std::lock_guard lock(m_mutex);
             return m_manifest;
@@ -194,15 +204,20 @@ private slots:
     void aFailedDownloadOrInstallKeepsNubraRunning_data() {
         QTest::addColumn<Response>("archive");
         QTest::addColumn<QString>("checksum");
+        QTest::addColumn<QString>("signature");
+        QTest::addColumn<QString>("versionSignature");
         QTest::addColumn<bool>("launches");
         QTest::addColumn<QString>("alert");
         QTest::addColumn<QString>("message");
         const QString good = sha256(archiveBytes);
+        const QString signature = sign(archiveBytes);
+        const QString versionSignature = signedVersion(u"1.2.0"_s, good);
         const Response served = Response::whole(200, archiveBytes, "application/gzip");
-        QTest::newRow("not found") << Response::whole(404, "missing", "text/plain") << good << true
-                                   << u"updateFailedAlert"_s << u"The download server answered HTTP 404."_s;
+        QTest::newRow("not found") << Response::whole(404, "missing", "text/plain") << good << signature
+                                   << versionSignature << true << u"updateFailedAlert"_s
+                                   << u"The download server answered HTTP 404."_s;
         QTest::newRow("other bytes") << Response::whole(200, "not the release", "application/gzip") << good
-                                     << true << u"updateFailedAlert"_s
+                                     << signature << versionSignature << true << u"updateFailedAlert"_s
                                      << u"The download does not match the release's checksum."_s;
         QTest::newRow("cut off") << Response{200,
                                              {},
@@ -210,21 +225,37 @@ private slots:
                                              {{archiveBytes.left(100)}},
                                              LocalHttpServer::Ending::drop,
                                              true}
-                                 << good << true << u"updateFailedAlert"_s << QString();
+                                 << good << signature << versionSignature << true << u"updateFailedAlert"_s
+                                 << QString();
         QTest::newRow("short checksum")
-            << served << good.left(63) << true << u"updateBlockedAlert"_s
+            << served << good.left(63) << signature << versionSignature << true << u"updateBlockedAlert"_s
             << u"The release manifest is missing its SHA-256 checksum. The update was not installed."_s;
-        QTest::newRow("script not started")
-            << served << good.toUpper() << false << u"updateFailedAlert"_s << u"no bash here"_s;
+        QTest::newRow("archive signed with another key")
+            << served << good << sign(archiveBytes, u"other"_s) << versionSignature << true
+            << u"updateBlockedAlert"_s
+            << u"The downloaded release is not signed with Nubra's release key. The update was not installed."_s;
+        QTest::newRow("an older release announced as this version")
+            << served << good << signature << signedVersion(u"1.2.0"_s, sha256("1.0.0's archive"))
+            << true << u"updateBlockedAlert"_s
+            << u"The release's version is not signed with Nubra's release key, so it could be an older "
+               "release. The update was not installed."_s;
+        QTest::newRow("manifest without the signed version")
+            << served << good << signature << QString() << true << u"updateBlockedAlert"_s
+            << u"The release manifest does not carry the signed version this Nubra requires, so the "
+               "release could be an older one. The update was not installed."_s;
+        QTest::newRow("script not started") << served << good.toUpper() << signature << versionSignature
+                                            << false << u"updateFailedAlert"_s << u"no bash here"_s;
     }
     void aFailedDownloadOrInstallKeepsNubraRunning() {
         QFETCH(Response, archive);
         QFETCH(QString, checksum);
+        QFETCH(QString, signature);
+        QFETCH(QString, versionSignature);
         QFETCH(bool, launches);
         QFETCH(QString, alert);
         QFETCH(QString, message);
         serveArchive(archive);
-        serveRelease(u"1.2.0"_s, {}, checksum);
+        serveRelease(u"1.2.0"_s, {}, checksum, signature, versionSignature);
         UpdateFlow::Environment failing = environment();
         if (!launches)
             failing.launch = [](const QString&, const QStringList&, QString* error) {
@@ -234,13 +265,36 @@ private slots:
         UpdateFlow flow(failing);
         QSignalSpy quit(&flow, &UpdateFlow::quitRequested);
         install(flow);
-        QTRY_VERIFY(openAlert(alert));
+        QTRY_VERIFY_WITH_TIMEOUT(openAlert(alert), 15000);
         if (!message.isEmpty())
             QCOMPARE(openAlert(alert)->informativeText(), message);
         QCOMPARE(openAlert(alert)->text(),
                  alert == u"updateBlockedAlert" ? u"Update blocked"_s : u"Update failed"_s);
         QVERIFY(quit.isEmpty());
         QVERIFY(!flow.isDownloading());
+        QCOMPARE(QDir(m_temp.path()).entryList({u"nubra-update-*"_s}, QDir::Files), QStringList());
+    }
+
+    // Started again by the install script after it failed: the reason once, from the installer's note.
+    void aFailedInstallIsReportedOnce() {
+        UpdateFlow flow(environment());
+        const QString note = m_temp.filePath(u"nubra-update-1234.err"_s);
+        QFile file(note);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("unpack failed\x1b]0;title\x07\nsecond line\n");
+        file.close();
+        QFile outside(m_keys.filePath(u"nubra-update-5678.err"_s));
+        QVERIFY(outside.open(QIODevice::WriteOnly));
+        outside.close();
+
+        flow.reportFailedInstall(outside.fileName());
+        QVERIFY(!openAlert(u"updateFailedAlert"_s));
+        QVERIFY(outside.exists());
+        flow.reportFailedInstall(note);
+        QVERIFY(openAlert(u"updateFailedAlert"_s));
+        QCOMPARE(openAlert(u"updateFailedAlert"_s)->informativeText(),
+                 u"The update could not be installed (unpack failed]0;title). Nubra 1.0.0 is still installed."_s);
+        QVERIFY(!QFileInfo::exists(note));
     }
 
     void aDownloadCanBeCancelled() {
@@ -260,8 +314,8 @@ private:
     UpdateFlow::Environment environment() {
         return {m_server.url(),
                 u"1.0.0"_s,
-                {Installation::Kind::bundle, u"/home/reader/.local/opt/Nubra"_s},
-                publicKeyPem(),
+                {Installation::Kind::bundle, m_keys.filePath(u"opt/Nubra"_s)},
+                m_publicKeyPem,
                 {u"--dev"_s},
                 [this](const QString& program, const QStringList& arguments, QString*) {
                     m_launched = QStringList{program} + arguments;
@@ -277,13 +331,39 @@ private:
         const std::lock_guard lock(m_mutex);
         m_archive = std::move(archive);
     }
+    // Base64 of the Ed25519 signature of `bytes` with the key named `key`.
+    QString sign(const QByteArray& bytes, const QString& key = u"release"_s) const {
+        QFile in(m_keys.filePath(u"signed"_s));
+        if (!in.open(QIODevice::WriteOnly) || in.write(bytes) != bytes.size())
+            return {};
+        in.close();
+        const QString out = m_keys.filePath(u"signature"_s);
+        if (!openssl({u"pkeyutl"_s, u"-sign"_s, u"-inkey"_s, m_keys.filePath(key), u"-rawin"_s, u"-in"_s,
+                      in.fileName(), u"-out"_s, out}))
+            return {};
+        QFile signature(out);
+        return signature.open(QIODevice::ReadOnly) ? QString::fromLatin1(signature.readAll().toBase64())
+                                                   : QString();
+    }
+    QString signedVersion(const QString& version, const QString& checksum) const {
+        return sign(LinuxUpdaterScript::releaseStatement(version, checksum));
+    }
+
+    // A release of the archive as `./nubra.sh release` announces it, signed with the release key.
     void serveRelease(const QString& version, const QString& notes,
-                      const QString& checksum = sha256(archiveBytes)) {
+                      const QString& checksum = sha256(archiveBytes), QString signature = {},
+                      std::optional<QString> versionSignature = std::nullopt) {
+        if (signature.isEmpty())
+            signature = sign(archiveBytes);
+        if (!versionSignature)
+            versionSignature = signedVersion(version, checksum);
         QJsonObject release{{u"available"_s, true},
                             {u"version"_s, version},
                             {u"url"_s, QString(m_server.url().toString() + u"/releases/Nubra.tar.gz"_s)},
                             {u"sha256"_s, checksum},
-                            {u"signature"_s, QString::fromLatin1(QByteArray(64, '\x05').toBase64())}};
+                            {u"signature"_s, signature}};
+        if (!versionSignature->isEmpty())
+            release.insert(u"version_signature"_s, *versionSignature);
         if (!notes.isEmpty())
             release.insert(u"notes"_s, notes);
         serve(Response::whole(
@@ -300,6 +380,8 @@ private:
     }
 
     QTemporaryDir m_temp;
+    QTemporaryDir m_keys; // and the installation's folder
+    QString m_publicKeyPem;
     LocalHttpServer m_server;
     std::mutex m_mutex;
     Response m_manifest;

@@ -14,7 +14,8 @@ UpdateManifest manifest(std::optional<QString> version,
                         std::optional<QString> url = u"https://dl.example/N.zip"_qs,
                         std::optional<QString> sha = QString(64, u'a'),
                         std::optional<QString> notes = std::nullopt) {
-    return {true, std::move(version), std::move(notes), std::move(url), std::move(sha), u"c2lnbmVk"_qs};
+    return {true, std::move(version), std::move(notes), std::move(url), std::move(sha), u"c2lnbmVk"_qs,
+            u"dmVyc2lvbg=="_qs};
 }
 
 } // namespace
@@ -67,7 +68,7 @@ private slots:
                                   u"2.0.0"_qs);
         QCOMPARE(result,
                  CheckResult::available({u"v2.0.1"_qs, u"修复"_qs, QUrl(u"https://dl.example/Nubra.zip"_qs),
-                                         sha, u"c2lnbmVk"_qs}));
+                                         sha, u"c2lnbmVk"_qs, u"dmVyc2lvbg=="_qs}));
         QCOMPARE(result.description(), u"available(v2.0.1)"_qs);
         QCOMPARE(UpdateCheck::evaluate(manifest(u"3"_qs), u"2"_qs).info.notes, QString());
     }
@@ -96,7 +97,7 @@ private slots:
         };
 
         QCOMPARE(check(), CheckResult::available(
-                              {u"1.4.0"_qs, u"Faster"_qs, QUrl(u"https://dl.example/N.zip"_qs), sha, {}}));
+                              {u"1.4.0"_qs, u"Faster"_qs, QUrl(u"https://dl.example/N.zip"_qs), sha, {}, {}}));
         QVERIFY(!server.requests().front().hasHeader("authorization"));
         QCOMPARE(log.messages(), QStringList());
 

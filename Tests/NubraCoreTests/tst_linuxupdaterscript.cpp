@@ -32,12 +32,14 @@ LinuxUpdate validUpdate() {
     LinuxUpdate update;
     update.archivePath = u"/tmp/Nubra-1.4.0-6F1C.tar.gz"_qs;
     update.version = u"1.4.0"_qs;
+    update.currentVersion = u"1.3.0"_qs;
     update.expectedSha256 = validSha;
     update.errPath = u"/tmp/nubra-update-91AB.err"_qs;
     update.installDir = installDir;
     update.pid = 4242;
     update.publicKeyPem = validKey;
     update.signatureBase64 = QString::fromLatin1(QByteArray(64, '\x5a').toBase64());
+    update.versionSignatureBase64 = update.signatureBase64;
     return update;
 }
 
@@ -63,6 +65,7 @@ exec REAL_MV "$@"
 enum class Fault {
     wrongChecksum,
     otherKey,
+    versionSignedForOtherArchive,
     tamperedArchive,
     truncatedArchive,
     incompleteBundle,
@@ -107,6 +110,14 @@ class LinuxUpdaterScriptTest : public QObject {
         QVERIFY(writeFile(folder + u"/share/icons/nubra.svg"_qs, word));
     }
 
+    // Signs that the archive with `sha256` is `version`, with the key named `key`.
+    QString versionSignature(const QString& version, const QString& sha256, const QString& key) const {
+        const QString statement = path(u"build/statement"_qs);
+        if (!writeFile(statement, LinuxUpdaterScript::releaseStatement(version, sha256)))
+            return {};
+        return signatureOf(statement, key);
+    }
+
     QString signatureOf(const QString& file, const QString& key) const {
         const QString signature = path(u"build/signature"_qs);
         if (!runTool(u"openssl"_qs, {u"pkeyutl"_qs, u"-sign"_qs, u"-inkey"_qs, m_keys.filePath(key),
@@ -123,7 +134,9 @@ class LinuxUpdaterScriptTest : public QObject {
                                                            << path(u"build"_qs) << u"Nubra"_qs << extra));
         setArchive(readFile(archive));
         m_update.signatureBase64 = signatureOf(archive, u"release"_qs);
-        QVERIFY(!m_update.signatureBase64.isEmpty());
+        m_update.versionSignatureBase64 =
+            versionSignature(m_update.version, *m_update.expectedSha256, u"release"_qs);
+        QVERIFY(!m_update.signatureBase64.isEmpty() && !m_update.versionSignatureBase64.isEmpty());
     }
 
     // Writes the archive and announces its checksum, leaving the signature as it is.
@@ -134,12 +147,13 @@ class LinuxUpdaterScriptTest : public QObject {
     }
 
     // Writes the script for m_update into the sandbox's /tmp and runs it there; returns bash's status.
-    int runScript(const QStringList& environment = {}) {
+    int runScript(const QStringList& environment = {}, const QStringList& arguments = {}) {
         const auto script = LinuxUpdaterScript::build(m_update);
         if (!script || !writeFile(outside(m_scriptPath), script->toUtf8()))
             return -1;
         return ScriptSandbox::runBash(ScriptSandbox::arguments(m_dir->path(), privateDirs), m_scriptPath,
-                                      m_dir->path(), QStringList{u"HOME=/home/u"_qs} + environment);
+                                      m_dir->path(), QStringList{u"HOME=/home/u"_qs} + environment,
+                                      arguments);
     }
 
     QStringList leftovers() const {
@@ -196,47 +210,56 @@ private slots:
 
     void refusesUnsafeInput_data() {
         QTest::addColumn<LinuxUpdate>("update");
+        QTest::addColumn<LinuxUpdaterScript::Refusal>("reason");
+        using enum LinuxUpdaterScript::Refusal;
         const auto with = [](auto change) {
             LinuxUpdate update = validUpdate();
             change(update);
             return update;
         };
         QTest::newRow("checksum of 63 digits")
-            << with([](LinuxUpdate& u) { u.expectedSha256 = validSha.first(63); });
+            << with([](LinuxUpdate& u) { u.expectedSha256 = validSha.first(63); }) << checksum;
         QTest::newRow("dollar in archive path")
-            << with([](LinuxUpdate& u) { u.archivePath = u"/tmp/$(reboot).tar.gz"_qs; });
+            << with([](LinuxUpdate& u) { u.archivePath = u"/tmp/$(reboot).tar.gz"_qs; }) << unsafePath;
         QTest::newRow("line break in note path")
-            << with([](LinuxUpdate& u) { u.errPath = u"/tmp/a\nreboot"_qs; });
+            << with([](LinuxUpdate& u) { u.errPath = u"/tmp/a\nreboot"_qs; }) << unsafePath;
         QTest::newRow("backquote in relaunch argument") << with([](LinuxUpdate& u) {
             u.relaunchArguments = {u"--ok"_qs, u"`id`"_qs};
-        });
+        }) << unsafePath;
         QTest::newRow("quote in install folder")
-            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/Nu\"bra"_qs; });
+            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/Nu\"bra"_qs; }) << unsafePath;
         QTest::newRow("relative install folder")
-            << with([](LinuxUpdate& u) { u.installDir = u".local/opt/Nubra"_qs; });
+            << with([](LinuxUpdate& u) { u.installDir = u".local/opt/Nubra"_qs; }) << unsafePath;
         QTest::newRow("install folder resolving to the root")
-            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/../../"_qs; });
+            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/../../"_qs; }) << unsafePath;
         QTest::newRow("private key block")
-            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u"PUBLIC"_qs, u"PRIVATE"_qs); });
+            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u"PUBLIC"_qs, u"PRIVATE"_qs); }) << key;
         QTest::newRow("key block followed by shell text")
-            << with([](LinuxUpdate& u) { u.publicKeyPem += u"NUBRA_RELEASE_KEY\nreboot\n"_qs; });
+            << with([](LinuxUpdate& u) { u.publicKeyPem += u"NUBRA_RELEASE_KEY\nreboot\n"_qs; }) << key;
         QTest::newRow("key with a stray character")
-            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u'+', u'$'); });
+            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u'+', u'$'); }) << key;
         QTest::newRow("X25519 key instead of Ed25519") << with([](LinuxUpdate& u) {
             // Same DER layout with the object identifier 1.3.101.110 in place of 1.3.101.112.
             u.publicKeyPem.replace(u"MCowBQYDK2Vw"_qs, u"MCowBQYDK2Vu"_qs);
-        });
+        }) << key;
         QTest::newRow("signature of 63 bytes") << with([](LinuxUpdate& u) {
             u.signatureBase64 = QString::fromLatin1(QByteArray(63, '\x5a').toBase64());
-        });
+        }) << signature;
         QTest::newRow("signature with shell text")
-            << with([](LinuxUpdate& u) { u.signatureBase64 += u"';reboot;'"_qs; });
-        QTest::newRow("no process id") << with([](LinuxUpdate& u) { u.pid = 0; });
+            << with([](LinuxUpdate& u) { u.signatureBase64 += u"';reboot;'"_qs; }) << signature;
+        QTest::newRow("no process id") << with([](LinuxUpdate& u) { u.pid = 0; }) << processOrPolls;
+        QTest::newRow("no version signature, as older manifests")
+            << with([](LinuxUpdate& u) { u.versionSignatureBase64.clear(); }) << signature;
+        QTest::newRow("version not newer") << with([](LinuxUpdate& u) { u.version = u"1.3.0"_qs; }) << version;
+        QTest::newRow("version with shell text")
+            << with([](LinuxUpdate& u) { u.version = u"9.0.0';reboot;'"_qs; }) << version;
     }
 
     void refusesUnsafeInput() {
         QFETCH(LinuxUpdate, update);
+        QFETCH(LinuxUpdaterScript::Refusal, reason);
         QVERIFY(LinuxUpdaterScript::build(validUpdate())); // the base every row changes is accepted
+        QCOMPARE(LinuxUpdaterScript::refusal(update), reason);
         QCOMPARE(LinuxUpdaterScript::build(update), std::nullopt);
     }
 
@@ -251,6 +274,12 @@ private slots:
         m_update.publicKeyPem.replace(u"\n"_qs, u"\r\n"_qs);
         m_update.installDir += u'/';
         m_update.relaunchArguments = {u"--updated"_qs, u"from 1.3.0 & more"_qs};
+
+        // Checked first while the old version still runs: nothing changes, the script stays for the run.
+        QCOMPARE(runScript({}, {u"--check"_qs}), 0);
+        QCOMPARE(readFile(installed(u"lib/libNubraCore.so.1"_qs)), QByteArray("old"));
+        QVERIFY(QFileInfo::exists(outside(m_scriptPath)));
+        QCOMPARE(leftovers(), QStringList());
 
         QCOMPARE(runScript(), 0);
 
@@ -271,6 +300,8 @@ private slots:
         QTest::addColumn<QByteArray>("reason");
         QTest::newRow("wrong checksum") << Fault::wrongChecksum << QByteArray("checksum mismatch");
         QTest::newRow("signed with another key") << Fault::otherKey << QByteArray("signature verify failed");
+        QTest::newRow("an older archive announced as this version")
+            << Fault::versionSignedForOtherArchive << QByteArray("version signature verify failed");
         QTest::newRow("tampered archive, checksum of the tampered bytes")
             << Fault::tamperedArchive << QByteArray("signature verify failed");
         QTest::newRow("truncated archive, checksummed and signed")
@@ -286,7 +317,8 @@ private slots:
     }
 
     // Every refusal leaves its reason in the note, the old version installed and runnable, the archive
-    // kept, no script and no staging or backup folder.
+    // kept, no script and no staging or backup folder. A failure after the old process has gone starts
+    // it again, pointed at the note.
     void keepsOldVersionOnFailure() {
         if (!m_sandboxUnavailable.isEmpty())
             QSKIP(qPrintable(m_sandboxUnavailable));
@@ -311,6 +343,11 @@ private slots:
                 QString::fromLatin1(QCryptographicHash::hash("other", QCryptographicHash::Sha256).toHex());
         if (fault == Fault::otherKey)
             m_update.signatureBase64 = signatureOf(archive, u"other"_qs);
+        if (fault == Fault::versionSignedForOtherArchive) // as an attacker holding an old release would
+            m_update.versionSignatureBase64 = versionSignature(
+                m_update.version,
+                QString::fromLatin1(QCryptographicHash::hash("1.0.0", QCryptographicHash::Sha256).toHex()),
+                u"release"_qs);
         if (fault == Fault::tamperedArchive) {
             packed[packed.size() / 2] = char(packed.at(packed.size() / 2) ^ 0x01);
             setArchive(packed);
@@ -318,6 +355,8 @@ private slots:
         if (fault == Fault::truncatedArchive) {
             setArchive(packed.first(packed.size() / 2));
             m_update.signatureBase64 = signatureOf(archive, u"release"_qs);
+            m_update.versionSignatureBase64 =
+                versionSignature(m_update.version, *m_update.expectedSha256, u"release"_qs);
         }
         if (fault == Fault::backupFails)
             environment << u"NUBRA_TEST_MV_FAIL=1"_qs;
@@ -330,7 +369,13 @@ private slots:
         QVERIFY(QFileInfo::exists(archive));
         QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
         QCOMPARE(leftovers(), QStringList());
-        QVERIFY(!QFileInfo::exists(path(u"log/launched"_qs)));
+        if (fault >= Fault::truncatedArchive)
+            QTRY_COMPARE_WITH_TIMEOUT(readFile(path(u"log/launched"_qs)),
+                                      "old /home/u/.local/opt/Nubra/bin/nubra [--update-failed] [" +
+                                          m_update.errPath.toUtf8() + "]\n",
+                                      10000);
+        else
+            QVERIFY(!QFileInfo::exists(path(u"log/launched"_qs)));
         QProcess old;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"NUBRA_TEST_LOG"_qs, path(u"log"_qs));

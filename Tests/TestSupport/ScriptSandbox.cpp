@@ -27,7 +27,7 @@ QByteArray readFile(const QString& path) {
 }
 
 int runBash(const QStringList& sandboxArguments, const QString& script, const QString& root,
-            const QStringList& assignments) {
+            const QStringList& assignments, const QStringList& scriptArguments) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"PATH"_qs, root + u"/bin:"_qs + environment.value(u"PATH"_qs));
     environment.insert(u"NUBRA_TEST_LOG"_qs, root + u"/log"_qs);
@@ -37,7 +37,7 @@ int runBash(const QStringList& sandboxArguments, const QString& script, const QS
     QProcess bash;
     bash.setProcessEnvironment(environment);
     bash.setProcessChannelMode(QProcess::ForwardedChannels);
-    bash.start(u"bwrap"_qs, QStringList(sandboxArguments) << u"/bin/bash"_qs << script);
+    bash.start(u"bwrap"_qs, QStringList(sandboxArguments) << u"/bin/bash"_qs << script << scriptArguments);
     if (!bash.waitForFinished(60000)) {
         bash.kill();
         bash.waitForFinished();

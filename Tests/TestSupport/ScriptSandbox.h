@@ -17,12 +17,13 @@ QByteArray readFile(const QString& path);
 // created on the real root file system.
 QStringList arguments(const QString& root, const QStringList& privateDirs);
 
-// Runs `script` with bash inside the sandbox made by `sandboxArguments` (see arguments()), its output
+// Runs `script` with `scriptArguments` under bash inside the sandbox made by `sandboxArguments` (see
+// arguments()), its output
 // passed through. The stand-in tools in `root`/bin come first on PATH and log to `root`/log
 // (NUBRA_TEST_LOG); `assignments` ("NAME=value") are added to the environment. Its exit status, -2
 // when it ran past a minute (it is then killed), -3 when it crashed.
 int runBash(const QStringList& sandboxArguments, const QString& script, const QString& root,
-            const QStringList& assignments);
+            const QStringList& assignments, const QStringList& scriptArguments = {});
 
 // Empty when such a sandbox can be set up here; otherwise the reason it cannot, for a skip message.
 QString unavailableReason(const QStringList& privateDirs);

@@ -153,6 +153,10 @@ void AppDelegate::checkForUpdate(bool manual) {
     m_updates.checkForUpdate(manual);
 }
 
+void AppDelegate::reportFailedUpdate(const QString& notePath) {
+    m_updates.reportFailedInstall(notePath);
+}
+
 void AppDelegate::persist() {
     m_state.persist();
     m_defaults.sync();

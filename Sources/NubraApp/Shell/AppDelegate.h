@@ -35,6 +35,8 @@ public:
     // What a later `nubra` asked for, or what this one was started with.
     void perform(const LaunchRequest& request);
     // Saves the settings; at quit and when the session ends.
+    // Started again by the install script after a failed update: says why, once.
+    void reportFailedUpdate(const QString& notePath);
     void persist();
     // Stops capture and waits for reads still running, before anything they use is destroyed.
     void shutdown();

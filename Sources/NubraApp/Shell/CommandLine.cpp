@@ -124,6 +124,16 @@ Parsed parse(const QStringList& arguments) {
             continue;
         }
 
+        if (name == u"--update-failed") {
+            std::optional<QString> note = value;
+            if (!note && i + 1 < arguments.size())
+                note = arguments.at(++i);
+            if (!note || note->isEmpty())
+                return fail(QStringLiteral("--update-failed needs the installer's note"));
+            parsed.request.updateFailedNote = note;
+            continue;
+        }
+
         std::optional<Action> action;
         bool* flag = nullptr;
         if (name == u"--history")
@@ -187,6 +197,8 @@ QString helpText() {
         "  --dev             use the development service at http://127.0.0.1:8790\n"
         "                    (NUBRA_BASE_URL overrides it); applies when Nubra starts\n"
         "  --replace         wait for the running Nubra to exit, then take its place\n"
+        "  --update-failed NOTE\n"
+        "                    used by the installer: say why an update failed (NOTE holds the reason)\n"
         "  -h, --help        show this help\n"
         "  --version         show the version\n"
         "\n"

@@ -29,6 +29,9 @@ struct LaunchRequest {
     bool dev = false;
     // Sent by the application's own restart: wait for the old instance to go, then take its place.
     bool replace = false;
+    // Sent by the install script when an update failed after Nubra had quit for it: the note that says
+    // why. Matters only to the process that becomes the instance.
+    std::optional<QString> updateFailedNote;
 
     // False for --quit: with nothing running there is nothing to quit, and nothing should start.
     bool startsInstance() const { return action != Action::quit; }

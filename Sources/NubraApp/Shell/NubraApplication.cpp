@@ -92,6 +92,8 @@ int NubraApplication::run(int argc, char** argv) {
                          [&delegate](QSessionManager&) { delegate.persist(); });
 
         delegate.applicationDidFinishLaunching();
+        if (request.updateFailedNote)
+            delegate.reportFailedUpdate(*request.updateFailedNote);
         if (request.action != LaunchRequest::Action::reopen)
             delegate.perform(request);
         status = QApplication::exec();

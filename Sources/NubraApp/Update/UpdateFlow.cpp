@@ -8,7 +8,12 @@
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
 #include <QPushButton>
+#include <QTimer>
 
 namespace {
 
@@ -27,6 +32,56 @@ QString whyNotInstallable(const Installation& installation) {
                                   "replace itself. Install the new release from the Nubra website."),
                    QStringLiteral("当前的 Nubra 不是从签名的发布包安装的，无法自行更新。请从 Nubra "
                                   "网站安装新版本。"));
+}
+
+QString notInstalled(const QString& english, const QString& chinese) {
+    return L10n::t(english + QStringLiteral(" The update was not installed."), chinese + QStringLiteral("本次更新未安装。"));
+}
+
+// Why the install script was not even written for this release.
+QString refusalText(LinuxUpdaterScript::Refusal refusal, const UpdateInfo& info) {
+    using Refusal = LinuxUpdaterScript::Refusal;
+    switch (refusal) {
+    case Refusal::checksum:
+        break;
+    case Refusal::signature:
+        if (info.versionSignature.isEmpty())
+            return notInstalled(QStringLiteral("The release manifest does not carry the signed version "
+                                               "this Nubra requires, so the release could be an older one."),
+                                QStringLiteral("更新清单缺少本版 Nubra 所需的版本签名，该版本可能是旧版本冒充的。"));
+        return notInstalled(QStringLiteral("The release manifest's signatures are malformed."),
+                            QStringLiteral("更新清单中的签名格式有误。"));
+    case Refusal::version:
+        return notInstalled(QStringLiteral("Version %1 cannot replace the installed version.").arg(info.version),
+                            QStringLiteral("版本 %1 不能替换当前安装的版本。").arg(info.version));
+    case Refusal::unsafePath:
+        return notInstalled(QStringLiteral("The temporary folder %1 has a name the installer does not accept.")
+                                .arg(QDir::tempPath()),
+                            QStringLiteral("临时文件夹 %1 的名称不被安装程序接受。").arg(QDir::tempPath()));
+    case Refusal::key:
+    case Refusal::processOrPolls:
+        return notInstalled(QStringLiteral("The installer refused its inputs."),
+                            QStringLiteral("安装程序拒绝了它的输入。"));
+    }
+    return L10n::t(QStringLiteral("The release manifest is missing its SHA-256 checksum. The update was not "
+                                  "installed."),
+                   QStringLiteral("更新清单缺少 SHA-256 校验值，本次更新未安装。"));
+}
+
+// Why the downloaded archive did not pass the script's check, from the note the script left.
+QString checkFailureText(const QString& note) {
+    if (note == u"checksum mismatch")
+        return notInstalled(QStringLiteral("The downloaded release changed before it could be installed."),
+                            QStringLiteral("下载的版本在安装前被改动了。"));
+    if (note == u"signature verify failed")
+        return notInstalled(QStringLiteral("The downloaded release is not signed with Nubra's release key."),
+                            QStringLiteral("下载的版本没有 Nubra 发布密钥的签名。"));
+    if (note == u"version signature verify failed")
+        return notInstalled(QStringLiteral("The release's version is not signed with Nubra's release key, so "
+                                           "it could be an older release."),
+                            QStringLiteral("该版本的版本号没有 Nubra 发布密钥的签名，可能是旧版本冒充的。"));
+    return notInstalled(QStringLiteral("The downloaded release could not be checked (%1).").arg(note),
+                        QStringLiteral("无法检查下载的版本（%1）。").arg(note));
 }
 
 } // namespace
@@ -48,6 +103,23 @@ void UpdateFlow::checkForUpdate(bool manual) {
                               nbDebug(QStringLiteral("updater: result=") + result.description());
                               present(result, manual);
                           });
+}
+
+void UpdateFlow::reportFailedInstall(const QString& notePath) {
+    const QFileInfo note(notePath);
+    if (note.absolutePath() != QFileInfo(QDir::tempPath()).absoluteFilePath() ||
+        !note.fileName().startsWith(u"nubra-update-") || !note.fileName().endsWith(u".err") ||
+        !note.isFile() || note.isSymLink()) {
+        nbDebug(QStringLiteral("updater: ignoring a failure note outside the temporary folder"));
+        return;
+    }
+    QString reason = UpdaterService::takeNote(notePath);
+    reason.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
+    showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(),
+              L10n::t(QStringLiteral("The update could not be installed (%1). Nubra %2 is still installed.")
+                          .arg(reason, m_environment.currentVersion),
+                      QStringLiteral("更新未能安装（%1）。当前仍是 Nubra %2。")
+                          .arg(reason, m_environment.currentVersion)));
 }
 
 void UpdateFlow::present(const CheckResult& result, bool manual) {
@@ -139,27 +211,59 @@ void UpdateFlow::cancelDownload() {
 }
 
 void UpdateFlow::install(const QString& archivePath, const UpdateInfo& info) {
-    const UpdaterService::InstallOutcome outcome = UpdaterService::installAndRelaunch(
+    const auto prepared = UpdaterService::prepare(
         {archivePath, info, m_environment.installation, m_environment.publicKeyPem,
-         QCoreApplication::applicationPid(), m_environment.relaunchArguments},
-        m_environment.launch);
-    switch (outcome.kind) {
-    case UpdaterService::InstallOutcome::Kind::started:
-        nbDebug(QStringLiteral("updater: quitting for the install script"));
-        return emit quitRequested();
-    case UpdaterService::InstallOutcome::Kind::blocked:
-        return showAlert(QStringLiteral("updateBlockedAlert"),
-                         L10n::t(QStringLiteral("Update blocked"), QStringLiteral("已阻止本次更新")),
-                         L10n::t(QStringLiteral("The release manifest is missing its SHA-256 checksum. The "
-                                                "update was not installed."),
-                                 QStringLiteral("更新清单缺少 SHA-256 校验值，本次更新未安装。")));
-    case UpdaterService::InstallOutcome::Kind::notPrepared:
+         m_environment.currentVersion, QCoreApplication::applicationPid(), m_environment.relaunchArguments});
+    if (const auto* refused = std::get_if<UpdaterService::NotPrepared>(&prepared)) {
+        if (refused->refusal)
+            return showBlocked(refusalText(*refused->refusal, info));
         return showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(),
                          L10n::t(QStringLiteral("Could not prepare the installer."),
                                  QStringLiteral("无法准备安装程序。")));
-    case UpdaterService::InstallOutcome::Kind::notStarted:
-        return showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(), outcome.error);
     }
+    checkThenRun(std::get<UpdaterService::PreparedInstall>(prepared));
+}
+
+void UpdateFlow::checkThenRun(const UpdaterService::PreparedInstall& install) {
+    // The script checks the archive once before Nubra quits for it, so a release that will not install
+    // leaves Nubra running and says why; it checks again when it runs.
+    auto* check = new QProcess(this);
+    check->setWorkingDirectory(QStringLiteral("/"));
+    check->setProcessChannelMode(QProcess::ForwardedChannels);
+    const auto ended = [this, check, install](bool passed, const QString& note) {
+        check->disconnect(this);
+        check->deleteLater();
+        if (passed)
+            return run(install);
+        QFile::remove(install.scriptPath);
+        showBlocked(checkFailureText(note));
+    };
+    connect(check, &QProcess::finished, this, [ended, install](int code, QProcess::ExitStatus status) {
+        const bool passed = status == QProcess::NormalExit && code == 0;
+        ended(passed, passed ? QString() : UpdaterService::takeNote(install.notePath));
+    });
+    connect(check, &QProcess::errorOccurred, this, [ended, check](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            ended(false, check->errorString());
+    });
+    QTimer::singleShot(checkTimeoutMs, check, [check] { check->kill(); });
+    check->start(QStringLiteral("/bin/bash"), {install.scriptPath, QStringLiteral("--check")});
+}
+
+void UpdateFlow::run(const UpdaterService::PreparedInstall& install) {
+    QString error;
+    if (!m_environment.launch(QStringLiteral("/bin/bash"), {install.scriptPath}, &error)) {
+        nbDebug(QStringLiteral("updater: cannot start the install script: ") + error);
+        QFile::remove(install.scriptPath);
+        return showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(), error);
+    }
+    nbDebug(QStringLiteral("updater: quitting for the install script"));
+    emit quitRequested();
+}
+
+void UpdateFlow::showBlocked(const QString& why) {
+    showAlert(QStringLiteral("updateBlockedAlert"),
+              L10n::t(QStringLiteral("Update blocked"), QStringLiteral("已阻止本次更新")), why);
 }
 
 void UpdateFlow::showAlert(const QString& name, const QString& title, const QString& body) {

@@ -30,11 +30,18 @@ public:
         UpdaterService::Launcher launch; // empty: UpdaterService::startDetached
     };
 
+    // How long the archive's check before quitting may take.
+    static constexpr int checkTimeoutMs = 120'000;
+
     explicit UpdateFlow(Environment environment, QObject* parent = nullptr);
     ~UpdateFlow() override;
 
     // `manual`: the user asked, so every outcome is shown; an automatic check only ever offers a release.
     void checkForUpdate(bool manual);
+    // The install script failed after Nubra had quit for it and started this version again: shows the
+    // reason from its note at `notePath` once and removes the note. Only a note of the installer's, in
+    // the temporary folder, is read.
+    void reportFailedInstall(const QString& notePath);
     bool isDownloading() const { return !m_download.isNull(); }
 
 public slots:
@@ -44,7 +51,7 @@ signals:
     // What a running download shows in the tray, e.g. "Downloading Nubra 1.2.0… 42 %"; empty once it
     // has ended.
     void activityChanged(const QString& activity);
-    // The install script is running and waits for this process to end.
+    // The archive passed its check and the install script runs, waiting for this process to end.
     void quitRequested();
     // The outcome of a check the user asked for that offers nothing: up to date, or why it failed.
     void noticeRequested(const QString& text, bool isError);
@@ -54,6 +61,9 @@ private:
     void offer(const UpdateInfo& info);
     void startDownload(const UpdateInfo& info);
     void install(const QString& archivePath, const UpdateInfo& info);
+    void checkThenRun(const UpdaterService::PreparedInstall& install);
+    void run(const UpdaterService::PreparedInstall& install);
+    void showBlocked(const QString& why);
     void showAlert(const QString& name, const QString& title, const QString& body);
     // Shows an alert of this flow's; it goes with the flow if still open.
     void present(QMessageBox* alert);

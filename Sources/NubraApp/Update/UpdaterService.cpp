@@ -6,6 +6,7 @@
 #include "NubraCore/Update/LinuxUpdaterScript.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QSaveFile>
 #include <QUuid>
@@ -46,37 +47,43 @@ bool startDetached(const QString& program, const QStringList& arguments, QString
     return false;
 }
 
-InstallOutcome installAndRelaunch(const InstallInputs& inputs, const Launcher& launch) {
+std::variant<PreparedInstall, NotPrepared> prepare(const InstallInputs& inputs) {
     LinuxUpdate update;
     update.archivePath = inputs.archivePath;
     update.version = inputs.info.version;
+    update.currentVersion = inputs.currentVersion;
     update.expectedSha256 = inputs.info.sha256;
     update.errPath = freshTemporaryPath(QStringLiteral(".err"));
     update.installDir = inputs.installation.folder;
     update.pid = inputs.pid;
     update.publicKeyPem = inputs.publicKeyPem;
     update.signatureBase64 = inputs.info.signature;
+    update.versionSignatureBase64 = inputs.info.versionSignature;
     update.relaunchArguments = inputs.relaunchArguments;
-    const std::optional<QString> script = LinuxUpdaterScript::build(update);
-    if (!script) {
-        nbDebug(QStringLiteral("updater: install script refused its inputs"));
-        return {InstallOutcome::Kind::blocked, {}};
+    if (const auto refusal = LinuxUpdaterScript::refusal(update)) {
+        nbDebug(QStringLiteral("updater: install script refused its inputs (%1)").arg(int(*refusal)));
+        return NotPrepared{refusal};
     }
 
     const QString path = freshTemporaryPath(QStringLiteral(".sh"));
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(script->toUtf8()) < 0 || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(LinuxUpdaterScript::build(update)->toUtf8()) < 0 || !file.commit()) {
         nbDebug(QStringLiteral("updater: cannot write ") + path + QStringLiteral(": ") + file.errorString());
-        return {InstallOutcome::Kind::notPrepared, {}};
+        return NotPrepared{};
     }
     nbDebug(QStringLiteral("updater: install script ") + path + QStringLiteral(", error note ") +
             update.errPath);
-    QString error;
-    if (!launch(QStringLiteral("/bin/bash"), {path}, &error)) {
-        nbDebug(QStringLiteral("updater: cannot start the install script: ") + error);
-        return {InstallOutcome::Kind::notStarted, error};
-    }
-    return {};
+    return PreparedInstall{path, update.errPath};
+}
+
+QString takeNote(const QString& notePath) {
+    QFile note(notePath);
+    QString line;
+    if (note.open(QIODevice::ReadOnly))
+        line = QString::fromUtf8(note.read(512)).section(u'\n', 0, 0).trimmed();
+    note.remove();
+    return line;
 }
 
 } // namespace UpdaterService

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "NubraCore/Update/Installation.h"
+#include "NubraCore/Update/LinuxUpdaterScript.h"
 #include "NubraCore/Update/UpdateCheck.h"
 
 #include <QString>
@@ -8,6 +9,8 @@
 #include <QUrl>
 
 #include <functional>
+#include <optional>
+#include <variant>
 
 class QNetworkAccessManager;
 class QObject;
@@ -38,25 +41,28 @@ struct InstallInputs {
     UpdateInfo info;
     Installation installation;
     QString publicKeyPem;
-    qint64 pid = 0; // the process the script waits for
+    QString currentVersion; // what the release must be newer than
+    qint64 pid = 0;         // the process the script waits for
     QStringList relaunchArguments;
 };
 
-struct InstallOutcome {
-    enum class Kind {
-        started,     // the script runs and waits for the process to end
-        blocked,     // the script builder refused the inputs
-        notPrepared, // the script could not be written
-        notStarted,  // bash could not be started: `error` says why
-    };
-    Kind kind = Kind::started;
-    QString error;
+// The install script written for one archive, and the note it leaves when it fails.
+struct PreparedInstall {
+    QString scriptPath;
+    QString notePath;
 };
 
-// Writes the one-shot script that replaces `installation` with the downloaded archive once the
-// process `pid` has ended and then starts the new version with `relaunchArguments`, and starts it
-// with `launch`. Its error note and the script itself go to the temporary folder under fresh names.
-// The caller quits when it has started.
-InstallOutcome installAndRelaunch(const InstallInputs& inputs, const Launcher& launch);
+// Why no script was written: the builder refused the inputs (`refusal`), or writing failed.
+struct NotPrepared {
+    std::optional<LinuxUpdaterScript::Refusal> refusal;
+};
+
+// Writes the one-shot script that checks the downloaded archive, replaces `installation` with it once
+// the process `pid` has ended and then starts the new version with `relaunchArguments`. The script and
+// its error note go to the temporary folder under fresh names.
+std::variant<PreparedInstall, NotPrepared> prepare(const InstallInputs& inputs);
+
+// The first line of the note a failed script left (at most 512 bytes of it), then removes the note.
+QString takeNote(const QString& notePath);
 
 } // namespace UpdaterService

@@ -1,6 +1,7 @@
 #include "NubraCore/Update/LinuxUpdaterScript.h"
 
 #include "NubraCore/Update/ScriptInputs.h"
+#include "NubraCore/Update/Semver.h"
 
 #include <QDir>
 
@@ -64,49 +65,118 @@ QString quoted(const QString& text) {
     return u'"' + text + u'"';
 }
 
+// A version as releases are numbered: it goes into the script and the signed statement as it is.
+bool isPlainVersion(const QString& version) {
+    const auto isPlain = [](QChar c) {
+        return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
+               c == u'.' || c == u'-' || c == u'+';
+    };
+    return !version.isEmpty() && version.size() <= 64 && std::all_of(version.begin(), version.end(), isPlain);
+}
+
+// Starts bin/nubra of the installation on its own, outside the folders the script may remove.
+QString startNubra(const QStringList& arguments) {
+    QString line = QStringLiteral("( cd / && exec setsid nohup \"$APP/bin/nubra\"");
+    for (const QString& argument : arguments)
+        line += u' ' + quoted(argument);
+    return line + QStringLiteral(" >/dev/null 2>&1 </dev/null ) &");
+}
+
 } // namespace
 
 namespace LinuxUpdaterScript {
 
-std::optional<QString> build(const LinuxUpdate& update) {
-    const std::optional<QString> sha = ScriptInputs::normalizedChecksum(update.expectedSha256);
-    const std::optional<QString> key = canonicalPublicKey(update.publicKeyPem);
-    const std::optional<QString> signature = canonicalSignature(update.signatureBase64);
+QByteArray releaseStatement(const QString& version, const QString& sha256) {
+    return "nubra-release " + version.toUtf8() + ' ' + sha256.trimmed().toLower().toUtf8();
+}
+
+std::optional<Refusal> refusal(const LinuxUpdate& update) {
     const QString app = QDir::cleanPath(update.installDir);
     const QStringList texts = QStringList{update.archivePath, update.errPath, update.installDir}
                               << update.relaunchArguments;
-    if (!sha || !key || !signature || !std::all_of(texts.begin(), texts.end(), isSafeInDoubleQuotes) ||
-        !app.startsWith(u'/') || app == u"/" || update.pid < 1 || update.waitPolls < 0)
-        return std::nullopt;
-    const QString parent = app.first(std::max<qsizetype>(app.lastIndexOf(u'/'), 1));
+    if (!ScriptInputs::normalizedChecksum(update.expectedSha256))
+        return Refusal::checksum;
+    if (!canonicalSignature(update.signatureBase64) || !canonicalSignature(update.versionSignatureBase64))
+        return Refusal::signature;
+    if (!isPlainVersion(update.version) || !Semver::isNewer(update.version, update.currentVersion))
+        return Refusal::version;
+    if (!std::all_of(texts.begin(), texts.end(), isSafeInDoubleQuotes) || !app.startsWith(u'/') ||
+        app == u"/")
+        return Refusal::unsafePath;
+    if (!canonicalPublicKey(update.publicKeyPem))
+        return Refusal::key;
+    if (update.pid < 1 || update.waitPolls < 0)
+        return Refusal::processOrPolls;
+    return std::nullopt;
+}
 
-    QString relaunch = QStringLiteral("  exec setsid nohup \"$APP/bin/nubra\"");
-    for (const QString& argument : update.relaunchArguments)
-        relaunch += u' ' + quoted(argument);
-    relaunch += QStringLiteral(" >/dev/null 2>&1 </dev/null");
+std::optional<QString> build(const LinuxUpdate& update) {
+    if (refusal(update))
+        return std::nullopt;
+    const QString sha = *ScriptInputs::normalizedChecksum(update.expectedSha256);
+    const QString key = *canonicalPublicKey(update.publicKeyPem);
+    const QString signature = *canonicalSignature(update.signatureBase64);
+    const QString versionSignature = *canonicalSignature(update.versionSignatureBase64);
+    const QString app = QDir::cleanPath(update.installDir);
+    const QString parent = app.first(std::max<qsizetype>(app.lastIndexOf(u'/'), 1));
 
     const QStringList lines = {
         QStringLiteral("#!/bin/bash"),
-        QStringLiteral("# Nubra update of the user-local installation to version ") +
-            ScriptInputs::filteredVersion(update.version) + QStringLiteral(", generated for this one run"),
+        QStringLiteral("# Nubra update of the user-local installation to version ") + update.version +
+            QStringLiteral(", generated for this one run"),
         QStringLiteral("APP=") + quoted(app),
         QStringLiteral("PARENT=") + quoted(parent),
         QStringLiteral("TGZ=") + quoted(update.archivePath),
         QStringLiteral("ERR=") + quoted(update.errPath),
         QStringLiteral("STAGE=\"\""),
         QStringLiteral("OLD=\"\""),
+        QStringLiteral("RESTART=\"\""),
         QStringLiteral("log() { printf '%s\\n' \"$1\" > \"$ERR\"; }"),
+        QStringLiteral("# Once the old process has gone, a failure starts it again to say what happened."),
         QStringLiteral("fail() {"),
         QStringLiteral("  log \"$1\""),
         QStringLiteral("  [ -z \"$STAGE\" ] || rm -rf \"$STAGE\""),
         QStringLiteral("  [ -z \"$OLD\" ] || rm -rf \"$OLD\""),
         QStringLiteral("  rm -f \"$0\""),
+        QStringLiteral("  if [ -n \"$RESTART\" ] && [ -x \"$APP/bin/nubra\" ]; then"),
+        u"  "_qs + startNubra(QStringList{QStringLiteral("--update-failed"), update.errPath}
+                              << update.relaunchArguments),
+        QStringLiteral("  fi"),
         QStringLiteral("  exit 1"),
         QStringLiteral("}"),
         QStringLiteral("# Staging and backup sit next to the installation, so both swaps below are renames"),
         QStringLiteral("# within one file system."),
         QStringLiteral("STAGE=\"$(mktemp -d \"$PARENT/.nubra-stage.XXXXXX\")\" || fail \"cannot create "
                        "staging folder\""),
+        QStringLiteral("# 1) The archive must have the checksum the release manifest announced."),
+        QStringLiteral("ACT=\"$(sha256sum < \"$TGZ\")\""),
+        QStringLiteral("[ \"${ACT%% *}\" = ") + quoted(sha) +
+            QStringLiteral(" ] || fail \"checksum mismatch\""),
+        QStringLiteral(
+            "# 2) It must be signed with the release key built into this Nubra, and so must the statement"),
+        QStringLiteral("# that it is version ") + update.version +
+            QStringLiteral(": an old release cannot be announced as a new one. The signature"),
+        QStringLiteral(
+            "# covers the archive itself, so it is checked before unpacking: tar never reads bytes"),
+        QStringLiteral("# that have not been verified."),
+        QStringLiteral("cat > \"$STAGE/release.pub\" <<'NUBRA_RELEASE_KEY'"),
+        key,
+        QStringLiteral("NUBRA_RELEASE_KEY"),
+        QStringLiteral("printf '%s' '") + signature + QStringLiteral("' | base64 -d > \"$STAGE/release.sig\""),
+        QStringLiteral("openssl pkeyutl -verify -pubin -inkey \"$STAGE/release.pub\" -rawin -in \"$TGZ\" \\"),
+        QStringLiteral(
+            "  -sigfile \"$STAGE/release.sig\" >/dev/null 2>&1 || fail \"signature verify failed\""),
+        QStringLiteral("printf '%s' '") + QString::fromUtf8(releaseStatement(update.version, sha)) +
+            QStringLiteral("' > \"$STAGE/version\""),
+        QStringLiteral("printf '%s' '") + versionSignature +
+            QStringLiteral("' | base64 -d > \"$STAGE/version.sig\""),
+        QStringLiteral("openssl pkeyutl -verify -pubin -inkey \"$STAGE/release.pub\" -rawin \\"),
+        QStringLiteral("  -in \"$STAGE/version\" -sigfile \"$STAGE/version.sig\" >/dev/null 2>&1 || "
+                       "fail \"version signature verify failed\""),
+        QStringLiteral("if [ \"$1\" = --check ]; then"),
+        QStringLiteral("  rm -rf \"$STAGE\""),
+        QStringLiteral("  exit 0"),
+        QStringLiteral("fi"),
         QStringLiteral(
             "OLD=\"$(mktemp -d \"$PARENT/.nubra-old.XXXXXX\")\" || fail \"cannot create backup folder\""),
         QStringLiteral(
@@ -116,23 +186,7 @@ std::optional<QString> build(const LinuxUpdate& update) {
         QStringLiteral("  [ $POLLS -ge ") + QString::number(update.waitPolls) + QStringLiteral(" ] && break"),
         QStringLiteral("  sleep 0.4; POLLS=$((POLLS+1))"),
         QStringLiteral("done"),
-        QStringLiteral("# 1) The archive must have the checksum the release manifest announced."),
-        QStringLiteral("ACT=\"$(sha256sum < \"$TGZ\")\""),
-        QStringLiteral("[ \"${ACT%% *}\" = ") + quoted(*sha) +
-            QStringLiteral(" ] || fail \"checksum mismatch\""),
-        QStringLiteral(
-            "# 2) And it must be signed with the release key built into this Nubra. The signature"),
-        QStringLiteral(
-            "# covers the archive itself, so it is checked before unpacking: tar never reads bytes"),
-        QStringLiteral("# that have not been verified."),
-        QStringLiteral("cat > \"$STAGE/release.pub\" <<'NUBRA_RELEASE_KEY'"),
-        *key,
-        QStringLiteral("NUBRA_RELEASE_KEY"),
-        QStringLiteral("printf '%s' '") + *signature +
-            QStringLiteral("' | base64 -d > \"$STAGE/release.sig\""),
-        QStringLiteral("openssl pkeyutl -verify -pubin -inkey \"$STAGE/release.pub\" -rawin -in \"$TGZ\" \\"),
-        QStringLiteral(
-            "  -sigfile \"$STAGE/release.sig\" >/dev/null 2>&1 || fail \"signature verify failed\""),
+        QStringLiteral("RESTART=1"),
         QStringLiteral("# 3) Unpack into staging: every member below the one folder Nubra/, none absolute,"),
         QStringLiteral("# none climbing out with \"..\"."),
         QStringLiteral("tar -tzf \"$TGZ\" > \"$STAGE/members\" 2>/dev/null || fail \"unpack failed\""),
@@ -164,10 +218,7 @@ std::optional<QString> build(const LinuxUpdate& update) {
         QStringLiteral(
             "# 5) Start the new version on its own, with the environment this script was given and"),
         QStringLiteral("# outside the folders about to go, then clean up."),
-        QStringLiteral("("),
-        QStringLiteral("  cd / || exit 1"),
-        relaunch,
-        QStringLiteral(") &"),
+        startNubra(update.relaunchArguments),
         QStringLiteral("rm -rf \"$STAGE\" \"$OLD\""),
         QStringLiteral("rm -f \"$TGZ\""),
         QStringLiteral("rm -f \"$0\""),

@@ -37,7 +37,8 @@ CheckResult evaluate(const std::optional<UpdateManifest>& manifest, const QStrin
                                            QStringLiteral("更新清单缺少校验值。")));
 
     return CheckResult::available({*manifest->version, manifest->localizedNotes().value_or(QString()), url,
-                                   *manifest->sha256, manifest->signature.value_or(QString())});
+                                   *manifest->sha256, manifest->signature.value_or(QString()),
+                                   manifest->versionSignature.value_or(QString())});
 }
 
 void check(const GlossAPI& api, const QString& currentVersion, QObject* context,

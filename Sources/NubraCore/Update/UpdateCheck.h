@@ -18,6 +18,7 @@ struct UpdateInfo {
     QUrl downloadURL;  // the release archive
     QString sha256;    // as sent, never empty
     QString signature; // as sent; empty when there is none
+    QString versionSignature; // as sent; empty when there is none
 
     friend bool operator==(const UpdateInfo&, const UpdateInfo&) = default;
 };

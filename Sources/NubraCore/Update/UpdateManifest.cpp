@@ -16,6 +16,7 @@ constexpr std::pair<std::u16string_view, std::optional<QString> UpdateManifest::
     {u"url", &UpdateManifest::url},
     {u"sha256", &UpdateManifest::sha256},
     {u"signature", &UpdateManifest::signature},
+    {u"version_signature", &UpdateManifest::versionSignature},
 };
 
 // The notes as a language-to-text table, when they are one: a JSON object whose values are all texts.

@@ -17,6 +17,9 @@ struct UpdateManifest {
     std::optional<QString> sha256; // hexadecimal, as sent
     // Base64 of the Ed25519 signature of the archive, which a user-local Linux installation requires.
     std::optional<QString> signature;
+    // Base64 of the Ed25519 signature of "nubra-release <version> <sha256>", which binds the version to
+    // the archive, so an old release cannot be announced as a new one.
+    std::optional<QString> versionSignature;
 
     // "available" is required and must be a boolean; the other members may be missing or null but
     // must be strings when given. Unknown members are ignored.

@@ -33,7 +33,7 @@ const std::pair<const char*, const char*> standIns[] = {
     {"open", ""},
     {"hdiutil", "exit 1\n"},
     // Reports the old process as running for the first NUBRA_TEST_RUNNING_POLLS calls, then as gone;
-    // counts its calls without starting another process, so 300 polls stay quick on a busy machine.
+    // counts its calls in bash itself, without one more process for each of up to 301 polls.
     {"pgrep", "mapfile -t CALLS < \"$NUBRA_TEST_LOG/pgrep\"\n[ ${#CALLS[@]} -le "
               "\"${NUBRA_TEST_RUNNING_POLLS:-0}\" ]\n"},
     // Returns at once, so waiting out the two-minute give-up costs no time.

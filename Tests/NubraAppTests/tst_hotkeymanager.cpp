@@ -35,9 +35,8 @@ private slots:
     void refusesCombinationsThatMeanNothing_data() {
         QTest::addColumn<quint64>("keyCode");
         QTest::addColumn<quint64>("modifiers");
+        // Which combinations mean nothing is tst_capture's; here, that the manager asks.
         QTest::newRow("no modifier") << quint64(5) << quint64(0);
-        QTest::newRow("no key") << quint64(0) << quint64(HotkeyCombo::optionFlag);
-        QTest::newRow("foreign bit") << quint64(5) << quint64(HotkeyCombo::optionFlag | 0x1);
         QTest::newRow("key beyond 32 bits") << (quint64(1) << 32) << quint64(HotkeyCombo::optionFlag);
     }
     void refusesCombinationsThatMeanNothing() {

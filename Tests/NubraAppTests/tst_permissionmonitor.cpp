@@ -1,28 +1,16 @@
+#include "AppTestKit.h"
 #include "NubraApp/Capture/SelectionService.h"
-#include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Onboarding/PermissionMonitor.h"
-#include "NubraCore/Service/SecretStore.h"
-#include "NubraCore/Support/Defaults.h"
-#include "NubraPlatform/TrustWatcher.h"
-#include "NubraPlatform/fake/FakeDesktop.h"
-#include "TestSupport/DebugLogCapture.h"
 
 #include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QThreadPool>
 
 class PermissionMonitorTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<DebugLogCapture> log;
-    std::unique_ptr<QTemporaryDir> dir;
-    std::unique_ptr<InMemoryDefaults> defaults;
-    std::unique_ptr<InMemorySecretStore> secrets;
-    std::unique_ptr<AppState> state;
-    std::unique_ptr<FakeDesktop> fake;
+    std::unique_ptr<AppTestKit> kit;
+    FakeDesktop* fake = nullptr;
+    AppState* state = nullptr;
     std::unique_ptr<SelectionService> service;
-    std::unique_ptr<TrustWatcher> trust;
     std::unique_ptr<PermissionMonitor> monitor;
     int captureStarts = 0;
     int windowCloses = 0;
@@ -47,16 +35,11 @@ class PermissionMonitorTest : public QObject {
 
 private slots:
     void init() {
-        log = std::make_unique<DebugLogCapture>();
-        dir = std::make_unique<QTemporaryDir>();
-        defaults = std::make_unique<InMemoryDefaults>();
-        secrets = std::make_unique<InMemorySecretStore>();
-        state = std::make_unique<AppState>(*defaults, *secrets, QUrl(QStringLiteral("http://127.0.0.1:9")),
-                                           dir->filePath(QStringLiteral("history.sqlite3")));
-        fake = std::make_unique<FakeDesktop>();
-        service = std::make_unique<SelectionService>(fake->desktop());
-        trust = std::make_unique<TrustWatcher>(fake->accessibility, fake->tasks);
-        monitor = std::make_unique<PermissionMonitor>(fake->desktop(), *service, *trust);
+        kit = std::make_unique<AppTestKit>();
+        fake = &kit->fake;
+        state = kit->state.get();
+        service = std::make_unique<SelectionService>(kit->desktop);
+        monitor = std::make_unique<PermissionMonitor>(kit->desktop, *service, kit->trust);
         captureStarts = 0;
         windowCloses = 0;
         permissionWindowsShown = 0;
@@ -67,10 +50,8 @@ private slots:
     }
     void cleanup() {
         monitor.reset();
-        trust.reset();
-        QThreadPool::globalInstance()->waitForDone(); // the state's credential read
-        state.reset();
-        log.reset();
+        service.reset();
+        kit.reset();
     }
 
     // The screens that go with it are seen on the desktop (app_desktop).
@@ -148,7 +129,7 @@ private slots:
         fake->tasks.drain();
         monitor->start(*state);
         fake->tasks.drain();
-        QCOMPARE(log->messages().count(), 1); // the start line, once
+        QCOMPARE(kit->log.messages().count(), 1); // the start line, once
         QCOMPARE(permissionWindowsShown, 1);
         QCOMPARE(fake->clock.pendingTasks(), 1); // one poll
         QCOMPARE(captureStarts, 1);

@@ -1,18 +1,13 @@
-#include "NubraApp/Foundation/AppState.h"
+#include "AppTestKit.h"
 #include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Shell/TrayMenu.h"
-#include "NubraCore/Service/SecretStore.h"
 #include "NubraCore/Vocabulary/L10n.h"
-#include "NubraPlatform/fake/FakeDesktop.h"
-#include "TestSupport/DebugLogCapture.h"
 
 #include <QApplication>
 #include <QLibraryInfo>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTest>
-#include <QThreadPool>
 
 namespace {
 
@@ -52,11 +47,7 @@ QMessageBox* openAlert(const QString& name) {
 class TrayMenuTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<DebugLogCapture> log;
-    std::unique_ptr<InMemoryDefaults> defaults;
-    std::unique_ptr<InMemorySecretStore> secrets;
-    std::unique_ptr<FakeDesktop> fake;
-    std::unique_ptr<AppState> state;
+    std::unique_ptr<AppTestKit> kit;
 
     void closeAlerts() {
         for (QWidget* widget : QApplication::topLevelWidgets())
@@ -79,36 +70,28 @@ class TrayMenuTest : public QObject {
 private slots:
     void init() {
         L10n::setOverride(QStringLiteral("en"));
-        log = std::make_unique<DebugLogCapture>();
-        defaults = std::make_unique<InMemoryDefaults>();
-        secrets = std::make_unique<InMemorySecretStore>();
-        fake = std::make_unique<FakeDesktop>();
-        state = std::make_unique<AppState>(*defaults, *secrets, QUrl(QStringLiteral("https://gloss.example")),
-                                           QStringLiteral(":memory:"));
-        QThreadPool::globalInstance()->waitForDone(); // the credential read
+        kit = std::make_unique<AppTestKit>();
     }
     void cleanup() {
         closeAlerts();
-        state.reset();
-        fake.reset();
-        log.reset();
+        kit.reset();
         L10n::setOverride(std::nullopt);
     }
 
     // The whole menu, as a D-Bus menu host reads it, is checked in ShellDesktopTests; here, what
     // changes with the permission phase.
     void itemsFollowThePermissionPhase() {
-        TrayMenu menu(*state, fake->desktop());
+        TrayMenu menu(*kit->state, kit->desktop);
         const QString status = QStringLiteral("○ selection monitor not running");
         QCOMPARE(visibleItems(menu).first(3),
                  (QStringList{QStringLiteral("⚠️ Not activated — click to enable Accessibility"),
                               separator, status}));
-        state->settings().setPermissionPhase(PermissionPhase::needsRestart);
+        kit->settings().setPermissionPhase(PermissionPhase::needsRestart);
         QCOMPARE(visibleItems(menu).first(3),
                  (QStringList{QStringLiteral("⚠️ Restart to finish activation"), separator, status}));
         for (const PermissionPhase phase :
              {PermissionPhase::checking, PermissionPhase::active, PermissionPhase::done}) {
-            state->settings().setPermissionPhase(phase);
+            kit->settings().setPermissionPhase(phase);
             QCOMPARE(visibleItems(menu).first(2), (QStringList{status, separator}));
         }
         menu.setMonitorRunning([] { return true; });
@@ -116,17 +99,17 @@ private slots:
     }
 
     void debugItemsFollowTheDefault() {
-        TrayMenu menu(*state, fake->desktop());
+        TrayMenu menu(*kit->state, kit->desktop);
         const QStringList debugItems{QStringLiteral("Test capture (select text in another app first)…"),
                                      QStringLiteral("Permission / onboarding status…"),
                                      QStringLiteral("Diagnose capture environment…")};
-        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), true);
+        kit->defaults.setValue(QLatin1String(TrayMenu::debugMenuKey), true);
         open(menu);
         const QStringList shown = visibleItems(menu);
         const qsizetype history = shown.indexOf(QStringLiteral("History"));
         QCOMPARE(shown.mid(history + 1, 4), debugItems + QStringList{QStringLiteral("Check for Updates…")});
 
-        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), false);
+        kit->defaults.setValue(QLatin1String(TrayMenu::debugMenuKey), false);
         open(menu);
         for (const QString& debugItem : debugItems)
             QVERIFY(!visibleItems(menu).contains(debugItem));
@@ -136,27 +119,27 @@ private slots:
     // menu in ShellDesktopTests. Here what is not: the same choice is not saved again, pausing is not saved
     // at all, and a change made elsewhere shows without the menu being opened, as a D-Bus menu host reads it.
     void choicesAndPauseSaveOnlyWhatChanges() {
-        TrayMenu menu(*state, fake->desktop());
+        TrayMenu menu(*kit->state, kit->desktop);
         item(menu, "medium")->trigger();
         QVERIFY(item(menu, "medium")->isChecked());
         item(menu, "pauseItem")->trigger();
-        QVERIFY(state->settings().paused());
-        QVERIFY(!defaults->contains(QStringLiteral("length")) &&
-                !defaults->contains(QStringLiteral("style")));
+        QVERIFY(kit->settings().paused());
+        QVERIFY(!kit->defaults.contains(QStringLiteral("length")) &&
+                !kit->defaults.contains(QStringLiteral("style")));
         item(menu, "pauseItem")->trigger();
-        QVERIFY(!state->settings().paused());
+        QVERIFY(!kit->settings().paused());
 
-        state->settings().setOutputLang(QStringLiteral("en"));
+        kit->settings().setOutputLang(QStringLiteral("en"));
         QVERIFY(item(menu, "en")->isChecked());
         QVERIFY(!item(menu, "auto")->isChecked());
-        state->settings().setStyle(GlossStyle::coding);
+        kit->settings().setStyle(GlossStyle::coding);
         QVERIFY(item(menu, "coding")->isChecked());
     }
 
     void chineseLabelsEverywhere() {
-        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), true);
-        state->settings().setPaused(true);
-        TrayMenu menu(*state, fake->desktop());
+        kit->defaults.setValue(QLatin1String(TrayMenu::debugMenuKey), true);
+        kit->settings().setPaused(true);
+        TrayMenu menu(*kit->state, kit->desktop);
         const QStringList english = allLabels(menu);
 
         L10n::setOverride(QStringLiteral("zh"));
@@ -168,17 +151,17 @@ private slots:
     }
 
     void captureTestReportsOffTheMainThread() {
-        defaults->setValue(QLatin1String(TrayMenu::debugMenuKey), true);
-        TrayMenu menu(*state, fake->desktop());
+        kit->defaults.setValue(QLatin1String(TrayMenu::debugMenuKey), true);
+        TrayMenu menu(*kit->state, kit->desktop);
         const QString text = QStringLiteral("The quick brown fox jumps over the lazy dog, twice over.");
-        fake->accessibility.focused = FakeElement::textArea(text, 0, text.size());
+        kit->fake.accessibility.focused = FakeElement::textArea(text, 0, text.size());
 
         item(menu, "captureTestItem")->trigger();
         item(menu, "captureTestItem")->trigger(); // while one runs, another is not started
-        QCOMPARE(fake->tasks.queued(), 1);
+        QCOMPARE(kit->fake.tasks.queued(), 1);
         QVERIFY(!openAlert(QStringLiteral("captureTestAlert")));
-        fake->tasks.drain();
-        QCOMPARE(fake->tasks.backgroundRuns(), 1);
+        kit->fake.tasks.drain();
+        QCOMPARE(kit->fake.tasks.backgroundRuns(), 1);
         QMessageBox* alert = openAlert(QStringLiteral("captureTestAlert"));
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("✓ Captured (56 chars)"));
@@ -187,9 +170,9 @@ private slots:
                                 "appeared, take a screenshot and tell me where it should be."));
         closeAlerts();
 
-        fake->accessibility.focused.reset();
+        kit->fake.accessibility.focused.reset();
         item(menu, "captureTestItem")->trigger();
-        fake->tasks.drain();
+        kit->fake.tasks.drain();
         alert = openAlert(QStringLiteral("captureTestAlert"));
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("✗ No selected text captured"));
@@ -198,14 +181,14 @@ private slots:
 
         item(menu, "diagnoseItem")->trigger();
         QVERIFY(!openAlert(QStringLiteral("diagnosisAlert")));
-        fake->tasks.drain();
+        kit->fake.tasks.drain();
         alert = openAlert(QStringLiteral("diagnosisAlert"));
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("Capture environment diagnosis"));
     }
 
     void commandsReachTheirHooks() {
-        TrayMenu menu(*state, fake->desktop());
+        TrayMenu menu(*kit->state, kit->desktop);
         QSignalSpy updates(&menu, &TrayMenu::checkForUpdatesRequested);
         QSignalSpy close(&menu, &TrayMenu::closeCardRequested);
         item(menu, "checkForUpdatesItem")->trigger();

@@ -400,8 +400,6 @@ private slots:
                                                  << ServiceCallResult<QString>(u"D3"_qs);
         QTest::newRow("401") << whole(401, "{'ok':true,'data':{'device_token':'D3'}}")
                              << ServiceCallResult<QString>(GlossAPIError::invalidResponse(401));
-        QTest::newRow("no ok") << whole(200, "{'data':{'device_token':'D3'}}")
-                               << ServiceCallResult<QString>(DecodingError::missingKey(u"ok"_qs));
         QTest::newRow("no token") << whole(200, "{'ok':true,'data':{}}")
                                   << ServiceCallResult<QString>(
                                          DecodingError::missingKey(u"data.device_token"_qs));

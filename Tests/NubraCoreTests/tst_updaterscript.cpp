@@ -1,5 +1,6 @@
-// What both install-script builders accept into a script (ScriptInputs), and how the macOS builder
-// pastes it; UpdaterScriptRun runs the macOS script for real.
+// What both install-script builders accept into a script (ScriptInputs), how the macOS builder pastes
+// it, and what the Linux builder refuses; UpdaterScriptRun and tst_linuxupdaterscript run the scripts.
+#include "NubraCore/Update/LinuxUpdaterScript.h"
 #include "NubraCore/Update/ScriptInputs.h"
 #include "NubraCore/Update/UpdaterScript.h"
 
@@ -15,6 +16,23 @@ const QString errPath = u"/tmp/nubra-update-91AB.err"_qs;
 std::optional<QString> scriptFor(const QString& version, const std::optional<QString>& sha = validSha,
                                  const QString& zip = zipPath, const QString& err = errPath) {
     return UpdaterScript::build(zip, version, sha, err);
+}
+
+LinuxUpdate validLinuxUpdate() {
+    LinuxUpdate update;
+    update.archivePath = u"/tmp/Nubra-1.4.0-6F1C.tar.gz"_qs;
+    update.version = u"1.4.0"_qs;
+    update.currentVersion = u"1.3.0"_qs;
+    update.expectedSha256 = validSha;
+    update.errPath = errPath;
+    update.installDir = u"/home/u/.local/opt/Nubra"_qs;
+    update.pid = 4242;
+    update.publicKeyPem = u"-----BEGIN PUBLIC KEY-----\n"
+                          u"MCowBQYDK2VwAyEAxro11mvXXumm3+vr6RZ9NV/HhJS3WKbTqMmq+ZzARmI=\n"
+                          u"-----END PUBLIC KEY-----\n"_qs;
+    update.signatureBase64 = QString::fromLatin1(QByteArray(64, '\x5a').toBase64());
+    update.versionSignatureBase64 = update.signatureBase64;
+    return update;
 }
 
 QString line(const QString& script, int number) {
@@ -96,6 +114,61 @@ private slots:
         QVERIFY(script);
         QCOMPARE(line(*script, 4), u"ZIP=\""_qs + zip + u'"');
         QCOMPARE(line(*script, 5), u"ERR=\""_qs + err + u'"');
+    }
+
+    void linuxScriptRefusesUnsafeInput_data() {
+        QTest::addColumn<LinuxUpdate>("update");
+        QTest::addColumn<LinuxUpdaterScript::Refusal>("reason");
+        using enum LinuxUpdaterScript::Refusal;
+        const auto with = [](auto change) {
+            LinuxUpdate update = validLinuxUpdate();
+            change(update);
+            return update;
+        };
+        QTest::newRow("checksum of 63 digits")
+            << with([](LinuxUpdate& u) { u.expectedSha256 = validSha.first(63); }) << checksum;
+        QTest::newRow("dollar in archive path")
+            << with([](LinuxUpdate& u) { u.archivePath = u"/tmp/$(reboot).tar.gz"_qs; }) << unsafePath;
+        QTest::newRow("line break in note path")
+            << with([](LinuxUpdate& u) { u.errPath = u"/tmp/a\nreboot"_qs; }) << unsafePath;
+        QTest::newRow("backquote in relaunch argument") << with([](LinuxUpdate& u) {
+            u.relaunchArguments = {u"--ok"_qs, u"`id`"_qs};
+        }) << unsafePath;
+        QTest::newRow("quote in install folder")
+            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/Nu\"bra"_qs; }) << unsafePath;
+        QTest::newRow("relative install folder")
+            << with([](LinuxUpdate& u) { u.installDir = u".local/opt/Nubra"_qs; }) << unsafePath;
+        QTest::newRow("install folder resolving to the root")
+            << with([](LinuxUpdate& u) { u.installDir = u"/home/u/../../"_qs; }) << unsafePath;
+        QTest::newRow("private key block")
+            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u"PUBLIC"_qs, u"PRIVATE"_qs); }) << key;
+        QTest::newRow("key block followed by shell text")
+            << with([](LinuxUpdate& u) { u.publicKeyPem += u"NUBRA_RELEASE_KEY\nreboot\n"_qs; }) << key;
+        QTest::newRow("key with a stray character")
+            << with([](LinuxUpdate& u) { u.publicKeyPem.replace(u'+', u'$'); }) << key;
+        QTest::newRow("X25519 key instead of Ed25519") << with([](LinuxUpdate& u) {
+            // Same DER layout with the object identifier 1.3.101.110 in place of 1.3.101.112.
+            u.publicKeyPem.replace(u"MCowBQYDK2Vw"_qs, u"MCowBQYDK2Vu"_qs);
+        }) << key;
+        QTest::newRow("signature of 63 bytes") << with([](LinuxUpdate& u) {
+            u.signatureBase64 = QString::fromLatin1(QByteArray(63, '\x5a').toBase64());
+        }) << signature;
+        QTest::newRow("signature with shell text")
+            << with([](LinuxUpdate& u) { u.signatureBase64 += u"';reboot;'"_qs; }) << signature;
+        QTest::newRow("no process id") << with([](LinuxUpdate& u) { u.pid = 0; }) << processOrPolls;
+        QTest::newRow("no version signature, as older manifests")
+            << with([](LinuxUpdate& u) { u.versionSignatureBase64.clear(); }) << signature;
+        QTest::newRow("version not newer") << with([](LinuxUpdate& u) { u.version = u"1.3.0"_qs; }) << version;
+        QTest::newRow("version with shell text")
+            << with([](LinuxUpdate& u) { u.version = u"9.0.0';reboot;'"_qs; }) << version;
+    }
+
+    void linuxScriptRefusesUnsafeInput() {
+        QFETCH(LinuxUpdate, update);
+        QFETCH(LinuxUpdaterScript::Refusal, reason);
+        QVERIFY(LinuxUpdaterScript::build(validLinuxUpdate())); // the base every row changes is accepted
+        QCOMPARE(LinuxUpdaterScript::refusal(update), reason);
+        QCOMPARE(LinuxUpdaterScript::build(update), std::nullopt);
     }
 };
 

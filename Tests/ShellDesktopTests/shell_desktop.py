@@ -9,7 +9,6 @@ made.
 """
 import argparse
 import os
-import re
 import shutil
 import subprocess
 import sys
@@ -166,18 +165,8 @@ def sni_chinese_checks(app, watcher):
     app.lines.expect("SHOWN", 10)
     menu = DBusMenu(watcher.lines.expect(r"ITEM (\S+)", 10).group(1))
 
-    han = re.compile(r"[\u4e00-\u9fff]")
-    labels = []
-    for entry in menu.shown():
-        if entry["type"] != "separator":
-            labels.append(entry["label"])
-            labels += [child["label"] for child in entry["children"] if child["visible"]]
-    untranslated = [label for label in labels if not han.search(label)]
-    check(not untranslated, f"labels not in Chinese: {untranslated}")
-    for expected in ("○ 选区监听未运行", "解释长度", "解释风格", "模型档位", "输出语言", "暂停划词", "退出"):
-        check(expected in labels, f"no {expected!r} in {labels}")
+    # That every label has its Chinese text is tst_traymenu's; here, that the late host reads them.
     check(menu.labels("输出语言") == ["跟随输入语言", "中文", "英文"], f"output languages {menu.labels('输出语言')}")
-
     menu.click("暂停划词")
     poll("the Chinese Paused line", lambda: "已暂停，选中不再弹出" in menu.labels() and "恢复划词" in menu.labels(), 5)
     menu.click("退出")

@@ -26,6 +26,16 @@ QByteArray readFile(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
 }
 
+bool writeStandIn(const QString& root, const QString& name, const QByteArray& body) {
+    return writeFile(root + u"/bin/"_qs + name,
+                     "#!/bin/bash\necho \"$*\" >> \"$NUBRA_TEST_LOG/" + name.toUtf8() + "\"\n" + body, true);
+}
+
+QString standInLog(const QString& root, const QString& name) {
+    const QString file = root + u"/log/"_qs + name;
+    return QFileInfo::exists(file) ? QString::fromUtf8(readFile(file)) : QString();
+}
+
 int runBash(const QStringList& sandboxArguments, const QString& script, const QString& root,
             const QStringList& assignments, const QStringList& scriptArguments) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

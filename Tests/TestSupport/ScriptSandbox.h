@@ -12,6 +12,12 @@ bool writeFile(const QString& path, const QByteArray& content, bool executable =
 // The file's bytes, or "<missing>" when it cannot be read.
 QByteArray readFile(const QString& path);
 
+// Writes `root`/bin/`name`: a bash stand-in for a tool that appends its arguments as one line to
+// `root`/log/`name`, then runs `body`.
+bool writeStandIn(const QString& root, const QString& name, const QByteArray& body);
+// What the stand-in `name` logged; empty when it was never called.
+QString standInLog(const QString& root, const QString& name);
+
 // bwrap arguments that bind the host's top-level folders except `privateDirs` (names such as "tmp"),
 // which become root/<name>; `root` itself stays visible at its own path. No mount point is ever
 // created on the real root file system.

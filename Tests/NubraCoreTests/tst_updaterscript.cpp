@@ -1,5 +1,5 @@
 // What both install-script builders accept into a script (ScriptInputs), how the macOS builder pastes
-// it, and what the Linux builder refuses; UpdaterScriptRun and tst_linuxupdaterscript run the scripts.
+// it, and what the Linux builder refuses; tst_linuxupdaterscript runs the Linux script for real.
 #include "NubraCore/Update/LinuxUpdaterScript.h"
 #include "NubraCore/Update/ScriptInputs.h"
 #include "NubraCore/Update/UpdaterScript.h"

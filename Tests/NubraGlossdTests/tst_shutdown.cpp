@@ -2,6 +2,7 @@
 #include "ScriptedUpstream.h"
 #include "TestSupport/ServiceProcess.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QTest>
 
@@ -77,6 +78,25 @@ private slots:
         QVERIFY(service.waitForFinished(5000));
         QCOMPARE(service.exitCode(), 1);
         QVERIFY(service.readAllStandardError().contains("cannot read the tokens file /nonexistent.json"));
+    }
+
+    void listeningBeyondLoopbackWithoutTokensWarns() {
+        for (const auto& [address, warns] : {std::pair(u"127.0.0.1"_qs, false), std::pair(u"0.0.0.0"_qs, true)}) {
+            QProcess service;
+            service.start(QStringLiteral(NUBRA_GLOSSD_PATH),
+                          {u"--backend"_qs, u"fixed"_qs, u"--port"_qs, u"0"_qs, u"--bind"_qs, address});
+            QByteArray said;
+            QDeadlineTimer deadline(10000);
+            while (!said.contains("listening on") && !deadline.hasExpired()) {
+                service.waitForReadyRead(100);
+                said += service.readAllStandardError();
+            }
+            service.terminate();
+            QVERIFY(service.waitForFinished(5000));
+            said += service.readAllStandardError();
+            QVERIFY2(said.contains("listening on"), said.constData());
+            QCOMPARE(said.contains("warning: listening beyond loopback without --tokens"), warns);
+        }
     }
 };
 

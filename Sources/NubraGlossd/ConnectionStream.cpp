@@ -43,8 +43,10 @@ bool nameOf(int socket, int (*end)(int, sockaddr*, socklen_t*), std::string& ip,
 
 } // namespace
 
-ConnectionStream::ConnectionStream(int socket, std::string peer, std::chrono::microseconds writeTimeout)
-    : m_socket(socket), m_peer(std::move(peer)), m_writeTimeout(writeTimeout) {}
+ConnectionStream::ConnectionStream(int socket, std::string peer, std::chrono::microseconds writeTimeout,
+                                   std::function<bool()> stillServing)
+    : m_socket(socket), m_peer(std::move(peer)), m_writeTimeout(writeTimeout),
+      m_stillServing(std::move(stillServing)) {}
 
 std::string ConnectionStream::peerAddress(int socket) {
     std::string ip;
@@ -59,26 +61,27 @@ void ConnectionStream::expectRequest(Clock::time_point deadline, std::size_t bud
     m_missedDeadline = false;
 }
 
+int ConnectionStream::waitReadable(Clock::time_point until, const std::function<bool()>& stillWanted) const {
+    constexpr Milliseconds slice(50);
+    for (;;) {
+        if (!stillWanted())
+            return -1;
+        const auto left = std::chrono::ceil<Milliseconds>(until - Clock::now());
+        const int ready = waitFor(m_socket, POLLIN, std::clamp(left, Milliseconds::zero(), slice));
+        if (ready != 0 || left <= slice)
+            return ready;
+    }
+}
+
 bool ConnectionStream::awaitRequest(Clock::duration idle, const std::function<bool()>& stillWanted) {
     if (m_begin != m_end)
         return true; // the client sent it before this answer was over
-    constexpr Milliseconds slice(50);
-    const auto until = Clock::now() + idle;
-    while (stillWanted()) {
-        const auto left = std::chrono::ceil<Milliseconds>(until - Clock::now());
-        if (left <= Milliseconds::zero())
-            return false;
-        const int ready = waitFor(m_socket, POLLIN, std::min(slice, left));
-        if (ready != 0)
-            return ready > 0;
-    }
-    return false;
+    return waitReadable(Clock::now() + idle, [&] { return m_stillServing() && stillWanted(); }) > 0;
 }
 
 bool ConnectionStream::fill() {
     for (;;) {
-        const auto left = std::chrono::ceil<Milliseconds>(m_deadline - Clock::now());
-        const int ready = waitFor(m_socket, POLLIN, std::max(Milliseconds::zero(), left));
+        const int ready = waitReadable(m_deadline, m_stillServing);
         if (ready == 0)
             m_missedDeadline = true;
         if (ready <= 0)
@@ -95,10 +98,7 @@ bool ConnectionStream::fill() {
 }
 
 bool ConnectionStream::is_readable() const {
-    if (m_begin != m_end)
-        return true;
-    const auto left = std::chrono::ceil<Milliseconds>(m_deadline - Clock::now());
-    return waitFor(m_socket, POLLIN, std::max(Milliseconds::zero(), left)) > 0;
+    return m_begin != m_end || waitReadable(m_deadline, m_stillServing) > 0;
 }
 
 ssize_t ConnectionStream::read(char* ptr, size_t size) {

@@ -16,7 +16,9 @@ class ConnectionStream final : public httplib::Stream {
 public:
     using Clock = std::chrono::steady_clock;
 
-    ConnectionStream(int socket, std::string peer, std::chrono::microseconds writeTimeout);
+    // `stillServing` is asked a few times a second while a read waits, which ends when it turns false.
+    ConnectionStream(int socket, std::string peer, std::chrono::microseconds writeTimeout,
+                     std::function<bool()> stillServing);
 
     // The peer's address, as the access log and the limits name it ("" when it is unknown).
     static std::string peerAddress(int socket);
@@ -30,7 +32,7 @@ public:
     // Whether a read of the current request gave up at its deadline.
     bool missedDeadline() const { return m_missedDeadline; }
     // Waits for the first byte of the next request: false when `idle` passes, `stillWanted` turns
-    // false (it is asked a few times a second) or the connection fails.
+    // false (it is asked as often as `stillServing`) or the connection fails.
     bool awaitRequest(Clock::duration idle, const std::function<bool()>& stillWanted);
 
     bool is_readable() const override;
@@ -42,6 +44,9 @@ public:
     socket_t socket() const override { return m_socket; }
 
 private:
+    // Waits for bytes until `until`, `stillWanted` turns false or the connection fails: >0 ready, 0 not
+    // in time, <0 failed or no longer wanted.
+    int waitReadable(Clock::time_point until, const std::function<bool()>& stillWanted) const;
     // Waits until the deadline for more bytes; false at the deadline, at the end of the stream or on
     // an error.
     bool fill();
@@ -49,6 +54,7 @@ private:
     int m_socket;
     std::string m_peer;
     std::chrono::microseconds m_writeTimeout;
+    std::function<bool()> m_stillServing;
     std::array<char, 4096> m_buffer{};
     std::size_t m_begin = 0;
     std::size_t m_end = 0;

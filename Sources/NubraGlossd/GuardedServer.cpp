@@ -113,9 +113,9 @@ bool GuardedServer::process_and_close_socket(socket_t sock) {
 }
 
 void GuardedServer::serve(socket_t sock, const std::string& peer, Clock::time_point accepted) {
-    ConnectionStream stream(sock, peer,
-                            std::chrono::seconds(write_timeout_sec_) +
-                                      std::chrono::microseconds(write_timeout_usec_));
+    ConnectionStream stream(
+        sock, peer, std::chrono::seconds(write_timeout_sec_) + std::chrono::microseconds(write_timeout_usec_),
+        [this] { return running(); });
     servedStream = &stream;
     const std::size_t budget = HeadBudget + payload_max_length_;
     const auto othersWait = [this] { return m_workers->hasWaiting(); };
@@ -124,7 +124,7 @@ void GuardedServer::serve(socket_t sock, const std::string& peer, Clock::time_po
         if (served > 0) {
             // Kept open for the client's next request only while no other connection waits.
             if (!stream.awaitRequest(std::chrono::seconds(keep_alive_timeout_sec_),
-                                     [&] { return running() && !othersWait(); }))
+                                     [&] { return !othersWait(); }))
                 break;
             deadline = Clock::now() + m_limits.requestDeadline;
         }

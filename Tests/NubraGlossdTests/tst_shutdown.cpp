@@ -20,9 +20,13 @@ private slots:
         const int port = startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
                                         {u"--backend"_qs, u"openai"_qs, u"--upstream"_qs,
                                          QString::fromStdString(upstream.baseUrl()), u"--model"_qs,
-                                         u"stall"_qs, u"--upstream-timeout"_qs, u"20"_qs})
+                                         u"stall"_qs, u"--upstream-timeout"_qs, u"20"_qs,
+                                         u"--request-deadline"_qs, u"20"_qs})
                              .port();
         QVERIFY(port > 0);
+        // Nor does a client that is still sending its request hold the service up.
+        SlowClients slow(port, {"127.0.0.1"}, std::chrono::milliseconds(100));
+        QVERIFY(slow.waitUntilConnected());
 
         std::atomic<bool> firstDelta{false};
         std::string body;

@@ -101,11 +101,7 @@ GlossServer::GlossServer(ServerSetup setup)
 GlossServer::~GlossServer() = default;
 
 std::optional<int> GlossServer::bind(const std::string& host, int port) {
-    if (port == 0) {
-        const int bound = m_server->bind_to_any_port(host);
-        return bound > 0 ? std::optional<int>(bound) : std::nullopt;
-    }
-    return m_server->bind_to_port(host, port) ? std::optional<int>(port) : std::nullopt;
+    return m_server->bindTo(host, port);
 }
 
 void GlossServer::run() {

@@ -76,6 +76,15 @@ GuardedServer::GuardedServer(ConnectionLimits limits, RefusalLog refusalLog)
 
 GuardedServer::~GuardedServer() = default;
 
+std::optional<int> GuardedServer::bindTo(const std::string& host, int port) {
+    const int bound = port == 0 ? bind_to_any_port(host) : (bind_to_port(host, port) ? port : -1);
+    // The library listens with a backlog of 5: a burst beyond it would wait a second for the
+    // retransmission of its connection request.
+    if (bound <= 0 || ::listen(svr_sock_, SOMAXCONN) != 0)
+        return std::nullopt;
+    return bound;
+}
+
 std::optional<GuardedServer::ServedRequest> GuardedServer::servedRequest() {
     if (!servedStream)
         return std::nullopt;

@@ -32,6 +32,10 @@ public:
     GuardedServer(ConnectionLimits limits, RefusalLog refusalLog);
     ~GuardedServer() override;
 
+    // Listens on `host`:`port` (0 picks a free port) and returns the port, or nothing. The backlog holds
+    // a burst of connections, which the accepting thread admits or refuses at once.
+    std::optional<int> bindTo(const std::string& host, int port);
+
     // What the thread serving a request knows of it beside what the library parsed, which a request
     // that did not arrive whole lacks.
     struct ServedRequest {

@@ -20,8 +20,8 @@ struct ServerSetup {
     // A folder of releases: its manifest.json, read at every request so a release published while the
     // service runs is offered at once, and its files under /releases/. Wins over `manifest`.
     std::optional<QString> releasesDir;
-    int ratePerMinute = 0;                 // lookups per device token, or per peer without tokens; 0: unlimited
-    int refreshPerMinute = 10;             // token refreshes per peer
+    int ratePerMinute = 0;     // lookups per device token, or per peer without tokens; 0: unlimited
+    int refreshPerMinute = 10; // token refreshes per peer
     ConnectionLimits limits;
     std::FILE* accessLog = stderr;
 };

@@ -151,18 +151,18 @@ void GuardedServer::serve(socket_t sock, const std::string& peer, Clock::time_po
 void GuardedServer::refuse(socket_t sock, const std::string& peer, int status) {
     const int wait = retryAfterSeconds();
     const std::string body =
-        status == 503 ? Envelope::failure(QStringLiteral("BUSY"),
-                                          QStringLiteral("The service is busy; try again in %1 seconds.")
-                                              .arg(wait))
-                      : Envelope::failure(QStringLiteral("TOO_MANY_CONNECTIONS"),
-                                          QStringLiteral("Too many connections from your address; try "
-                                                         "again in %1 seconds.")
-                                              .arg(wait));
-    const std::string answer = std::string(status == 503 ? "HTTP/1.1 503 Service Unavailable\r\n"
-                                                         : "HTTP/1.1 429 Too Many Requests\r\n") +
-                               "content-type: application/json\r\ncontent-length: " +
-                               std::to_string(body.size()) + "\r\nretry-after: " + std::to_string(wait) +
-                               "\r\nconnection: close\r\n\r\n" + body;
+        status == 503
+            ? Envelope::failure(QStringLiteral("BUSY"),
+                                QStringLiteral("The service is busy; try again in %1 seconds.").arg(wait))
+            : Envelope::failure(QStringLiteral("TOO_MANY_CONNECTIONS"),
+                                QStringLiteral("Too many connections from your address; try "
+                                               "again in %1 seconds.")
+                                    .arg(wait));
+    const std::string answer =
+        std::string(status == 503 ? "HTTP/1.1 503 Service Unavailable\r\n"
+                                  : "HTTP/1.1 429 Too Many Requests\r\n") +
+        "content-type: application/json\r\ncontent-length: " + std::to_string(body.size()) +
+        "\r\nretry-after: " + std::to_string(wait) + "\r\nconnection: close\r\n\r\n" + body;
     // What the client has sent already is read and dropped, so closing does not reset the connection
     // before the answer is read; the accepting thread never waits for more.
     std::array<char, 4096> dropped;

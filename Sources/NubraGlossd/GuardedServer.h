@@ -41,7 +41,7 @@ public:
     struct ServedRequest {
         std::string peer;
         std::chrono::steady_clock::time_point began; // its first byte
-        bool timedOut = false;                        // reading it gave up at its deadline
+        bool timedOut = false;                       // reading it gave up at its deadline
     };
     // Nothing off the threads that serve requests.
     static std::optional<ServedRequest> servedRequest();

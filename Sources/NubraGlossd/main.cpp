@@ -39,7 +39,8 @@ int startError(const QString& message) {
 bool isLoopback(const std::string& host) {
     in_addr v4{};
     in6_addr v6{};
-    if (host == "localhost" || (inet_pton(AF_INET, host.c_str(), &v4) == 1 && (ntohl(v4.s_addr) >> 24) == 127))
+    if (host == "localhost" ||
+        (inet_pton(AF_INET, host.c_str(), &v4) == 1 && (ntohl(v4.s_addr) >> 24) == 127))
         return true;
     return inet_pton(AF_INET6, host.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
 }
@@ -96,12 +97,11 @@ int main(int argc, char** argv) {
                              "0 for no limit.",
                              "N", "0");
     const auto threads = option("threads", "Worker threads (connections served at once).", "N", "16");
-    const auto queue = option("queue",
-                              "Connections that may wait for a worker; more are answered 503 at once.", "N",
-                              "64");
-    const auto perPeer = option("connections-per-client",
-                                "Connections one client address may hold; more are answered 429 at once.",
-                                "N", "8");
+    const auto queue =
+        option("queue", "Connections that may wait for a worker; more are answered 503 at once.", "N", "64");
+    const auto perPeer =
+        option("connections-per-client",
+               "Connections one client address may hold; more are answered 429 at once.", "N", "8");
     const auto deadline = option("request-deadline",
                                  "Seconds for a request's headers and body to arrive whole.", "SECONDS", "5");
     const auto accessLog =

@@ -2,8 +2,8 @@
 
 #include "NubraCore/Service/SSEDecoder.h"
 
-#include <QJsonDocument>
 #include <QHostAddress>
+#include <QJsonDocument>
 #include <QTcpSocket>
 
 #include <httplib.h>

@@ -280,8 +280,9 @@ private slots:
         QCOMPARE(withToken("dev-1"), 429);
         QCOMPARE(withToken("dev-2"), 200);
         const auto refresh = [&] {
-            return client->Post("/v1/auth/refresh", R"({"refresh_token":"nope","device_id":"d"})",
-                                "application/json")->status;
+            return client
+                ->Post("/v1/auth/refresh", R"({"refresh_token":"nope","device_id":"d"})", "application/json")
+                ->status;
         };
         QCOMPARE(refresh(), 401);
         QCOMPARE(refresh(), 401);
@@ -307,7 +308,7 @@ private slots:
             for (int n = 0; n < 4; ++n)
                 limiter.admit("flood-" + std::to_string(i));
         QCOMPARE(limiter.size(), std::size_t(100));
-        QVERIFY(limiter.admit("flood-999")); // still remembered, still limited
+        QVERIFY(limiter.admit("flood-999"));        // still remembered, still limited
         QCOMPARE(limiter.admit("d"), std::nullopt); // forgotten
         // Keys quiet for a whole window go at the next request.
         now += std::chrono::seconds(60);
@@ -331,12 +332,13 @@ private slots:
         QVERIFY(slow.waitUntilConnected());
         for (int i = 0; i < 3; ++i) {
             const auto sent = std::chrono::steady_clock::now();
-            const QByteArray answer = QByteArray::fromStdString(
-                exchange(server.port(), "GET /v1/updates/latest HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"));
+            const QByteArray answer = QByteArray::fromStdString(exchange(
+                server.port(), "GET /v1/updates/latest HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"));
             const auto waited = std::chrono::steady_clock::now() - sent;
             QVERIFY2(answer.startsWith("HTTP/1.1 200 "), answer.constData());
             QVERIFY2(waited < deadline + std::chrono::milliseconds(800),
-                     qPrintable(u"%1 ms"_qs.arg(std::chrono::duration_cast<std::chrono::milliseconds>(waited).count())));
+                     qPrintable(u"%1 ms"_qs.arg(
+                         std::chrono::duration_cast<std::chrono::milliseconds>(waited).count())));
         }
         QVERIFY(slow.cut() >= 2);
     }
@@ -373,7 +375,8 @@ private slots:
             const auto sent = std::chrono::steady_clock::now();
             const QByteArray answer = QByteArray::fromStdString(exchange(server.port(), request));
             QVERIFY(std::chrono::steady_clock::now() - sent < std::chrono::seconds(5));
-            QVERIFY2(answer.startsWith(QByteArray("HTTP/1.1 " + QByteArray::number(status) + ' ')), answer.constData());
+            QVERIFY2(answer.startsWith(QByteArray("HTTP/1.1 " + QByteArray::number(status) + ' ')),
+                     answer.constData());
             QVERIFY(answer.contains("retry-after: 20\r\n"));
             QVERIFY(answer.contains(QByteArray("{\"code\":\"" + code + "\",\"message\":\"")));
             QCOMPARE(slow.cut(), 0);

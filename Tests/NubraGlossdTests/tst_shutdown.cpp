@@ -17,12 +17,12 @@ private slots:
     void sigtermEndsAnOpenStreamCleanly() {
         ScriptedUpstream upstream;
         QProcess service;
-        const int port = startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
-                                        {u"--backend"_qs, u"openai"_qs, u"--upstream"_qs,
-                                         QString::fromStdString(upstream.baseUrl()), u"--model"_qs,
-                                         u"stall"_qs, u"--upstream-timeout"_qs, u"20"_qs,
-                                         u"--request-deadline"_qs, u"20"_qs})
-                             .port();
+        const int port =
+            startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
+                           {u"--backend"_qs, u"openai"_qs, u"--upstream"_qs,
+                            QString::fromStdString(upstream.baseUrl()), u"--model"_qs, u"stall"_qs,
+                            u"--upstream-timeout"_qs, u"20"_qs, u"--request-deadline"_qs, u"20"_qs})
+                .port();
         QVERIFY(port > 0);
         // Nor does a client that is still sending its request hold the service up.
         SlowClients slow(port, {"127.0.0.1"}, std::chrono::milliseconds(100));
@@ -85,7 +85,8 @@ private slots:
     }
 
     void listeningBeyondLoopbackWithoutTokensWarns() {
-        for (const auto& [address, warns] : {std::pair(u"127.0.0.1"_qs, false), std::pair(u"0.0.0.0"_qs, true)}) {
+        for (const auto& [address, warns] :
+             {std::pair(u"127.0.0.1"_qs, false), std::pair(u"0.0.0.0"_qs, true)}) {
             QProcess service;
             service.start(QStringLiteral(NUBRA_GLOSSD_PATH),
                           {u"--backend"_qs, u"fixed"_qs, u"--port"_qs, u"0"_qs, u"--bind"_qs, address});

@@ -1,5 +1,6 @@
 #include "NubraGlossd/GlossServer.h"
 
+#include "NubraGlossd/Envelope.h"
 #include "NubraGlossd/RequestValidator.h"
 #include "NubraGlossd/SSEWriter.h"
 
@@ -11,30 +12,29 @@
 
 namespace {
 
-thread_local std::chrono::steady_clock::time_point requestStart;
-
-std::string json(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
-}
-
 void fail(httplib::Response& res, int status, const char* code, const QString& message) {
     res.status = status;
-    const QJsonObject error{{QStringLiteral("code"), QLatin1String(code)},
-                            {QStringLiteral("message"), message}};
-    res.set_content(json({{QStringLiteral("ok"), false}, {QStringLiteral("error"), error}}),
-                    "application/json");
+    res.set_content(Envelope::failure(QLatin1String(code), message), "application/json");
 }
 
 void succeed(httplib::Response& res, const QJsonObject& data) {
-    res.set_content(json({{QStringLiteral("ok"), true}, {QStringLiteral("data"), data}}), "application/json");
+    res.set_content(Envelope::success(data), "application/json");
 }
 
-QString bearerToken(const httplib::Request& req) {
+// Answers 429 and returns true when `limiter` refuses `key` now.
+bool refusedBy(RateLimiter& limiter, const std::string& key, httplib::Response& res) {
+    const auto wait = limiter.admit(key);
+    if (!wait)
+        return false;
+    res.set_header("retry-after", std::to_string(*wait));
+    fail(res, 429, "RATE_LIMITED", QStringLiteral("Too many requests; try again in %1 seconds.").arg(*wait));
+    return true;
+}
+
+std::string bearerToken(const httplib::Request& req) {
     const std::string value = req.get_header_value("authorization");
     constexpr std::string_view scheme = "Bearer ";
-    if (!std::string_view(value).starts_with(scheme))
-        return {};
-    return QString::fromStdString(value.substr(scheme.size()));
+    return std::string_view(value).starts_with(scheme) ? value.substr(scheme.size()) : std::string();
 }
 
 // Writes one lookup's events to the open response.
@@ -86,10 +86,11 @@ QJsonObject withAbsoluteUrl(QJsonObject manifest, const httplib::Request& req) {
 } // namespace
 
 GlossServer::GlossServer(ServerSetup setup)
-    : m_setup(std::move(setup)), m_rateLimiter(m_setup.ratePerMinute), m_log(m_setup.accessLog),
-      m_server(std::make_unique<httplib::Server>()) {
-    const int threads = std::max(2, m_setup.threads);
-    m_server->new_task_queue = [threads] { return new httplib::ThreadPool(std::size_t(threads)); };
+    : m_setup(std::move(setup)), m_rateLimiter(m_setup.ratePerMinute),
+      m_refreshLimiter(m_setup.refreshPerMinute), m_log(m_setup.accessLog),
+      m_server(std::make_unique<GuardedServer>(m_setup.limits, [this](const std::string& peer, int status) {
+          m_log.write(peer, "-", "-", status, {}, {});
+      })) {
     m_server->set_payload_max_length(RequestValidator::MaxBodyBytes);
     m_server->set_keep_alive_max_count(1000);
     // Each event is a small write that must leave at once, not wait for the previous one's ACK.
@@ -100,11 +101,7 @@ GlossServer::GlossServer(ServerSetup setup)
 GlossServer::~GlossServer() = default;
 
 std::optional<int> GlossServer::bind(const std::string& host, int port) {
-    if (port == 0) {
-        const int bound = m_server->bind_to_any_port(host);
-        return bound > 0 ? std::optional<int>(bound) : std::nullopt;
-    }
-    return m_server->bind_to_port(host, port) ? std::optional<int>(port) : std::nullopt;
+    return m_server->bindTo(host, port);
 }
 
 void GlossServer::run() {
@@ -123,7 +120,6 @@ void GlossServer::stop() {
 
 void GlossServer::installRoutes() {
     m_server->set_pre_routing_handler([](const httplib::Request& req, httplib::Response& res) {
-        requestStart = std::chrono::steady_clock::now();
         // The library holds a body to the size limit only when its length is stated up front; a
         // chunked or compressed body could grow without bound, so it is refused before it is read.
         if (req.has_header("transfer-encoding") || req.has_header("content-encoding")) {
@@ -134,17 +130,23 @@ void GlossServer::installRoutes() {
         return httplib::Server::HandlerResponse::Unhandled;
     });
     m_server->set_logger([this](const httplib::Request& req, const httplib::Response& res) {
-        const auto elapsed = std::chrono::steady_clock::now() - requestStart;
-        m_log.write(req.remote_addr, req.method, req.path, res.status,
+        const auto served = GuardedServer::servedRequest();
+        const auto elapsed = served ? std::chrono::steady_clock::now() - served->began
+                                    : std::chrono::steady_clock::duration::zero();
+        m_log.write(served ? served->peer : req.remote_addr, req.method, req.path, res.status,
                     std::chrono::duration_cast<std::chrono::milliseconds>(elapsed),
                     req.get_header_value("x-device-id"));
     });
     // Errors the library raises itself (unknown path, oversized body) get the same JSON shape.
     m_server->set_error_handler(
-        httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& res) {
+        httplib::Server::HandlerWithResponse([this](const httplib::Request&, httplib::Response& res) {
             if (!res.body.empty())
                 return httplib::Server::HandlerResponse::Unhandled;
-            if (res.status == 413)
+            if (const auto served = GuardedServer::servedRequest(); served && served->timedOut)
+                fail(res, 408, "REQUEST_TIMEOUT",
+                     QStringLiteral("The request did not arrive whole within %1 seconds.")
+                         .arg(double(m_setup.limits.requestDeadline.count()) / 1000));
+            else if (res.status == 413)
                 fail(res, 400, "BAD_REQUEST",
                      QStringLiteral("The request body is larger than %1 bytes.")
                          .arg(RequestValidator::MaxBodyBytes));
@@ -156,18 +158,16 @@ void GlossServer::installRoutes() {
         }));
 
     m_server->Post("/v1/gloss", [this](const httplib::Request& req, httplib::Response& res) {
-        if (m_setup.tokens && !m_setup.tokens->acceptsDeviceToken(bearerToken(req)))
+        const std::string token = bearerToken(req);
+        if (m_setup.tokens && !m_setup.tokens->acceptsDeviceToken(QString::fromStdString(token)))
             return fail(res, 401, "UNAUTHORIZED", QStringLiteral("A valid device token is required."));
         auto parsed = RequestValidator::glossRequest(req.body);
         if (auto* problem = std::get_if<QString>(&parsed))
             return fail(res, 400, "BAD_REQUEST", *problem);
-        const std::string device =
-            req.has_header("x-device-id") ? req.get_header_value("x-device-id") : req.remote_addr;
-        if (auto wait = m_rateLimiter.admit(QString::fromStdString(device))) {
-            res.set_header("retry-after", std::to_string(*wait));
-            return fail(res, 429, "RATE_LIMITED",
-                        QStringLiteral("Too many lookups; try again in %1 seconds.").arg(*wait));
-        }
+        // Counted against what a client cannot make up at will: its device token where one is required,
+        // else its address. The x-device-id it sends is only logged.
+        if (refusedBy(m_rateLimiter, m_setup.tokens ? token : req.remote_addr, res))
+            return;
         const GlossRequest request = std::get<GlossRequest>(parsed);
         res.set_header("cache-control", "no-cache");
         res.set_chunked_content_provider(
@@ -195,6 +195,8 @@ void GlossServer::installRoutes() {
         if (!m_setup.tokens)
             return fail(res, 404, "NOT_CONFIGURED",
                         QStringLiteral("Token renewal is off: the service runs without --tokens."));
+        if (refusedBy(m_refreshLimiter, req.remote_addr, res))
+            return;
         auto parsed = RequestValidator::refreshRequest(req.body);
         if (auto* problem = std::get_if<QString>(&parsed))
             return fail(res, 400, "BAD_REQUEST", *problem);

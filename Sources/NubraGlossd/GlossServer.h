@@ -2,6 +2,7 @@
 
 #include "NubraGlossd/AccessLog.h"
 #include "NubraGlossd/Backend.h"
+#include "NubraGlossd/GuardedServer.h"
 #include "NubraGlossd/RateLimiter.h"
 #include "NubraGlossd/TokenRegistry.h"
 
@@ -12,10 +13,6 @@
 #include <optional>
 #include <string>
 
-namespace httplib {
-class Server;
-}
-
 struct ServerSetup {
     std::unique_ptr<Backend> backend;
     std::unique_ptr<TokenRegistry> tokens; // none: no credential is required
@@ -23,8 +20,9 @@ struct ServerSetup {
     // A folder of releases: its manifest.json, read at every request so a release published while the
     // service runs is offered at once, and its files under /releases/. Wins over `manifest`.
     std::optional<QString> releasesDir;
-    int ratePerMinute = 0;                 // 0: unlimited
-    int threads = 16;
+    int ratePerMinute = 0;     // lookups per device token, or per peer without tokens; 0: unlimited
+    int refreshPerMinute = 10; // token refreshes per peer
+    ConnectionLimits limits;
     std::FILE* accessLog = stderr;
 };
 
@@ -48,7 +46,8 @@ private:
 
     ServerSetup m_setup;
     RateLimiter m_rateLimiter;
+    RateLimiter m_refreshLimiter;
     AccessLog m_log;
     std::atomic<bool> m_stopping{false};
-    std::unique_ptr<httplib::Server> m_server;
+    std::unique_ptr<GuardedServer> m_server;
 };

@@ -10,6 +10,9 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -30,6 +33,16 @@ int usageError(const QString& message) {
 int startError(const QString& message) {
     std::fprintf(stderr, "nubra-glossd: %s\n", qPrintable(message));
     return ExitCannotStart;
+}
+
+// Whether every address `host` stands for is this machine's own loopback.
+bool isLoopback(const std::string& host) {
+    in_addr v4{};
+    in6_addr v6{};
+    if (host == "localhost" ||
+        (inet_pton(AF_INET, host.c_str(), &v4) == 1 && (ntohl(v4.s_addr) >> 24) == 127))
+        return true;
+    return inet_pton(AF_INET6, host.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
 }
 
 std::optional<int> integer(const QString& text, int min, int max) {
@@ -66,7 +79,10 @@ int main(int argc, char** argv) {
         return opt;
     };
     const auto port = option("port", "Port to listen on (0 picks a free one).", "N", "8790");
-    const auto bind = option("bind", "Address to listen on.", "ADDRESS", "127.0.0.1");
+    const auto bind = option("bind",
+                             "Address to listen on. Beyond loopback, every host that reaches it may use "
+                             "the service: add --tokens.",
+                             "ADDRESS", "127.0.0.1");
     const auto backend = option("backend", "wordnet (offline), openai or fixed.", "NAME", "wordnet");
     const auto wordnetDir =
         option("wordnet-dir", "WordNet 3.0 database directory.", "DIR", "/usr/share/wordnet");
@@ -76,8 +92,18 @@ int main(int argc, char** argv) {
                                  "Serve DIR/manifest.json by /v1/updates/latest and the files of DIR under "
                                  "/releases/.",
                                  "DIR");
-    const auto rate = option("rate", "Lookups per minute per device, 0 for no limit.", "N", "0");
-    const auto threads = option("threads", "Worker threads (open streams served at once).", "N", "16");
+    const auto rate = option("rate",
+                             "Lookups per minute per device token (per client address without --tokens), "
+                             "0 for no limit.",
+                             "N", "0");
+    const auto threads = option("threads", "Worker threads (connections served at once).", "N", "16");
+    const auto queue =
+        option("queue", "Connections that may wait for a worker; more are answered 503 at once.", "N", "64");
+    const auto perPeer =
+        option("connections-per-client",
+               "Connections one client address may hold; more are answered 429 at once.", "N", "8");
+    const auto deadline = option("request-deadline",
+                                 "Seconds for a request's headers and body to arrive whole.", "SECONDS", "5");
     const auto accessLog =
         option("access-log", "Append the access log to this file instead of stderr.", "FILE");
     const auto upstream =
@@ -105,15 +131,19 @@ int main(int argc, char** argv) {
     const auto portNumber = integer(parser.value(port), 0, 65535);
     const auto rateNumber = integer(parser.value(rate), 0, 1000000);
     const auto threadCount = integer(parser.value(threads), 2, 1024);
+    const auto queueLength = integer(parser.value(queue), 1, 100000);
+    const auto perPeerCount = integer(parser.value(perPeer), 1, 100000);
+    const auto deadlineSeconds = integer(parser.value(deadline), 1, 3600);
     const auto timeoutSeconds = integer(parser.value(timeout), 1, 3600);
-    if (!portNumber || !rateNumber || !threadCount || !timeoutSeconds)
+    if (!portNumber || !rateNumber || !threadCount || !queueLength || !perPeerCount || !deadlineSeconds ||
+        !timeoutSeconds)
         return usageError(
-            QStringLiteral("--port, --rate, --threads and --upstream-timeout take whole numbers "
-                           "in range"));
+            QStringLiteral("--port, --rate, --threads, --queue, --connections-per-client, "
+                           "--request-deadline and --upstream-timeout take whole numbers in range"));
 
     ServerSetup setup;
     setup.ratePerMinute = *rateNumber;
-    setup.threads = *threadCount;
+    setup.limits = {*threadCount, *queueLength, *perPeerCount, std::chrono::seconds(*deadlineSeconds)};
     const QString backendName = parser.value(backend);
     if (backendName == u"wordnet") {
         auto database = wordnet::Database::open(parser.value(wordnetDir).toStdString());
@@ -173,6 +203,11 @@ int main(int argc, char** argv) {
         return startError(QStringLiteral("cannot listen on %1:%2").arg(parser.value(bind)).arg(*portNumber));
     std::fprintf(stderr, "nubra-glossd listening on http://%s:%d (backend %s)\n", host.c_str(), *bound,
                  qPrintable(backendName));
+    if (!parser.isSet(tokens) && !isLoopback(host))
+        std::fprintf(stderr,
+                     "nubra-glossd: warning: listening beyond loopback without --tokens; anyone who can "
+                     "reach %s:%d can use this service (and its upstream API key)\n",
+                     host.c_str(), *bound);
 
     std::atomic<bool> finished = false;
     std::thread signalWaiter([&] {

@@ -242,42 +242,154 @@ private slots:
         QCOMPARE(client->Get("/v1/updates/latest")->status, 500);
     }
 
-    void rateLimitIsPerDevice() {
+    // Keyed on the device token where tokens are required, else on the peer's address: the
+    // x-device-id a client sends changes nothing. Token refreshes are limited per address.
+    void rateLimitIsPerTokenOrAddress() {
         ServerSetup setup = fixedSetup();
         setup.ratePerMinute = 2;
-        RunningServer server(std::move(setup));
-        auto client = server.client();
-        const httplib::Headers a{{"x-device-id", "A"}};
-        const httplib::Headers b{{"x-device-id", "B"}};
-        QCOMPARE(client->Post("/v1/gloss", a, glossBody(), "application/json")->status, 200);
-        QCOMPARE(client->Post("/v1/gloss", a, glossBody(), "application/json")->status, 200);
-        const auto limited = client->Post("/v1/gloss", a, glossBody(), "application/json");
-        QCOMPARE(limited->status, 429);
-        const int wait = std::stoi(limited->get_header_value("retry-after"));
-        QVERIFY(wait >= 59 && wait <= 60);
-        QCOMPARE(client->Post("/v1/gloss", b, glossBody(), "application/json")->status, 200);
-        // A rejected body does not use up the allowance.
-        QCOMPARE(client->Post("/v1/gloss", b, "{}", "application/json")->status, 400);
-        QCOMPARE(client->Post("/v1/gloss", b, glossBody(), "application/json")->status, 200);
+        RunningServer open(std::move(setup));
+        const auto lookup = [&](const std::string& device, const std::string& from = "127.0.0.1") {
+            const std::string body = glossBody();
+            return QByteArray::fromStdString(exchange(
+                open.port(),
+                "POST /v1/gloss HTTP/1.1\r\nHost: x\r\nConnection: close\r\nx-device-id: " + device +
+                    "\r\nContent-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) +
+                    "\r\n\r\n" + body,
+                from));
+        };
+        QVERIFY(lookup("A").startsWith("HTTP/1.1 200 "));
+        QVERIFY(lookup("B").startsWith("HTTP/1.1 200 "));
+        const QByteArray limited = lookup("C");
+        QVERIFY2(limited.startsWith("HTTP/1.1 429 "), limited.constData());
+        QVERIFY(limited.contains("retry-after: 60\r\n") || limited.contains("retry-after: 59\r\n"));
+        QVERIFY(limited.contains("\"RATE_LIMITED\""));
+        QVERIFY(lookup("A", "127.0.0.2").startsWith("HTTP/1.1 200 "));
+
+        setup = fixedSetup();
+        setup.ratePerMinute = 1;
+        setup.refreshPerMinute = 2;
+        setup.tokens = std::make_unique<TokenRegistry>(std::set<QString>{u"dev-1"_qs, u"dev-2"_qs},
+                                                       std::set<QString>{u"ref-1"_qs});
+        RunningServer guarded(std::move(setup));
+        auto client = guarded.client();
+        const auto withToken = [&](const char* token) {
+            const httplib::Headers headers{{"authorization", std::string("Bearer ") + token}};
+            return client->Post("/v1/gloss", headers, glossBody(), "application/json")->status;
+        };
+        QCOMPARE(withToken("dev-1"), 200);
+        QCOMPARE(withToken("dev-1"), 429);
+        QCOMPARE(withToken("dev-2"), 200);
+        const auto refresh = [&] {
+            return client
+                ->Post("/v1/auth/refresh", R"({"refresh_token":"nope","device_id":"d"})", "application/json")
+                ->status;
+        };
+        QCOMPARE(refresh(), 401);
+        QCOMPARE(refresh(), 401);
+        QCOMPARE(refresh(), 429);
     }
 
-    void rateWindowSlides() {
+    void rateWindowSlidesAndTheTableStaysBounded() {
         auto now = std::chrono::steady_clock::time_point{} + std::chrono::hours(1);
-        RateLimiter limiter(3, [&] { return now; });
-        QCOMPARE(limiter.admit(u"d"_qs), std::nullopt);
+        RateLimiter limiter(3, 100, [&] { return now; });
+        QCOMPARE(limiter.admit("d"), std::nullopt);
         now += std::chrono::seconds(20);
-        QCOMPARE(limiter.admit(u"d"_qs), std::nullopt);
-        QCOMPARE(limiter.admit(u"d"_qs), std::nullopt);
-        QCOMPARE(limiter.admit(u"d"_qs), std::optional<int>(40));
+        QCOMPARE(limiter.admit("d"), std::nullopt);
+        QCOMPARE(limiter.admit("d"), std::nullopt);
+        QCOMPARE(limiter.admit("d"), std::optional<int>(40));
         now += std::chrono::milliseconds(39500);
-        QCOMPARE(limiter.admit(u"d"_qs), std::optional<int>(1));
+        QCOMPARE(limiter.admit("d"), std::optional<int>(1));
         now += std::chrono::milliseconds(500);
-        QCOMPARE(limiter.admit(u"d"_qs), std::nullopt); // the first lookup left the window
-        QCOMPARE(limiter.admit(u"d"_qs), std::optional<int>(20));
+        QCOMPARE(limiter.admit("d"), std::nullopt); // the first lookup left the window
+        QCOMPARE(limiter.admit("d"), std::optional<int>(20));
+
+        // A flood of new keys pushes out the least recently seen, never beyond the bound.
+        for (int i = 0; i < 1000; ++i)
+            for (int n = 0; n < 4; ++n)
+                limiter.admit("flood-" + std::to_string(i));
+        QCOMPARE(limiter.size(), std::size_t(100));
+        QVERIFY(limiter.admit("flood-999"));        // still remembered, still limited
+        QCOMPARE(limiter.admit("d"), std::nullopt); // forgotten
+        // Keys quiet for a whole window go at the next request.
+        now += std::chrono::seconds(60);
+        QCOMPARE(limiter.admit("e"), std::nullopt);
+        QCOMPARE(limiter.size(), std::size_t(1));
 
         RateLimiter unlimited(0);
         for (int i = 0; i < 100; ++i)
-            QCOMPARE(unlimited.admit(u"d"_qs), std::nullopt);
+            QCOMPARE(unlimited.admit("d"), std::nullopt);
+    }
+
+    // Clients that trickle their headers, more of them than threads and reconnecting as soon as they
+    // are cut, delay an ordinary request by no more than the deadline.
+    void slowClientsDelayOthersByTheDeadlineAtMost() {
+        constexpr auto deadline = std::chrono::milliseconds(1000);
+        ServerSetup setup = fixedSetup();
+        setup.limits.threads = 2;
+        setup.limits.requestDeadline = deadline;
+        RunningServer server(std::move(setup));
+        SlowClients slow(server.port(), loopbackAddresses(8), std::chrono::milliseconds(100));
+        QVERIFY(slow.waitUntilConnected());
+        for (int i = 0; i < 3; ++i) {
+            const auto sent = std::chrono::steady_clock::now();
+            const QByteArray answer = QByteArray::fromStdString(exchange(
+                server.port(), "GET /v1/updates/latest HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"));
+            const auto waited = std::chrono::steady_clock::now() - sent;
+            QVERIFY2(answer.startsWith("HTTP/1.1 200 "), answer.constData());
+            QVERIFY2(waited < deadline + std::chrono::milliseconds(800),
+                     qPrintable(u"%1 ms"_qs.arg(
+                         std::chrono::duration_cast<std::chrono::milliseconds>(waited).count())));
+        }
+        QVERIFY(slow.cut() >= 2);
+    }
+
+    // Beyond the connections one address may hold, or the line of connections waiting for a thread,
+    // a connection is answered at once, and told when to come back.
+    void excessConnectionsAreRefusedAtOnce_data() {
+        QTest::addColumn<int>("threads");
+        QTest::addColumn<int>("queue");
+        QTest::addColumn<int>("perPeer");
+        QTest::addColumn<bool>("sameAddress"); // the slow clients share the refused one's address
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("code");
+        QTest::newRow("per address") << 4 << 8 << 2 << true << 429 << QByteArray("TOO_MANY_CONNECTIONS");
+        QTest::newRow("queue full") << 2 << 1 << 8 << false << 503 << QByteArray("BUSY");
+    }
+    void excessConnectionsAreRefusedAtOnce() {
+        QFETCH(int, threads);
+        QFETCH(int, queue);
+        QFETCH(int, perPeer);
+        QFETCH(bool, sameAddress);
+        QFETCH(int, status);
+        QFETCH(QByteArray, code);
+        ServerSetup setup = fixedSetup();
+        setup.limits = {threads, queue, perPeer, std::chrono::seconds(20)};
+        RunningServer server(std::move(setup));
+        const std::string request = "GET /v1/updates/latest HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
+        {
+            SlowClients slow(server.port(),
+                             sameAddress ? std::vector<std::string>(std::size_t(perPeer), "127.0.0.1")
+                                         : loopbackAddresses(threads + queue),
+                             std::chrono::milliseconds(200));
+            QVERIFY(slow.waitUntilConnected());
+            const auto sent = std::chrono::steady_clock::now();
+            const QByteArray answer = QByteArray::fromStdString(exchange(server.port(), request));
+            QVERIFY(std::chrono::steady_clock::now() - sent < std::chrono::seconds(5));
+            QVERIFY2(answer.startsWith(QByteArray("HTTP/1.1 " + QByteArray::number(status) + ' ')),
+                     answer.constData());
+            QVERIFY(answer.contains("retry-after: 20\r\n"));
+            QVERIFY(answer.contains(QByteArray("{\"code\":\"" + code + "\",\"message\":\"")));
+            QCOMPARE(slow.cut(), 0);
+            if (sameAddress)
+                QVERIFY(exchange(server.port(), request, "127.0.0.2").starts_with("HTTP/1.1 200 "));
+        }
+        // Once the slow ones have gone, their places are free again.
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        std::string answer;
+        do
+            answer = exchange(server.port(), request);
+        while (!answer.starts_with("HTTP/1.1 200 ") && std::chrono::steady_clock::now() < until);
+        QVERIFY2(answer.starts_with("HTTP/1.1 200 "), answer.c_str());
     }
 };
 

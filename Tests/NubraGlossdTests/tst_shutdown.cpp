@@ -2,6 +2,7 @@
 #include "ScriptedUpstream.h"
 #include "TestSupport/ServiceProcess.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QTest>
 
@@ -16,12 +17,16 @@ private slots:
     void sigtermEndsAnOpenStreamCleanly() {
         ScriptedUpstream upstream;
         QProcess service;
-        const int port = startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
-                                        {u"--backend"_qs, u"openai"_qs, u"--upstream"_qs,
-                                         QString::fromStdString(upstream.baseUrl()), u"--model"_qs,
-                                         u"stall"_qs, u"--upstream-timeout"_qs, u"20"_qs})
-                             .port();
+        const int port =
+            startListening(service, QStringLiteral(NUBRA_GLOSSD_PATH),
+                           {u"--backend"_qs, u"openai"_qs, u"--upstream"_qs,
+                            QString::fromStdString(upstream.baseUrl()), u"--model"_qs, u"stall"_qs,
+                            u"--upstream-timeout"_qs, u"20"_qs, u"--request-deadline"_qs, u"20"_qs})
+                .port();
         QVERIFY(port > 0);
+        // Nor does a client that is still sending its request hold the service up.
+        SlowClients slow(port, {"127.0.0.1"}, std::chrono::milliseconds(100));
+        QVERIFY(slow.waitUntilConnected());
 
         std::atomic<bool> firstDelta{false};
         std::string body;
@@ -77,6 +82,26 @@ private slots:
         QVERIFY(service.waitForFinished(5000));
         QCOMPARE(service.exitCode(), 1);
         QVERIFY(service.readAllStandardError().contains("cannot read the tokens file /nonexistent.json"));
+    }
+
+    void listeningBeyondLoopbackWithoutTokensWarns() {
+        for (const auto& [address, warns] :
+             {std::pair(u"127.0.0.1"_qs, false), std::pair(u"0.0.0.0"_qs, true)}) {
+            QProcess service;
+            service.start(QStringLiteral(NUBRA_GLOSSD_PATH),
+                          {u"--backend"_qs, u"fixed"_qs, u"--port"_qs, u"0"_qs, u"--bind"_qs, address});
+            QByteArray said;
+            QDeadlineTimer deadline(10000);
+            while (!said.contains("listening on") && !deadline.hasExpired()) {
+                service.waitForReadyRead(100);
+                said += service.readAllStandardError();
+            }
+            service.terminate();
+            QVERIFY(service.waitForFinished(5000));
+            said += service.readAllStandardError();
+            QVERIFY2(said.contains("listening on"), said.constData());
+            QCOMPARE(said.contains("warning: listening beyond loopback without --tokens"), warns);
+        }
     }
 };
 

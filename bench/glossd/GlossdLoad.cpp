@@ -1,7 +1,15 @@
 // Load generator for nubra-glossd, run as its own process: N client threads on keep-alive connections
 // send lookups until `count` are done or `seconds` have passed, and report the client-side time to the
-// first "delta" and to "done" (median and 99th percentile) and lookups per second.
+// first "delta" and to "done" (median and 99th percentile) and lookups per second. With SLOW > 0, as
+// many slow clients, each from its own loopback address, keep sending the header lines of a request
+// that never ends, one every 200 ms, and connect again as soon as the service cuts them.
 #include <httplib.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -11,6 +19,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -24,11 +33,41 @@ double percentile(std::vector<double> values, double p) {
     return values[std::min(values.size() - 1, std::size_t(p * double(values.size())))];
 }
 
+// One slow client, from 127.0.0.(10 + index), until `stop`; `connected` counts its first connection.
+void trickle(int port, int index, const std::atomic<bool>& stop, std::atomic<int>& connected) {
+    const auto send = [](int fd, const std::string& text) {
+        return ::send(fd, text.data(), text.size(), MSG_NOSIGNAL) == ssize_t(text.size());
+    };
+    bool counted = false;
+    while (!stop) {
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in local{};
+        local.sin_family = AF_INET;
+        local.sin_addr.s_addr = htonl((127u << 24) | std::uint32_t(10 + index));
+        sockaddr_in server{};
+        server.sin_family = AF_INET;
+        server.sin_port = htons(std::uint16_t(port));
+        server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (::bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) == 0 &&
+            ::connect(fd, reinterpret_cast<sockaddr*>(&server), sizeof server) == 0 &&
+            send(fd, "POST /v1/gloss HTTP/1.1\r\nHost: bench\r\n")) {
+            if (!std::exchange(counted, true))
+                ++connected;
+            pollfd entry{fd, POLLIN, 0};
+            while (!stop && ::poll(&entry, 1, 200) == 0 && send(fd, "X-Slow: 1\r\n"))
+                continue;
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+        ::close(fd);
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 6) {
-        std::fprintf(stderr, "usage: bench_glossd_load PORT THREADS COUNT SECONDS WORD\n");
+    if (argc != 6 && argc != 7) {
+        std::fprintf(stderr, "usage: bench_glossd_load PORT THREADS COUNT SECONDS WORD [SLOW]\n");
         return 2;
     }
     const int port = std::atoi(argv[1]);
@@ -39,6 +78,15 @@ int main(int argc, char** argv) {
         std::string(R"({"selected_text":")") + argv[5] +
         R"(","context_before":"we sat on the river","context_after":"and watched the water",)"
         R"("style":"plain","length":"medium","lang":"en","model_tier":"fast","request_id":"B"})";
+
+    const int slow = argc == 7 ? std::max(0, std::atoi(argv[6])) : 0;
+    std::atomic<bool> stopSlow{false};
+    std::atomic<int> slowConnected{0};
+    std::vector<std::thread> slowClients;
+    for (int i = 0; i < slow; ++i)
+        slowClients.emplace_back(trickle, port, i, std::cref(stopSlow), std::ref(slowConnected));
+    while (slowConnected < slow)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
 
     std::atomic<int> started{0};
     std::atomic<int> failed{0};
@@ -52,7 +100,7 @@ int main(int argc, char** argv) {
             httplib::Client client("127.0.0.1", port);
             client.set_keep_alive(true);
             client.set_tcp_nodelay(true);
-            client.set_read_timeout(std::chrono::seconds(5));
+            client.set_read_timeout(std::chrono::seconds(30));
             while (started++ < count && Clock::now() - begin < budget) {
                 const auto sent = Clock::now();
                 double first = -1;
@@ -85,6 +133,9 @@ int main(int argc, char** argv) {
     for (auto& worker : workers)
         worker.join();
     const double elapsed = std::chrono::duration<double>(Clock::now() - begin).count();
+    stopSlow = true;
+    for (auto& client : slowClients)
+        client.join();
     std::printf("lookups=%zu failed=%d seconds=%.2f per_second=%.0f first_delta_ms_median=%.3f "
                 "first_delta_ms_p99=%.3f done_ms_median=%.3f done_ms_p99=%.3f\n",
                 done.size(), failed.load(), elapsed, double(done.size()) / elapsed,

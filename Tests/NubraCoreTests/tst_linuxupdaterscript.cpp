@@ -9,6 +9,7 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -23,10 +24,12 @@ namespace {
 
 const QStringList privateDirs = {u"tmp"_qs, u"home"_qs};
 
-// The new and old bundles tell each other apart by the word they record and print when started.
-QByteArray fakeNubra(const QByteArray& word) {
+// The new and old bundles tell each other apart by the word they record and print when started; a
+// healthy one reports that it is up when the install script asks it to.
+QByteArray fakeNubra(const QByteArray& word, bool healthy = true) {
     return "#!/bin/sh\n{ printf '%s %s' " + word + " \"$0\"; printf ' [%s]' \"$@\"; echo; } >> " +
-           "\"$NUBRA_TEST_LOG/launched\"\necho " + word + "\n";
+           "\"$NUBRA_TEST_LOG/launched\"\n" +
+           (healthy ? "[ \"$1\" != --update-health ] || : > \"$2\"\n" : "") + "echo " + word + "\n";
 }
 
 // After logging its arguments (see ScriptSandbox::writeStandIn), mv fails the calls whose numbers
@@ -47,7 +50,8 @@ enum class Fault {
     absoluteMember,
     climbingMember,
     backupFails,
-    installFails
+    installFails,
+    newVersionSilent,
 };
 
 } // namespace
@@ -156,7 +160,9 @@ private slots:
         QByteArray mv = mvTool;
         mv.replace("REAL_MV", QStandardPaths::findExecutable(u"mv"_qs).toUtf8());
         QVERIFY(ScriptSandbox::writeStandIn(m_dir->path(), u"mv"_qs, mv));
-        QVERIFY(ScriptSandbox::writeStandIn(m_dir->path(), u"sleep"_qs, {})); // a bounded wait costs no time
+        // The wait for the old process costs no time; the new one is given a moment to report.
+        QVERIFY(ScriptSandbox::writeStandIn(m_dir->path(), u"sleep"_qs,
+                                            "[ \"$1\" != 0.5 ] || exec /usr/bin/sleep 0.05\n"));
 
         QProcess gone; // a process id nobody answers to any more
         gone.start(u"true"_qs, {});
@@ -199,10 +205,13 @@ private slots:
 
         QCOMPARE(runScript(), 0);
 
-        QTRY_COMPARE_WITH_TIMEOUT(readFile(path(u"log/launched"_qs)),
-                                  QByteArray("new /home/u/.local/opt/Nubra/bin/nubra [--updated] "
-                                             "[from 1.3.0 & more]\n"),
-                                  10000);
+        // Started to report that it is up, then the old version went.
+        QTRY_VERIFY_WITH_TIMEOUT(QRegularExpression(u"^new /home/u/.local/opt/Nubra/bin/nubra \\[--update-health\\] "
+                                                    "\\[/home/u/.local/opt/.nubra-old.\\w+/healthy\\] "
+                                                    "\\[--updated\\] \\[from 1.3.0 & more\\]\n$"_qs)
+                                     .match(QString::fromUtf8(readFile(path(u"log/launched"_qs))))
+                                     .hasMatch(),
+                                 10000);
         QCOMPARE(readFile(installed(u"lib/libNubraCore.so.1"_qs)), QByteArray("new"));
         QVERIFY(QFileInfo(installed(u"bin/nubra-glossd"_qs)).isExecutable());
         QCOMPARE(leftovers(), QStringList());
@@ -230,6 +239,8 @@ private slots:
         QTest::newRow("member climbing out with ..") << Fault::climbingMember << QByteArray("unsafe archive");
         QTest::newRow("backup move fails") << Fault::backupFails << QByteArray("backup failed");
         QTest::newRow("install move fails") << Fault::installFails << QByteArray("install failed");
+        QTest::newRow("new version never says it is up")
+            << Fault::newVersionSilent << QByteArray("the new version did not start");
     }
 
     // Every refusal leaves its reason in the note, the old version installed and runnable, the archive
@@ -240,6 +251,10 @@ private slots:
         QFETCH(QByteArray, reason);
         if (fault == Fault::incompleteBundle)
             QVERIFY(QFile::remove(path(u"build/Nubra/bin/nubra-glossd"_qs)));
+        if (fault == Fault::newVersionSilent) {
+            QVERIFY(writeFile(path(u"build/Nubra/bin/nubra"_qs), fakeNubra("new", false), true));
+            m_update.healthPolls = 4;
+        }
         QVERIFY(writeFile(path(u"build/stray"_qs), "stray"));
         const QString archive = outside(m_update.archivePath);
         if (fault == Fault::strayMember)
@@ -284,10 +299,11 @@ private slots:
         QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
         QCOMPARE(leftovers(), QStringList());
         if (fault >= Fault::truncatedArchive)
-            QTRY_COMPARE_WITH_TIMEOUT(readFile(path(u"log/launched"_qs)),
-                                      "old /home/u/.local/opt/Nubra/bin/nubra [--update-failed] [" +
-                                          m_update.errPath.toUtf8() + "]\n",
-                                      10000);
+            QTRY_VERIFY_WITH_TIMEOUT(readFile(path(u"log/launched"_qs))
+                                         .endsWith(u"old /home/u/.local/opt/Nubra/bin/nubra [--update-failed] [%1]\n"_qs
+                                                       .arg(m_update.errPath)
+                                                       .toUtf8()),
+                                     10000);
         else
             QVERIFY(!QFileInfo::exists(path(u"log/launched"_qs)));
         QProcess old;
@@ -323,7 +339,7 @@ private slots:
 
         QCOMPARE(runScript(), 0);
 
-        QCOMPARE(ScriptSandbox::standInLog(m_dir->path(), u"sleep"_qs), u"0.4\n"_qs.repeated(3));
+        QCOMPARE(ScriptSandbox::standInLog(m_dir->path(), u"sleep"_qs).count(u"0.4\n"_qs), 3);
         QCOMPARE(readFile(installed(u"lib/libNubraCore.so.1"_qs)), QByteArray("new"));
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(path(u"log/launched"_qs)), 10000);
     }

@@ -124,13 +124,14 @@ Parsed parse(const QStringList& arguments) {
             continue;
         }
 
-        if (name == u"--update-failed") {
-            std::optional<QString> note = value;
-            if (!note && i + 1 < arguments.size())
-                note = arguments.at(++i);
-            if (!note || note->isEmpty())
-                return fail(QStringLiteral("--update-failed needs the installer's note"));
-            parsed.request.updateFailedNote = note;
+        if (name == u"--update-failed" || name == u"--update-health") {
+            std::optional<QString> path = value;
+            if (!path && i + 1 < arguments.size())
+                path = arguments.at(++i);
+            if (!path || path->isEmpty())
+                return fail(name + QStringLiteral(" needs a file"));
+            (name == u"--update-failed" ? parsed.request.updateFailedNote : parsed.request.updateHealthFile) =
+                path;
             continue;
         }
 
@@ -197,8 +198,9 @@ QString helpText() {
         "  --dev             use the development service at http://127.0.0.1:8790\n"
         "                    (NUBRA_BASE_URL overrides it); applies when Nubra starts\n"
         "  --replace         wait for the running Nubra to exit, then take its place\n"
-        "  --update-failed NOTE\n"
-        "                    used by the installer: say why an update failed (NOTE holds the reason)\n"
+        "  --update-failed NOTE, --update-health FILE\n"
+        "                    used by the installer: say why an update failed (NOTE holds the reason);\n"
+        "                    create FILE once started, so the previous version can go\n"
         "  -h, --help        show this help\n"
         "  --version         show the version\n"
         "\n"

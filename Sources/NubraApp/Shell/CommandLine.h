@@ -29,9 +29,11 @@ struct LaunchRequest {
     bool dev = false;
     // Sent by the application's own restart: wait for the old instance to go, then take its place.
     bool replace = false;
-    // Sent by the install script when an update failed after Nubra had quit for it: the note that says
-    // why. Matters only to the process that becomes the instance.
+    // Sent by the install script, and mattering only to the process that becomes the instance: when an
+    // update failed after Nubra had quit for it, the note that says why; when this is the new version,
+    // the file to create once it is up, so that the script lets the old version go.
     std::optional<QString> updateFailedNote;
+    std::optional<QString> updateHealthFile;
 
     // False for --quit: with nothing running there is nothing to quit, and nothing should start.
     bool startsInstance() const { return action != Action::quit; }

@@ -6,11 +6,13 @@
 #include "NubraApp/Shell/CommandLine.h"
 #include "NubraApp/Shell/SingleInstance.h"
 #include "NubraApp/Shell/TerminationSignals.h"
+#include "NubraApp/Update/UpdateFlow.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraPlatform/linux/LinuxDesktop.h"
 
 #include <QApplication>
 #include <QSessionManager>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -94,6 +96,8 @@ int NubraApplication::run(int argc, char** argv) {
         delegate.applicationDidFinishLaunching();
         if (request.updateFailedNote)
             delegate.reportFailedUpdate(*request.updateFailedNote);
+        if (request.updateHealthFile) // once the event loop turns: the tray is up by then
+            QTimer::singleShot(0, &app, [file = *request.updateHealthFile] { UpdateFlow::reportStarted(file); });
         if (request.action != LaunchRequest::Action::reopen)
             delegate.perform(request);
         status = QApplication::exec();

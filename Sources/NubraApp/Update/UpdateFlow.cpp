@@ -15,6 +15,8 @@
 #include <QPushButton>
 #include <QTimer>
 
+#include <unistd.h>
+
 namespace {
 
 QString updateFailedTitle() {
@@ -120,6 +122,20 @@ void UpdateFlow::reportFailedInstall(const QString& notePath) {
                           .arg(reason, m_environment.currentVersion),
                       QStringLiteral("更新未能安装（%1）。当前仍是 Nubra %2。")
                           .arg(reason, m_environment.currentVersion)));
+}
+
+void UpdateFlow::reportStarted(const QString& healthFile) {
+    const QFileInfo file(healthFile);
+    const QFileInfo folder(file.absolutePath());
+    if (file.fileName() != u"healthy" || !folder.fileName().startsWith(u".nubra-old.") || !folder.isDir() ||
+        folder.isSymLink() || folder.ownerId() != ::getuid()) {
+        nbDebug(QStringLiteral("updater: not reporting to ") + healthFile);
+        return;
+    }
+    QFile marker(healthFile);
+    const bool made = marker.open(QIODevice::WriteOnly | QIODevice::NewOnly);
+    nbDebug(made ? QStringLiteral("updater: started after an update, reported healthy")
+                 : QStringLiteral("updater: started after an update, cannot report: ") + marker.errorString());
 }
 
 void UpdateFlow::present(const CheckResult& result, bool manual) {

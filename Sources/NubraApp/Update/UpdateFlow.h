@@ -42,6 +42,9 @@ public:
     // reason from its note at `notePath` once and removes the note. Only a note of the installer's, in
     // the temporary folder, is read.
     void reportFailedInstall(const QString& notePath);
+    // Started by the install script as the new version: creates `healthFile`, which tells the script
+    // that the previous version can go. Only the file the script names in its backup folder is made.
+    static void reportStarted(const QString& healthFile);
     bool isDownloading() const { return !m_download.isNull(); }
 
 public slots:

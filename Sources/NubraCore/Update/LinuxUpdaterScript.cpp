@@ -105,7 +105,7 @@ std::optional<Refusal> refusal(const LinuxUpdate& update) {
         return Refusal::unsafePath;
     if (!canonicalPublicKey(update.publicKeyPem))
         return Refusal::key;
-    if (update.pid < 1 || update.waitPolls < 0)
+    if (update.pid < 1 || update.waitPolls < 0 || update.healthPolls < 0)
         return Refusal::processOrPolls;
     return std::nullopt;
 }
@@ -215,10 +215,29 @@ std::optional<QString> build(const LinuxUpdate& update) {
         QStringLiteral("  fi"),
         QStringLiteral("  fail \"install failed\""),
         QStringLiteral("fi"),
-        QStringLiteral(
-            "# 5) Start the new version on its own, with the environment this script was given and"),
-        QStringLiteral("# outside the folders about to go, then clean up."),
-        startNubra(update.relaunchArguments),
+        QStringLiteral("# 5) Start the new version and keep the old one until the new one says it is up, by"),
+        QStringLiteral("# creating the file it is given; if it ends or stays silent, the old one goes back."),
+        QStringLiteral("HEALTHY=\"$OLD/healthy\""),
+        startNubra(QStringList{QStringLiteral("--update-health"), QStringLiteral("$HEALTHY")}
+                   << update.relaunchArguments),
+        QStringLiteral("NEW=$!"),
+        QStringLiteral("# Running, and not just waiting to be reaped."),
+        QStringLiteral("alive() { STATE=\"$(sed 's/.*) //' \"/proc/$1/stat\" 2>/dev/null)\" && "
+                       "[ -n \"$STATE\" ] && [ \"${STATE%% *}\" != Z ]; }"),
+        QStringLiteral("WAITS=0"),
+        QStringLiteral("while [ ! -e \"$HEALTHY\" ]; do"),
+        QStringLiteral("  if [ $WAITS -ge ") + QString::number(update.healthPolls) +
+            QStringLiteral(" ] || ! alive $NEW; then"),
+        QStringLiteral("    [ -e \"$HEALTHY\" ] && break"),
+        QStringLiteral("    kill $NEW 2>/dev/null"),
+        QStringLiteral("    mv -T \"$APP\" \"$STAGE/Nubra\" && mv -T \"$OLD/Nubra\" \"$APP\" || {"),
+        QStringLiteral("      KEPT=\"$OLD\"; OLD=\"\""),
+        QStringLiteral("      fail \"the new version did not start, the previous version is kept in $KEPT/Nubra\""),
+        QStringLiteral("    }"),
+        QStringLiteral("    fail \"the new version did not start\""),
+        QStringLiteral("  fi"),
+        QStringLiteral("  sleep 0.5; WAITS=$((WAITS+1))"),
+        QStringLiteral("done"),
         QStringLiteral("rm -rf \"$STAGE\" \"$OLD\""),
         QStringLiteral("rm -f \"$TGZ\""),
         QStringLiteral("rm -f \"$0\""),

@@ -21,6 +21,7 @@ struct LinuxUpdate {
     QString versionSignatureBase64;        // the same over LinuxUpdaterScript::releaseStatement()
     QStringList relaunchArguments;         // passed to the new bin/nubra
     int waitPolls = 300;                   // 0.4 s each before giving up on the old process
+    int healthPolls = 120;                 // 0.5 s each for the new version to report that it is up
 };
 
 // Builds the one-shot install script for a user-local installation. Run as `bash SCRIPT --check`, it
@@ -28,9 +29,10 @@ struct LinuxUpdate {
 // announced version to that checksum, so no archive can pass for a newer release than it is. Run as
 // `bash SCRIPT`, it checks the same, waits for the old process to go, unpacks the archive into a
 // private folder next to the installation, swaps the folders with renames (rolling back on failure)
-// and starts the new version. Every failure leaves the old version in place and its reason in the
-// error note; a failure after the old process has gone starts the old version again with
-// `--update-failed NOTE`, so the user learns what happened.
+// and starts the new version with `--update-health FILE`; the old version is kept until the new one has
+// created FILE, and put back if it ends or stays silent. Every failure leaves the old version in place
+// and its reason in the error note; a failure after the old process has gone starts the old version
+// again with `--update-failed NOTE`, so the user learns what happened.
 namespace LinuxUpdaterScript {
 
 // Why the builder refuses its inputs.

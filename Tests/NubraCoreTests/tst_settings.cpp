@@ -2,6 +2,7 @@
 #include "NubraCore/Settings/AppSettings.h"
 #include "NubraCore/Settings/SettingsBindings.h"
 #include "TestSupport/DebugLogCapture.h"
+#include "TestSupport/FileMode.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -142,14 +143,40 @@ private slots:
         QCOMPARE(defaults.value("outputLang"), QVariant("en"));
     }
 
+    // The history's folder is created private, and an existing one made so.
     void historyPathUnderDataHome() {
         QTemporaryDir dir;
         const QByteArray previous = qgetenv("XDG_DATA_HOME");
         qputenv("XDG_DATA_HOME", dir.path().toUtf8());
         const QString path = HistoryFile::defaultPath();
-        qputenv("XDG_DATA_HOME", previous);
         QCOMPARE(path, dir.path() + "/Nubra/history.sqlite3");
         QVERIFY(QFileInfo(dir.path() + "/Nubra").isDir());
+        QCOMPARE(fileMode(dir.path() + "/Nubra"), 0700);
+        QVERIFY(setFileMode(dir.path() + "/Nubra", 0755));
+        QCOMPARE(HistoryFile::defaultPath(), path);
+        qputenv("XDG_DATA_HOME", previous);
+        QCOMPARE(fileMode(dir.path() + "/Nubra"), 0700);
+    }
+
+    // The settings may hold an older version's credentials: the file and the application's folder are
+    // private when new, and become private when an older version left them readable.
+    void settingsFilesAreForTheOwnerOnly() {
+        QTemporaryDir dir;
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir.path());
+        const QString folder = dir.filePath("Nubra");
+        const QString file = dir.filePath("Nubra/Nubra.conf");
+        for (const bool existing : {false, true}) {
+            if (existing) {
+                QVERIFY(setFileMode(folder, 0755));
+                QVERIFY(setFileMode(file, 0644));
+            }
+            SettingsDefaults defaults;
+            QCOMPARE(defaults.contains("style"), existing);
+            defaults.setValue("style", "academic");
+            defaults.sync();
+            QCOMPARE(fileMode(folder), 0700);
+            QCOMPARE(fileMode(file), 0600);
+        }
     }
 
     void unopenableHistoryFallsBackToMemory() {

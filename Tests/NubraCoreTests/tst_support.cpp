@@ -1,6 +1,7 @@
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Support/Defaults.h"
 #include "TestSupport/DebugLogCapture.h"
+#include "TestSupport/FileMode.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -9,7 +10,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <thread>
@@ -69,9 +69,7 @@ private slots:
     void freshLogIsPrivateAndPlantedPathsAreRefused() {
         DebugLogCapture log;
         nbDebug(u"fresh"_qs);
-        struct stat info {};
-        QCOMPARE(::stat(QFile::encodeName(log.path()).constData(), &info), 0);
-        QCOMPARE(info.st_mode & 07777, mode_t(0600));
+        QCOMPARE(fileMode(log.path()), 0600);
 
         QTemporaryDir dir;
         const QString target = dir.filePath(u"target"_qs);

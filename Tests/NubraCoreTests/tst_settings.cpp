@@ -148,14 +148,17 @@ private slots:
         QTemporaryDir dir;
         const QByteArray previous = qgetenv("XDG_DATA_HOME");
         qputenv("XDG_DATA_HOME", dir.path().toUtf8());
+        const QString folder = dir.path() + "/Nubra";
         const QString path = HistoryFile::defaultPath();
-        QCOMPARE(path, dir.path() + "/Nubra/history.sqlite3");
-        QVERIFY(QFileInfo(dir.path() + "/Nubra").isDir());
-        QCOMPARE(fileMode(dir.path() + "/Nubra"), 0700);
-        QVERIFY(setFileMode(dir.path() + "/Nubra", 0755));
-        QCOMPARE(HistoryFile::defaultPath(), path);
+        const int freshMode = fileMode(folder);
+        const bool loosened = setFileMode(folder, 0755);
+        const QString again = HistoryFile::defaultPath();
         qputenv("XDG_DATA_HOME", previous);
-        QCOMPARE(fileMode(dir.path() + "/Nubra"), 0700);
+        QCOMPARE(path, folder + "/history.sqlite3");
+        QCOMPARE(freshMode, 0700);
+        QVERIFY(loosened);
+        QCOMPARE(again, path);
+        QCOMPARE(fileMode(folder), 0700);
     }
 
     // The settings may hold an older version's credentials: the file and the application's folder are

@@ -7,7 +7,7 @@
 #                      install and remove it), release two versions and let the older update
 #                      itself to the newer on a virtual desktop, then rebuild under
 #                      AddressSanitizer + UndefinedBehaviorSanitizer and run the unit tests
-#                      again, then fuzz the event-stream decoder for a bounded time
+#                      again, then fuzz the parsers of outside input for a bounded time
 #   ./nubra.sh run     build, start nubra-glossd and Nubra on this desktop (a terminal lookup without one)
 #   ./nubra.sh package build the Debian package into build/package/
 #   ./nubra.sh bench   build the benchmarks and run them (numbers are reported, never judged)
@@ -173,17 +173,19 @@ run_tests() {
     ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
         ctest_tallied --test-dir "$ASAN_BUILD" -L unit --output-on-failure -j "$JOBS" || status=1
 
-    log "Fuzzing the event-stream decoder for ${NUBRA_FUZZ_SECONDS:-60} s (clang, ASan + UBSan)"
-    # libFuzzer reports every new input; keep that in a file and show the closing statistics, or the
-    # whole end of the report when it found something.
-    local fuzzlog="$ROOT/build-fuzz/run.log"
+    log "Fuzzing the parsers of outside input for ${NUBRA_FUZZ_SECONDS:-60} s in all (clang, ASan + UBSan)"
+    # libFuzzer reports every new input; keep that in a file and show each target's closing statistics,
+    # or the whole end of the report when one found something.
+    local fuzzlog="$ROOT/build-fuzz/run.log" fuzzfailed
     mkdir -p "$ROOT/build-fuzz"
     if "$ROOT/fuzz/run.sh" "${NUBRA_FUZZ_SECONDS:-60}" >"$fuzzlog" 2>&1; then
-        grep -E '^(Done|stat::)' "$fuzzlog" || true
+        grep -E '^(==> |Done|stat::)' "$fuzzlog" || true
         tally 1 0
     else
         tail -n 80 "$fuzzlog"
-        echo "	fuzz_sse_decoder (Failed; the whole report is in $fuzzlog)" >>"$FAILURES"
+        # "fuzz: failed: fuzz_a fuzz_b"; nothing when the targets could not even be built.
+        fuzzfailed="$(sed -n 's/^fuzz: failed: //p' "$fuzzlog")"
+        echo "	${fuzzfailed:-fuzz (build)} (Failed; the whole report is in $fuzzlog)" >>"$FAILURES"
         tally 0 1
         status=1
     fi

@@ -1,6 +1,9 @@
 #include "NubraCLI/Console.h"
 
+#include "NubraCore/Support/ControlCharacters.h"
+
 #include <cstdio>
+#include <unistd.h>
 
 namespace Console {
 
@@ -11,18 +14,22 @@ void write(std::FILE* stream, const QByteArray& bytes) {
     std::fflush(stream);
 }
 
-} // namespace
-
-void out(const QByteArray& bytes) {
-    write(stdout, bytes);
+QByteArray readable(const QString& text) {
+    return ControlCharacters::stripped(text).toUtf8();
 }
 
+} // namespace
+
 void out(const QString& text) {
-    write(stdout, text.toUtf8());
+    write(stdout, readable(text));
 }
 
 void err(const QString& text) {
-    write(stderr, text.toUtf8());
+    write(stderr, readable(text));
+}
+
+void data(const QByteArray& bytes) {
+    write(stdout, ::isatty(STDOUT_FILENO) ? readable(QString::fromUtf8(bytes)) : bytes);
 }
 
 void error(const QString& message) {

@@ -1,6 +1,7 @@
 #include "NubraCLI/EventPrinter.h"
 
 #include "NubraCLI/Console.h"
+#include "NubraCore/Support/ControlCharacters.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QJsonDocument>
@@ -39,14 +40,16 @@ QByteArray JsonEventPrinter::line(const SSEEvent& event) {
 }
 
 void JsonEventPrinter::print(const SSEEvent& event) {
-    Console::out(line(event));
+    Console::data(line(event));
 }
 
 void TextEventPrinter::write(const QString& text) {
-    if (text.isEmpty())
+    // What the terminal will show decides whether a line is left open.
+    const QString shown = ControlCharacters::stripped(text);
+    if (shown.isEmpty())
         return;
-    Console::out(text);
-    m_lineOpen = !text.endsWith(u'\n');
+    Console::out(shown);
+    m_lineOpen = !shown.endsWith(u'\n');
 }
 
 void TextEventPrinter::print(const SSEEvent& event) {

@@ -190,7 +190,7 @@ int exportRecords(const QStringList& arguments) {
                                  ? HistoryExporter::markdown(records, QDateTime::currentDateTime())
                                  : HistoryExporter::jsonl(records);
     if (!command.parser().isSet(output)) {
-        Console::out(bytes);
+        Console::data(bytes);
         return ExitCode::ok;
     }
     // Written whole or not at all: an existing file is only replaced by a complete export.

@@ -1,4 +1,5 @@
 #include "NubraApp/Shell/CommandLine.h"
+#include "NubraApp/Shell/LaunchMessage.h"
 
 #include <QtTest>
 

@@ -369,6 +369,28 @@ private slots:
         QCOMPARE(failed.err, QByteArray("Could not reach the update service.\n"));
     }
 
+    // What the service sends cannot steer the terminal: escape sequences and a window title command
+    // arrive without their control characters, line feeds stay.
+    void serverTextPrintsWithoutControlCharacters() {
+        const QByteArray gloss = "\\u001b[2JSteep\\u001b]0;pwned\\u0007 \\u009b1mbank\\r\\n";
+        answer(Response::streamed({"event: delta\ndata: {\"field\":\"gloss\",\"text\":\"" + gloss +
+                                   "\"}\n\nevent: done\ndata: {\"gloss\":\"" + gloss +
+                                   "\",\"contextual_meaning\":\"\"}\n\n"}));
+        QCOMPARE(cli({u"gloss"_qs, u"bank"_qs, u"--no-history"_qs}).out,
+                 QByteArray("[2JSteep]0;pwned 1mbank\n"));
+
+        manifest(Response::whole(
+            200,
+            "{\"ok\":true,\"data\":{\"available\":true,\"version\":\"v1.4.0\\u001b]0;pwned\\u0007\","
+            "\"notes\":\"\\u001b[31mFaster\\u009b0m\",\"url\":\"https://dl.example/N.zip\",\"sha256\":\"" +
+                QByteArray(64, 'e') + "\"}}"));
+        const auto update = cli(
+            {u"update-check"_qs, u"--current"_qs, u"1.3"_qs, u"--base-url"_qs, m_server.url().toString()});
+        QCOMPARE(
+            update.out,
+            QByteArray("New version available: v1.4.0]0;pwned\n[31mFaster0m\nhttps://dl.example/N.zip\n"));
+    }
+
 private:
     void manifest(const Response& response) {
         const std::lock_guard lock(m_mutex);

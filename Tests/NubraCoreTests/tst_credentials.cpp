@@ -1,8 +1,21 @@
 #include "NubraCore/Service/DeviceIdentity.h"
 #include "NubraCore/Service/TokenStore.h"
+#include "TestSupport/DebugLogCapture.h"
 
 #include <QRegularExpression>
 #include <QTest>
+
+namespace {
+
+// A secret store that refuses every write, as one does without a running Secret Service.
+class RefusingSecretStore final : public SecretStore {
+public:
+    bool write(const QString&, const QByteArray&) override { return false; }
+    std::optional<QByteArray> read(const QString&) override { return std::nullopt; }
+    bool remove(const QString&) override { return false; }
+};
+
+} // namespace
 
 class CredentialsTest : public QObject {
     Q_OBJECT
@@ -39,6 +52,21 @@ private slots:
         QVERIFY(defaults.contains(u"token.device_token"_qs)); // a successful read leaves it
         store.save(u"device_token"_qs, u"new"_qs);
         QVERIFY(!defaults.contains(u"token.device_token"_qs));
+    }
+
+    // Without a working secret store the legacy entry is the only copy: it stays, whatever is saved.
+    void aRefusedSaveKeepsTheLegacyEntry() {
+        DebugLogCapture log;
+        RefusingSecretStore secrets;
+        InMemoryDefaults defaults;
+        defaults.setValue(u"token.device_token"_qs, u"legacy-secret"_qs);
+        TokenStore store(secrets, defaults);
+        QCOMPARE(store.load(u"device_token"_qs), std::optional<QString>(u"legacy-secret"_qs));
+        store.save(u"device_token"_qs, u"new-secret"_qs);
+        QCOMPARE(defaults.string(u"token.device_token"_qs), std::optional<QString>(u"legacy-secret"_qs));
+        QCOMPARE(store.load(u"device_token"_qs), std::optional<QString>(u"legacy-secret"_qs));
+        QVERIFY(log.raw().contains("token.device_token"));
+        QVERIFY(!log.raw().contains("-secret"));
     }
 
     void unreadableSecretFallsBackToLegacy() {

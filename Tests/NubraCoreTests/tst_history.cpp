@@ -1,4 +1,5 @@
 #include "NubraCore/History/HistoryStore.h"
+#include "TestSupport/FileMode.h"
 #include "TestSupport/SqliteQuery.h"
 
 #include <QTemporaryDir>
@@ -91,6 +92,23 @@ private slots:
                           }));
         QCOMPARE(sqliteColumn(m_path, "SELECT sql FROM sqlite_master WHERE name = 'idx_history_time';"),
                  QStringList{"CREATE INDEX idx_history_time ON history(created_at DESC)"});
+    }
+
+    // The history is private: a new database, and one (with journals) an older version left readable.
+    void filesAreForTheOwnerOnly() {
+        {
+            HistoryStore fresh(m_path);
+            QCOMPARE(fileMode(m_path), 0600);
+        }
+        const QStringList files{m_path, m_path + u"-journal"_qs, m_path + u"-wal"_qs, m_path + u"-shm"_qs};
+        for (const QString& file : files) {
+            QVERIFY(QFile(file).open(QIODevice::Append));
+            QVERIFY(setFileMode(file, 0644));
+        }
+        HistoryStore store(m_path);
+        QCOMPARE(store.count(), 0);
+        for (const QString& file : files)
+            QVERIFY2(fileMode(file) == 0600, qPrintable(file));
     }
 
     void recordsRoundTripExactly() {

@@ -2,6 +2,7 @@
 #include "NubraCore/Settings/AppSettings.h"
 #include "NubraCore/Settings/SettingsBindings.h"
 #include "TestSupport/DebugLogCapture.h"
+#include "TestSupport/FileMode.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -142,14 +143,43 @@ private slots:
         QCOMPARE(defaults.value("outputLang"), QVariant("en"));
     }
 
+    // The history's folder is created private, and an existing one made so.
     void historyPathUnderDataHome() {
         QTemporaryDir dir;
         const QByteArray previous = qgetenv("XDG_DATA_HOME");
         qputenv("XDG_DATA_HOME", dir.path().toUtf8());
+        const QString folder = dir.path() + "/Nubra";
         const QString path = HistoryFile::defaultPath();
+        const int freshMode = fileMode(folder);
+        const bool loosened = setFileMode(folder, 0755);
+        const QString again = HistoryFile::defaultPath();
         qputenv("XDG_DATA_HOME", previous);
-        QCOMPARE(path, dir.path() + "/Nubra/history.sqlite3");
-        QVERIFY(QFileInfo(dir.path() + "/Nubra").isDir());
+        QCOMPARE(path, folder + "/history.sqlite3");
+        QCOMPARE(freshMode, 0700);
+        QVERIFY(loosened);
+        QCOMPARE(again, path);
+        QCOMPARE(fileMode(folder), 0700);
+    }
+
+    // The settings may hold an older version's credentials: the file and the application's folder are
+    // private when new, and become private when an older version left them readable.
+    void settingsFilesAreForTheOwnerOnly() {
+        QTemporaryDir dir;
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir.path());
+        const QString folder = dir.filePath("Nubra");
+        const QString file = dir.filePath("Nubra/Nubra.conf");
+        for (const bool existing : {false, true}) {
+            if (existing) {
+                QVERIFY(setFileMode(folder, 0755));
+                QVERIFY(setFileMode(file, 0644));
+            }
+            SettingsDefaults defaults;
+            QCOMPARE(defaults.contains("style"), existing);
+            defaults.setValue("style", "academic");
+            defaults.sync();
+            QCOMPARE(fileMode(folder), 0700);
+            QCOMPARE(fileMode(file), 0600);
+        }
     }
 
     void unopenableHistoryFallsBackToMemory() {

@@ -1,12 +1,16 @@
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Support/Defaults.h"
 #include "TestSupport/DebugLogCapture.h"
+#include "TestSupport/FileMode.h"
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <unistd.h>
 
 #include <thread>
 #include <vector>
@@ -51,6 +55,38 @@ private slots:
         DebugLog::setPath(log.path());
         nbDebug(u"after"_qs);
         QCOMPARE(log.messages(), QStringList{u"after"_qs});
+    }
+
+    void controlCharactersAreEscapedOntoOneLine() {
+        DebugLogCapture log;
+        nbDebug(u"a\nb\r\x1b]0;title\x07 \x7f\u009b end"_qs);
+        QCOMPARE(log.raw().count('\n'), 1);
+        QCOMPARE(log.messages(), QStringList{uR"(a\nb\r\x1b]0;title\x07 \x7f\x9b end)"_qs});
+    }
+
+    // The log lives in a folder everybody may write to: it is created private, and nothing planted at
+    // its path (a link, dangling or not, or a second name of another file) is written through.
+    void freshLogIsPrivateAndPlantedPathsAreRefused() {
+        DebugLogCapture log;
+        nbDebug(u"fresh"_qs);
+        QCOMPARE(fileMode(log.path()), 0600);
+
+        QTemporaryDir dir;
+        const QString target = dir.filePath(u"target"_qs);
+        QVERIFY(QFile(target).open(QIODevice::WriteOnly));
+        const auto at = [&](const char* name) {
+            return QFile::encodeName(dir.filePath(QString::fromLatin1(name)));
+        };
+        QCOMPARE(::symlink(QFile::encodeName(target).constData(), at("link").constData()), 0);
+        QCOMPARE(::symlink(at("absent").constData(), at("dangling").constData()), 0);
+        QCOMPARE(::link(QFile::encodeName(target).constData(), at("second-name").constData()), 0);
+        for (const char* planted : {"link", "dangling", "second-name"}) {
+            DebugLog::setPath(QFile::decodeName(at(planted)));
+            nbDebug(u"through the link"_qs);
+            DebugLog::appendUnstamped(u"through the link"_qs);
+            QCOMPARE(QFileInfo(target).size(), 0);
+            QVERIFY(!QFileInfo::exists(dir.filePath(u"absent"_qs)));
+        }
     }
 
     void concurrentWritersNeverInterleave() {

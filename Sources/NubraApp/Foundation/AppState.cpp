@@ -6,7 +6,6 @@
 #include "NubraCore/Support/DebugLog.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QPointer>
 
 AppState::AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
@@ -82,11 +81,8 @@ void AppState::readCredential() {
 }
 
 void AppState::writeStartupLine(const QString& baseUrl) {
-    QFile log(DebugLog::path());
     // Unlike nbDebug this line never creates the log.
-    if (!log.exists() || !log.open(QIODevice::WriteOnly | QIODevice::Append))
-        return;
-    log.write((QStringLiteral("AppState init: api.baseURL=") + baseUrl + u'\n').toUtf8());
+    DebugLog::appendUnstamped(QStringLiteral("AppState init: api.baseURL=") + baseUrl);
 }
 
 AppStateHolder& AppStateHolder::shared() {

@@ -8,3 +8,4 @@
 enum class SettingsTab { general, gloss, privacy, about };
 
 std::optional<SettingsTab> settingsTabFrom(const QString& name);
+QString settingsTabName(SettingsTab tab);

@@ -1,65 +1,17 @@
 #include "NubraApp/Shell/CommandLine.h"
 #include "NubraBuildInfo/BuildInfo.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QJsonParseError>
-#include <QTextStream>
-
-#include <algorithm>
-#include <array>
 #include <cstdio>
 
 using Action = LaunchRequest::Action;
 
 namespace {
 
-// The tabs in the order the help lists them; settingsTabFrom owns the name-to-tab mapping.
-const std::array<QStringView, 4> tabNames = {u"general", u"gloss", u"privacy", u"about"};
-
-struct ActionName {
-    Action action;
-    QStringView name;
-};
-
-const std::array<ActionName, 6> actionNames = {{
-    {Action::reopen, u"reopen"},
-    {Action::history, u"history"},
-    {Action::settings, u"settings"},
-    {Action::pause, u"pause"},
-    {Action::resume, u"resume"},
-    {Action::quit, u"quit"},
-}};
-
-QString nameOf(Action action) {
-    for (const ActionName& entry : actionNames) {
-        if (entry.action == action)
-            return entry.name.toString();
-    }
-    return {};
-}
-
-std::optional<Action> actionNamed(QStringView name) {
-    for (const ActionName& entry : actionNames) {
-        if (entry.name == name)
-            return entry.action;
-    }
-    return std::nullopt;
-}
-
-QString nameOf(SettingsTab tab) {
-    for (QStringView name : tabNames) {
-        if (settingsTabFrom(name.toString()) == tab)
-            return name.toString();
-    }
-    return {};
-}
-
 // The option that asks for `action`, as the user typed it, for error messages.
 QString optionText(Action action, std::optional<SettingsTab> tab) {
     QString text = QStringLiteral("--") + nameOf(action);
     if (tab)
-        text += u' ' + nameOf(*tab);
+        text += u' ' + settingsTabName(*tab);
     return text;
 }
 
@@ -220,74 +172,3 @@ int report(const Exit& exit) {
 }
 
 } // namespace CommandLine
-
-namespace LaunchMessage {
-
-namespace {
-
-constexpr char magic[] = {'N', 'B', 'R', 'Q'};
-
-} // namespace
-
-QByteArray encode(const LaunchRequest& request) {
-    QJsonObject object{{QStringLiteral("action"), nameOf(request.action)}};
-    if (request.action == Action::settings && request.settingsTab)
-        object.insert(QStringLiteral("tab"), nameOf(*request.settingsTab));
-    const QByteArray payload = QJsonDocument(object).toJson(QJsonDocument::Compact);
-
-    QByteArray frame(magic, sizeof magic);
-    frame.append(char(version));
-    frame.append(char((payload.size() >> 8) & 0xff));
-    frame.append(char(payload.size() & 0xff));
-    return frame + payload;
-}
-
-Decoded decode(QByteArrayView bytes) {
-    using Status = Decoded::Status;
-    const auto invalid = Decoded{Status::invalid, std::nullopt};
-
-    // Check each byte as soon as it is there, so garbage is refused without waiting for more.
-    const QByteArrayView expected(magic, sizeof magic);
-    if (!expected.startsWith(bytes.first(std::min(bytes.size(), expected.size()))))
-        return invalid;
-    if (bytes.size() <= expected.size())
-        return {};
-    if (quint8(bytes.at(4)) != version)
-        return {Status::unsupportedVersion, std::nullopt};
-    if (bytes.size() < headerSize)
-        return {};
-
-    const qsizetype length = (qsizetype(quint8(bytes.at(5))) << 8) | quint8(bytes.at(6));
-    if (length == 0 || length > maxPayload || bytes.size() > headerSize + length)
-        return invalid;
-    if (bytes.size() < headerSize + length)
-        return {};
-
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(bytes.sliced(headerSize).toByteArray(), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return invalid;
-    const QJsonObject object = document.object();
-    for (auto it = object.begin(); it != object.end(); ++it) {
-        if (it.key() != u"action" && it.key() != u"tab")
-            return invalid;
-        if (!it.value().isString())
-            return invalid;
-    }
-
-    const std::optional<Action> action = actionNamed(object.value(u"action").toString());
-    if (!action)
-        return invalid;
-    LaunchRequest request;
-    request.action = *action;
-    if (object.contains(u"tab")) {
-        if (*action != Action::settings)
-            return invalid;
-        request.settingsTab = settingsTabFrom(object.value(u"tab").toString());
-        if (!request.settingsTab)
-            return invalid;
-    }
-    return {Status::complete, request};
-}
-
-} // namespace LaunchMessage

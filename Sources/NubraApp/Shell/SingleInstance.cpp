@@ -1,5 +1,6 @@
 #include "NubraApp/Shell/SingleInstance.h"
 
+#include "NubraApp/Shell/LaunchMessage.h"
 #include "NubraCore/Support/DebugLog.h"
 
 #include <QDeadlineTimer>

@@ -1,5 +1,7 @@
 #include "NubraCore/History/HistoryFile.h"
 
+#include "NubraCore/Support/PrivateFiles.h"
+
 #include <QDir>
 #include <QStandardPaths>
 
@@ -10,7 +12,7 @@ QString defaultPath() {
     if (base.isEmpty())
         return QStringLiteral(":memory:");
     const QString folder = QDir(base).filePath(QStringLiteral("Nubra"));
-    QDir().mkpath(folder); // a failure shows up as an open failure of the store
+    PrivateFiles::ensureFolder(folder); // a failure shows up as an open failure of the store
     return QDir(folder).filePath(QStringLiteral("history.sqlite3"));
 }
 

@@ -10,7 +10,7 @@
 namespace HistoryFile {
 
 // ~/.local/share/Nubra/history.sqlite3 on Linux, Application Support/Nubra on macOS (the folder is
-// created); ":memory:" when there is no data location.
+// created when missing and kept private to its owner); ":memory:" when there is no data location.
 QString defaultPath();
 
 // The store at `path`, or an in-memory one when that cannot be opened, so lookups keep working for the

@@ -1,5 +1,7 @@
 #include "NubraCore/History/HistoryStore.h"
 
+#include "NubraCore/Support/PrivateFiles.h"
+
 #include <sqlite3.h>
 
 #include <QByteArray>
@@ -81,6 +83,12 @@ bool separatorAt(QStringView text, qsizetype at, char16_t expected) {
 } // namespace
 
 HistoryStore::HistoryStore(const QString& path) {
+    if (!path.isEmpty() && path != u":memory:") {
+        // SQLite gives its journals the database's own permissions; older ones are made private too.
+        PrivateFiles::ensureFile(path);
+        for (const QStringView suffix : {u"-journal", u"-wal", u"-shm"})
+            PrivateFiles::restrict(path + suffix);
+    }
     const QByteArray file = path.toUtf8();
     if (sqlite3_open(file.constData(), &m_db) != SQLITE_OK) {
         // SQLite hands out a handle even when opening fails; it carries the message and must be closed.

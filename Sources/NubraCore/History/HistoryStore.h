@@ -15,8 +15,9 @@ struct sqlite3;
 // thread only; it has no lock of its own.
 class HistoryStore {
 public:
-    // Opens (creating if missing) the database at `path` and creates the table and index.
-    // ":memory:" gives a database that lives as long as the store. Throws HistoryStoreError.
+    // Opens (creating if missing) the database at `path` and creates the table and index. The file and
+    // its journals are readable by their owner only. ":memory:" gives a database that lives as long as
+    // the store. Throws HistoryStoreError.
     explicit HistoryStore(const QString& path);
     ~HistoryStore();
     HistoryStore(const HistoryStore&) = delete;

@@ -1,5 +1,7 @@
 #include "NubraCore/Service/TokenStore.h"
 
+#include "NubraCore/Support/DebugLog.h"
+
 #include <QStringDecoder>
 
 TokenStore::TokenStore(SecretStore& secrets, Defaults& defaults) : m_secrets(secrets), m_defaults(defaults) {}
@@ -10,7 +12,11 @@ QString TokenStore::account(const QString& key) {
 
 void TokenStore::save(const QString& key, const QString& value) {
     const QString name = account(key);
-    m_secrets.write(name, value.toUtf8());
+    if (!m_secrets.write(name, value.toUtf8())) {
+        // The legacy entry is then the only copy there is.
+        nbDebug(QStringLiteral("tokens: the secret store refused to keep ") + name);
+        return;
+    }
     m_defaults.remove(name);
 }
 

@@ -15,7 +15,8 @@ inline constexpr const char* refreshToken = "refresh_token"; // used only to ren
 
 // Keeps the service credentials in the secret store, under service "app.nubra.tokens" and account
 // "token." + key. Older versions kept them in the user defaults under the same name; such an entry is
-// moved into the secret store when it is first read and removed on every save and delete.
+// moved into the secret store when it is first read and removed on every save the secret store accepts
+// and on every delete. A refused save leaves what was stored before.
 class TokenStore {
 public:
     static constexpr const char* service = "app.nubra.tokens";

@@ -1,5 +1,9 @@
 #include "NubraCore/Support/Defaults.h"
 
+#include "NubraCore/Support/PrivateFiles.h"
+
+#include <QFileInfo>
+
 std::optional<qint64> Defaults::integer(const QString& key) const {
     const QVariant stored = value(key);
     if (!stored.isValid())
@@ -75,20 +79,39 @@ bool InMemoryDefaults::contains(const QString& key) const {
 }
 
 SettingsDefaults::SettingsDefaults()
-    : m_settings(std::make_unique<QSettings>(QStringLiteral("Nubra"), QStringLiteral("Nubra"))) {}
+    : m_settings(std::make_unique<QSettings>(QStringLiteral("Nubra"), QStringLiteral("Nubra"))),
+      m_ownFolder(QFileInfo(m_settings->fileName()).absolutePath()) {
+    PrivateFiles::restrict(m_ownFolder);
+    PrivateFiles::restrict(m_settings->fileName());
+}
 
 SettingsDefaults::SettingsDefaults(const QString& iniPath)
-    : m_settings(std::make_unique<QSettings>(iniPath, QSettings::IniFormat)) {}
+    : m_settings(std::make_unique<QSettings>(iniPath, QSettings::IniFormat)) {
+    PrivateFiles::restrict(m_settings->fileName());
+}
+
+void SettingsDefaults::prepareToWrite() {
+    if (m_preparedToWrite)
+        return;
+    m_preparedToWrite = true;
+    // QSettings replaces the file with one of the same permissions, so a private empty file written
+    // first keeps every later version private.
+    if (!m_ownFolder.isEmpty())
+        PrivateFiles::ensureFolder(m_ownFolder);
+    PrivateFiles::ensureFile(m_settings->fileName());
+}
 
 QVariant SettingsDefaults::value(const QString& key) const {
     return m_settings->value(key);
 }
 
 void SettingsDefaults::setValue(const QString& key, const QVariant& value) {
+    prepareToWrite();
     m_settings->setValue(key, value);
 }
 
 void SettingsDefaults::remove(const QString& key) {
+    prepareToWrite();
     m_settings->remove(key);
 }
 

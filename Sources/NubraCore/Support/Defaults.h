@@ -38,7 +38,9 @@ private:
     QHash<QString, QVariant> m_values;
 };
 
-// Defaults in QSettings: the user defaults on macOS, ~/.config/Nubra/Nubra.conf on Linux.
+// Defaults in QSettings: the user defaults on macOS, ~/.config/Nubra/Nubra.conf on Linux. The file (and
+// the application's own folder) is readable by its owner only, as it may hold an older version's
+// credentials; an existing one is made so when opened.
 class SettingsDefaults final : public Defaults {
 public:
     SettingsDefaults(); // the application's own settings
@@ -52,5 +54,9 @@ public:
     void sync();
 
 private:
+    void prepareToWrite();
+
     std::unique_ptr<QSettings> m_settings;
+    QString m_ownFolder; // only for the application's own settings
+    bool m_preparedToWrite = false;
 };

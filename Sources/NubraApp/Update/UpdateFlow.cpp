@@ -37,7 +37,8 @@ QString whyNotInstallable(const Installation& installation) {
 }
 
 QString notInstalled(const QString& english, const QString& chinese) {
-    return L10n::t(english + QStringLiteral(" The update was not installed."), chinese + QStringLiteral("本次更新未安装。"));
+    return L10n::t(english + QStringLiteral(" The update was not installed."),
+                   chinese + QStringLiteral("本次更新未安装。"));
 }
 
 // Why the install script was not even written for this release.
@@ -115,8 +116,7 @@ void UpdateFlow::reportFailedInstall(const QString& notePath) {
         nbDebug(QStringLiteral("updater: ignoring a failure note outside the temporary folder"));
         return;
     }
-    QString reason = UpdaterService::takeNote(notePath);
-    reason.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
+    const QString reason = UpdaterService::takeNote(notePath);
     showAlert(QStringLiteral("updateFailedAlert"), updateFailedTitle(),
               L10n::t(QStringLiteral("The update could not be installed (%1). Nubra %2 is still installed.")
                           .arg(reason, m_environment.currentVersion),

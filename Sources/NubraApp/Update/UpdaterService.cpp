@@ -2,6 +2,7 @@
 
 #include "NubraApp/Update/UpdateDownload.h"
 #include "NubraCore/Service/GlossAPI.h"
+#include "NubraCore/Support/ControlCharacters.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraCore/Update/LinuxUpdaterScript.h"
 
@@ -81,9 +82,10 @@ QString takeNote(const QString& notePath) {
     QFile note(notePath);
     QString line;
     if (note.open(QIODevice::ReadOnly))
-        line = QString::fromUtf8(note.read(512)).section(u'\n', 0, 0).trimmed();
+        line = QString::fromUtf8(note.read(512)).section(u'\n', 0, 0);
     note.remove();
-    return line;
+    // Shown to the user: whatever the file holds, no control character reaches the screen.
+    return ControlCharacters::stripped(line).remove(u'\t').trimmed();
 }
 
 } // namespace UpdaterService

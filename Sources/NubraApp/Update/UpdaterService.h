@@ -62,7 +62,8 @@ struct NotPrepared {
 // its error note go to the temporary folder under fresh names.
 std::variant<PreparedInstall, NotPrepared> prepare(const InstallInputs& inputs);
 
-// The first line of the note a failed script left (at most 512 bytes of it), then removes the note.
+// The first line of the note a failed script left (at most 512 bytes of it, without control
+// characters), then removes the note.
 QString takeNote(const QString& notePath);
 
 } // namespace UpdaterService

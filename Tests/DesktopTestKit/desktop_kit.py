@@ -161,14 +161,12 @@ def widgets(application="Nubra"):
     return json.loads(found.stdout) if found.returncode == 0 and found.stdout else []
 
 
-def widget(role, name=None, text=None):
-    """The first showing widget of Nubra of `role` whose name (or text) matches; None when there is none."""
+def widget(role, name=None):
+    """The first showing widget of Nubra of `role` whose name matches; None when there is none."""
     for item in widgets():
         if item["role"] != role or "showing" not in item["states"] or item["width"] <= 0:
             continue
         if name is not None and not re.search(name, item["name"] or ""):
-            continue
-        if text is not None and not re.search(text, item["text"] or ""):
             continue
         return item
     return None
@@ -180,10 +178,25 @@ def click(item):
     xdotool("click", 1)
 
 
+def xdotool_output(*args):
+    """What xdotool prints, split into words (window ids, for a search)."""
+    return subprocess.run(["xdotool", *map(str, args)], capture_output=True, text=True).stdout.split()
+
+
 def window_named(title):
-    found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{title}$"], capture_output=True,
-                           text=True).stdout.split()
+    found = xdotool_output("search", "--onlyvisible", "--name", f"^{title}$")
     return found[0] if found else None
+
+
+def visible_windows(window_class):
+    """The visible windows of `window_class`, as (id, x, y, width, height)."""
+    found = []
+    for window in xdotool_output("search", "--onlyvisible", "--class", window_class):
+        values = dict(word.split("=", 1) for word in xdotool_output("getwindowgeometry", "--shell", window)
+                      if "=" in word)
+        if "WIDTH" in values:
+            found.append((window, *(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))))
+    return found
 
 
 def start_service(desktop, argv):
@@ -233,8 +246,7 @@ def start_mousepad(desktop, text, name="gtk.txt"):
         f.write(text)
     desktop.spawn(["mousepad", "--disable-server", path])
     for _ in range(150):
-        found = subprocess.run(["xdotool", "search", "--name", f"{name} - Mousepad"], capture_output=True,
-                               text=True).stdout.split()
+        found = xdotool_output("search", "--name", f"{name} - Mousepad")
         if found:
             return found[0]
         time.sleep(0.2)

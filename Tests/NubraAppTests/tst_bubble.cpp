@@ -89,7 +89,6 @@ private slots:
         const std::optional<QRectF> screen = QRectF(0, 0, 1440, 875);
         // Right end at 300, top at 520: left edge 22.4 left of the end, bottom 5 above the top.
         QTest::newRow("above the end") << QRectF(100, 500, 200, 20) << screen << QPointF(277.6, 525);
-        QTest::newRow("mouse rectangle") << QRectF(640, 300, 1, 1) << screen << QPointF(618.6, 306);
         // 1440 - 44 - 8 = 1388.
         QTest::newRow("right edge") << QRectF(1300, 300, 140, 20) << screen << QPointF(1388, 325);
         QTest::newRow("left edge") << QRectF(0, 300, 10, 20) << screen << QPointF(8, 325);

@@ -51,8 +51,6 @@ private slots:
             << true;
         QTest::newRow("top edge: no vertical clamp")
             << QRectF(700, 870, 40, 5) << std::optional(mainFrame) << QPointF(542, 744) << false;
-        QTest::newRow("left edge") << QRectF(10, 500, 20, 16) << std::optional(mainFrame) << QPointF(8, 374)
-                                   << false;
         QTest::newRow("left edge of a second screen")
             << QRectF(1450, 500, 20, 16) << std::optional(QRectF(1440, 0, 1024, 768)) << QPointF(1448, 374)
             << false;

@@ -163,7 +163,6 @@ private slots:
         QCOMPARE(kit.state->history().count(), 1);
     }
 
-    // Markdown through the real save dialog is exported on the desktop (app_desktop).
     void exportWritesTheListedRows() {
         Kit kit;
         kit.add(u"pear"_qs);
@@ -192,12 +191,23 @@ private slots:
         QVERIFY(jsonl.open(QIODevice::ReadOnly));
         QCOMPARE(jsonl.readAll(), HistoryExporter::jsonl(view.records())); // its bytes are tst_export's
 
+        // Markdown of the same record.
+        click(view, "exportMarkdownButton");
+        dialog = view.exportDialog();
+        QVERIFY(dialog->selectedFiles().value(0).endsWith(u".md"_qs));
+        dialog->selectFile(kit.dir.filePath(u"out.md"_qs));
+        static_cast<QDialog*>(dialog)->accept();
+        QTRY_COMPARE(shownMessage(view), u"Exported 1 record(s) to out.md"_qs);
+        QFile markdown(kit.dir.filePath(u"out.md"_qs));
+        QVERIFY(markdown.open(QIODevice::ReadOnly));
+        QVERIFY(markdown.readAll().contains("\n## 1. pear\n"));
+
         // Cancelling writes nothing and says nothing.
         const QStringList files = QDir(kit.dir.path()).entryList(QDir::Files);
         click(view, "exportMarkdownButton");
         view.exportDialog()->reject();
         QTRY_VERIFY(!view.exportDialog());
-        QCOMPARE(shownMessage(view), u"Exported 1 record(s) to out.jsonl"_qs);
+        QCOMPARE(shownMessage(view), u"Exported 1 record(s) to out.md"_qs);
         QCOMPARE(QDir(kit.dir.path()).entryList(QDir::Files), files);
 
         // A folder that does not exist.

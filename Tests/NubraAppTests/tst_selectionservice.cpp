@@ -185,8 +185,6 @@ private slots:
             << mouse(1000, false) << false << editor << Owner(1000) << u"primary"_qs;
         QTest::newRow("plain click, PRIMARY from before the press")
             << mouse(1000, false) << false << editor << Owner(999) << QString();
-        QTest::newRow("plain click, PRIMARY never taken")
-            << mouse(1000, false) << false << editor << Owner(0) << QString();
         QTest::newRow("server time wrapped around since")
             << mouse(0xFFFFFF00, false) << false << editor << Owner(0x100000010) << u"primary"_qs;
         QTest::newRow("drag, stale PRIMARY, no element: copy")
@@ -278,8 +276,6 @@ private slots:
         QTest::addColumn<bool>("secure");
         QTest::newRow("secure text field")
             << std::optional<QString>(QStringLiteral("AXSecureTextField")) << true;
-        QTest::newRow("secure combo box")
-            << std::optional<QString>(QStringLiteral("AXSecureComboBox")) << true;
         QTest::newRow("password field") << std::optional<QString>(QStringLiteral("AXPasswordField")) << true;
         QTest::newRow("plain text field") << std::optional<QString>(QStringLiteral("AXTextField")) << false;
         QTest::newRow("case differs") << std::optional<QString>(QStringLiteral("axsecuretextfield")) << false;

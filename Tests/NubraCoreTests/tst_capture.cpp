@@ -6,21 +6,8 @@
 #include "NubraCore/Vocabulary/Models.h"
 
 #include <QTest>
-#include <QTextBoundaryFinder>
 
 using Cut = ContextExtractor::Result;
-
-namespace {
-
-qsizetype graphemeCount(const QString& text) {
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    qsizetype count = 0;
-    while (finder.toNextBoundary() > 0)
-        ++count;
-    return count;
-}
-
-} // namespace
 
 class ContextExtractorTest : public QObject {
     Q_OBJECT
@@ -43,7 +30,6 @@ private slots:
         QTest::newRow("negative length") << ten << 2 << qsizetype(5) << qsizetype(-1) << u"de"_qs << u""_qs << u"fg"_qs;
         QTest::newRow("radius wider than text") << ten << 50 << qsizetype(1) << qsizetype(1) << u"a"_qs << u"b"_qs
                                                 << u"cdefghij"_qs;
-        QTest::newRow("at start") << ten << 3 << qsizetype(0) << qsizetype(3) << u""_qs << u"abc"_qs << u"def"_qs;
         QTest::newRow("line breaks and tabs kept") << u"ab\n\tword\r\n!x"_qs << 4 << qsizetype(4) << qsizetype(4) << u"ab\n\t"_qs << u"word"_qs << u"\r\n!x"_qs;
         // "😀" is two UTF-16 units; a radius of 1 falls between them and must not widen the context.
         QTest::newRow("cut inside a character") << u"a😀bc"_qs << 1 << qsizetype(3) << qsizetype(1) << u"a😀bc"_qs.mid(2, 1) << u"b"_qs << u"c"_qs;
@@ -72,16 +58,8 @@ private slots:
         QCOMPARE(cut.after, u"tail"_qs);
     }
 
-    void fallbackKeepsTwoThousandGraphemes() {
-        QString emoji;
-        for (int i = 0; i < 2001; ++i)
-            emoji += u"👍🏽"_qs; // one cluster of four UTF-16 units
-        const Cut cut = ContextExtractor::fallback(emoji);
-        QCOMPARE(graphemeCount(cut.selected), 2000);
-        QCOMPARE(cut.selected.size(), 2000 * 4);
-        QVERIFY(cut.before.isEmpty());
-        QVERIFY(cut.after.isEmpty());
-
+    // The cut at 2000 graphemes is tst_selectionservice's, through the copy that needs it.
+    void fallbackKeepsGraphemesWhole() {
         const QString shortText = u"e\u0301tude"_qs; // a combining accent stays with its letter
         QCOMPARE(ContextExtractor::fallback(shortText).selected, shortText);
         QCOMPARE(ContextExtractor::fallback(QString()).selected, QString());
@@ -157,7 +135,6 @@ private slots:
         QTest::addColumn<quint64>("modifiers");
         QTest::addColumn<bool>("meaningful");
         QTest::newRow("option+g") << quint64(5) << quint64(0x80000) << true;
-        QTest::newRow("all four") << quint64(49) << quint64(0x1E0000) << true;
         QTest::newRow("no modifier") << quint64(5) << quint64(0) << false;
         QTest::newRow("key code 0 is no key") << quint64(0) << quint64(0x100000) << false;
         QTest::newRow("caps lock bit") << quint64(5) << quint64(0x80000 | 0x10000) << false;
@@ -176,8 +153,6 @@ private slots:
         QTest::addColumn<quint64>("modifiers");
         QTest::addColumn<QString>("display");
         QTest::newRow("option g") << quint64(5) << quint64(0x80000) << u"⌥G"_qs;
-        QTest::newRow("command k") << quint64(40) << quint64(0x100000) << u"⌘K"_qs;
-        QTest::newRow("command option o") << quint64(31) << quint64(0x180000) << u"⌘⌥O"_qs;
         QTest::newRow("command shift space") << quint64(49) << quint64(0x120000) << u"⌘⇧Space"_qs;
         QTest::newRow("all four") << quint64(36) << quint64(0x1E0000) << u"⌘⇧⌃⌥Return"_qs;
         QTest::newRow("unnamed key") << quint64(50) << quint64(0x40000) << u"⌃Key50"_qs;
@@ -228,8 +203,6 @@ private slots:
         QCOMPARE(HotkeyCombo::load(defaults).display(), u"⌘K"_qs);
 
         defaults.setValue(u"hotkey.keyCode"_qs, 0);
-        QCOMPARE(HotkeyCombo::load(defaults), HotkeyCombo::defaultCombo());
-        defaults.setValue(u"hotkey.keyCode"_qs, -3);
         QCOMPARE(HotkeyCombo::load(defaults), HotkeyCombo::defaultCombo());
 
         // A stored combination is returned as stored, even one that is not meaningful.

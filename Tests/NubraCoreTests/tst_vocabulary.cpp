@@ -133,8 +133,6 @@ private slots:
                                                   << u"en"_qs;
         QTest::newRow("french and german only") << QStringList{u"fr"_qs, u"de-DE"_qs} << u"en"_qs;
         QTest::newRow("empty list") << QStringList{} << u"en"_qs;
-        QTest::newRow("traditional chinese") << QStringList{u"zh-Hant-TW"_qs} << u"zh"_qs;
-        QTest::newRow("hong kong") << QStringList{u"zh-HK"_qs, u"en"_qs} << u"zh"_qs;
         QTest::newRow("prefix test is case-sensitive") << QStringList{u"ZH-CN"_qs, u"en"_qs} << u"en"_qs;
     }
 

@@ -58,7 +58,6 @@ private slots:
         QTest::newRow("better adj") << "better" << int(wordnet::Pos::adjective)
                                     << QStringList{"better", "good", "well"};
         QTest::newRow("churches") << "churches" << int(wordnet::Pos::noun) << QStringList{"church"};
-        QTest::newRow("women") << "women" << int(wordnet::Pos::noun) << QStringList{"woman"};
         QTest::newRow("hoped") << "hoped" << int(wordnet::Pos::verb) << QStringList{"hope", "hop"};
         QTest::newRow("bigger") << "bigger" << int(wordnet::Pos::adjective) << QStringList{"bigger", "big"};
         QTest::newRow("nothing") << "qzxv" << int(wordnet::Pos::noun) << QStringList{};

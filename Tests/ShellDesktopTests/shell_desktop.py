@@ -15,7 +15,8 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, Lines, check, fresh_home, poll, run, screenshot, skip, stop, xdotool  # noqa: E402
+from desktop_kit import (Failure, Lines, check, fresh_home, poll, run, screenshot, skip, stop,  # noqa: E402
+                         visible_windows, xdotool)
 
 try:
     import dbus
@@ -175,14 +176,8 @@ def sni_chinese_checks(app, watcher):
 
 def trayer_area():
     """Where trayer's panel is, as (x, y, width, height), once it is on the screen."""
-    for window in subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "trayer"], capture_output=True,
-                                 text=True).stdout.split():
-        shape = subprocess.run(["xdotool", "getwindowgeometry", "--shell", window], capture_output=True,
-                               text=True).stdout
-        values = dict(line.split("=", 1) for line in shape.split())
-        if "WIDTH" in values:
-            return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
-    return None
+    found = visible_windows("trayer")
+    return found[0][1:] if found else None
 
 
 def xembed(desktop):

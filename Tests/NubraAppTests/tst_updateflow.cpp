@@ -235,8 +235,8 @@ private slots:
             << u"updateBlockedAlert"_s
             << u"The downloaded release is not signed with Nubra's release key. The update was not installed."_s;
         QTest::newRow("an older release announced as this version")
-            << served << good << signature << signedVersion(u"1.2.0"_s, sha256("1.0.0's archive"))
-            << true << u"updateBlockedAlert"_s
+            << served << good << signature << signedVersion(u"1.2.0"_s, sha256("1.0.0's archive")) << true
+            << u"updateBlockedAlert"_s
             << u"The release's version is not signed with Nubra's release key, so it could be an older "
                "release. The update was not installed."_s;
         QTest::newRow("manifest without the signed version")
@@ -292,8 +292,9 @@ private slots:
         QVERIFY(outside.exists());
         flow.reportFailedInstall(note);
         QVERIFY(openAlert(u"updateFailedAlert"_s));
-        QCOMPARE(openAlert(u"updateFailedAlert"_s)->informativeText(),
-                 u"The update could not be installed (unpack failed]0;title). Nubra 1.0.0 is still installed."_s);
+        QCOMPARE(
+            openAlert(u"updateFailedAlert"_s)->informativeText(),
+            u"The update could not be installed (unpack failed]0;title). Nubra 1.0.0 is still installed."_s);
         QVERIFY(!QFileInfo::exists(note));
     }
 

@@ -14,8 +14,8 @@ UpdateManifest manifest(std::optional<QString> version,
                         std::optional<QString> url = u"https://dl.example/N.zip"_qs,
                         std::optional<QString> sha = QString(64, u'a'),
                         std::optional<QString> notes = std::nullopt) {
-    return {true, std::move(version), std::move(notes), std::move(url), std::move(sha), u"c2lnbmVk"_qs,
-            u"dmVyc2lvbg=="_qs};
+    return {true,           std::move(version), std::move(notes),  std::move(url),
+            std::move(sha), u"c2lnbmVk"_qs,     u"dmVyc2lvbg=="_qs};
 }
 
 } // namespace
@@ -96,8 +96,9 @@ private slots:
             return outcome.value_or(CheckResult::upToDate());
         };
 
-        QCOMPARE(check(), CheckResult::available(
-                              {u"1.4.0"_qs, u"Faster"_qs, QUrl(u"https://dl.example/N.zip"_qs), sha, {}, {}}));
+        QCOMPARE(check(),
+                 CheckResult::available(
+                     {u"1.4.0"_qs, u"Faster"_qs, QUrl(u"https://dl.example/N.zip"_qs), sha, {}, {}}));
         QVERIFY(!server.requests().front().hasHeader("authorization"));
         QCOMPARE(log.messages(), QStringList());
 

@@ -108,8 +108,7 @@ class LinuxUpdaterScriptTest : public QObject {
                                                            << path(u"build"_qs) << u"Nubra"_qs << extra));
         setArchive(readFile(archive));
         m_update.signatureBase64 = signatureOf(archive);
-        m_update.versionSignatureBase64 =
-            versionSignature(m_update.version, *m_update.expectedSha256);
+        m_update.versionSignatureBase64 = versionSignature(m_update.version, *m_update.expectedSha256);
         QVERIFY(!m_update.signatureBase64.isEmpty() && !m_update.versionSignatureBase64.isEmpty());
     }
 
@@ -203,12 +202,13 @@ private slots:
         QCOMPARE(runScript(), 0);
 
         // Started to report that it is up, then the old version went.
-        QTRY_VERIFY_WITH_TIMEOUT(QRegularExpression(u"^new /home/u/.local/opt/Nubra/bin/nubra \\[--update-health\\] "
-                                                    "\\[/home/u/.local/opt/.nubra-old.\\w+/healthy\\] "
-                                                    "\\[--updated\\] \\[from 1.3.0 & more\\]\n$"_qs)
-                                     .match(QString::fromUtf8(readFile(path(u"log/launched"_qs))))
-                                     .hasMatch(),
-                                 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            QRegularExpression(u"^new /home/u/.local/opt/Nubra/bin/nubra \\[--update-health\\] "
+                               "\\[/home/u/.local/opt/.nubra-old.\\w+/healthy\\] "
+                               "\\[--updated\\] \\[from 1.3.0 & more\\]\n$"_qs)
+                .match(QString::fromUtf8(readFile(path(u"log/launched"_qs))))
+                .hasMatch(),
+            10000);
         QCOMPARE(readFile(installed(u"lib/libNubraCore.so.1"_qs)), QByteArray("new"));
         QVERIFY(QFileInfo(installed(u"bin/nubra-glossd"_qs)).isExecutable());
         QCOMPARE(leftovers(), QStringList());
@@ -274,8 +274,7 @@ private slots:
         if (fault == Fault::truncatedArchive) {
             setArchive(packed.first(packed.size() / 2));
             m_update.signatureBase64 = signatureOf(archive);
-            m_update.versionSignatureBase64 =
-                versionSignature(m_update.version, *m_update.expectedSha256);
+            m_update.versionSignatureBase64 = versionSignature(m_update.version, *m_update.expectedSha256);
         }
         if (fault == Fault::backupFails)
             environment << u"NUBRA_TEST_MV_FAIL=1"_qs;
@@ -289,11 +288,12 @@ private slots:
         QVERIFY(!QFileInfo::exists(outside(m_scriptPath)));
         QCOMPARE(leftovers(), QStringList());
         if (fault >= Fault::truncatedArchive)
-            QTRY_VERIFY_WITH_TIMEOUT(readFile(path(u"log/launched"_qs))
-                                         .endsWith(u"old /home/u/.local/opt/Nubra/bin/nubra [--update-failed] [%1]\n"_qs
-                                                       .arg(m_update.errPath)
-                                                       .toUtf8()),
-                                     10000);
+            QTRY_VERIFY_WITH_TIMEOUT(
+                readFile(path(u"log/launched"_qs))
+                    .endsWith(u"old /home/u/.local/opt/Nubra/bin/nubra [--update-failed] [%1]\n"_qs
+                                  .arg(m_update.errPath)
+                                  .toUtf8()),
+                10000);
         else
             QVERIFY(!QFileInfo::exists(path(u"log/launched"_qs)));
         QProcess old;

@@ -88,8 +88,8 @@ private slots:
                    "Nubra.zip\",\"sha256\":\"ABC\",\"signature\":\"c2ln\",\"version_signature\":\"dg==\","
                    "\"size\":12}"));
         QVERIFY(full);
-        const UpdateManifest expected{true,      u"1.4.0"_qs, u"n"_qs, u"https://example.com/Nubra.zip"_qs,
-                                      u"ABC"_qs, u"c2ln"_qs,   u"dg=="_qs};
+        const UpdateManifest expected{true,      u"1.4.0"_qs, u"n"_qs,   u"https://example.com/Nubra.zip"_qs,
+                                      u"ABC"_qs, u"c2ln"_qs,  u"dg=="_qs};
         QCOMPARE(full.value(), expected);
 
         const auto bare = UpdateManifest::fromJson(object(R"({"available":false,"version":null})"));

@@ -155,7 +155,8 @@ private slots:
         QTest::newRow("no process id") << with([](LinuxUpdate& u) { u.pid = 0; }) << processOrPolls;
         QTest::newRow("no version signature, as older manifests")
             << with([](LinuxUpdate& u) { u.versionSignatureBase64.clear(); }) << signature;
-        QTest::newRow("version not newer") << with([](LinuxUpdate& u) { u.version = u"1.3.0"_qs; }) << version;
+        QTest::newRow("version not newer")
+            << with([](LinuxUpdate& u) { u.version = u"1.3.0"_qs; }) << version;
         QTest::newRow("version with shell text")
             << with([](LinuxUpdate& u) { u.version = u"9.0.0';reboot;'"_qs; }) << version;
     }

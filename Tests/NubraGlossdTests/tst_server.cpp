@@ -132,9 +132,11 @@ private slots:
         // the body into the socket.
         const std::string requests[] = {
             "POST /v1/gloss HTTP/1.1\r\nHost: x\r\nConnection: close\r\nContent-Type: application/json\r\n"
-            "Transfer-Encoding: chunked\r\n\r\n" + chunkSize + "\r\n" + body + "\r\n0\r\n\r\n",
+            "Transfer-Encoding: chunked\r\n\r\n" +
+                chunkSize + "\r\n" + body + "\r\n0\r\n\r\n",
             "POST /v1/gloss HTTP/1.1\r\nHost: x\r\nConnection: close\r\nContent-Type: application/json\r\n"
-            "Content-Encoding: gzip\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body};
+            "Content-Encoding: gzip\r\nContent-Length: " +
+                std::to_string(body.size()) + "\r\n\r\n" + body};
         for (const std::string& request : requests) {
             const QByteArray answer = QByteArray::fromStdString(exchange(server.port(), request));
             QVERIFY2(answer.startsWith("HTTP/1.1 400 "), answer.constData());

@@ -10,8 +10,9 @@
 
 AppState::AppState(Defaults& defaults, SecretStore& secrets, const QUrl& baseURL, const QString& historyPath,
                    QObject* parent)
-    : QObject(parent), m_defaults(defaults), m_secrets(secrets), m_settings(defaults), m_api(baseURL, nubraDirectSession()),
-      m_historyPath(historyPath), m_deviceId(DeviceIdentity::platformUUID()) {
+    : QObject(parent), m_defaults(defaults), m_secrets(secrets), m_settings(defaults),
+      m_api(baseURL, nubraDirectSession()), m_historyPath(historyPath),
+      m_deviceId(DeviceIdentity::platformUUID()) {
     Q_ASSERT(baseURL.isValid());
     m_settings.loadPersisted();
     writeStartupLine(m_api.baseURL().toString());

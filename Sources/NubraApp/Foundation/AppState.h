@@ -10,7 +10,6 @@
 #include <QUrl>
 
 #include <functional>
-
 #include <memory>
 
 class Defaults;

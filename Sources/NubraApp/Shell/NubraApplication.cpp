@@ -97,7 +97,8 @@ int NubraApplication::run(int argc, char** argv) {
         if (request.updateFailedNote)
             delegate.reportFailedUpdate(*request.updateFailedNote);
         if (request.updateHealthFile) // once the event loop turns: the tray is up by then
-            QTimer::singleShot(0, &app, [file = *request.updateHealthFile] { UpdateFlow::reportStarted(file); });
+            QTimer::singleShot(0, &app,
+                               [file = *request.updateHealthFile] { UpdateFlow::reportStarted(file); });
         if (request.action != LaunchRequest::Action::reopen)
             delegate.perform(request);
         status = QApplication::exec();

@@ -49,18 +49,21 @@ QString refusalText(LinuxUpdaterScript::Refusal refusal, const UpdateInfo& info)
         break;
     case Refusal::signature:
         if (info.versionSignature.isEmpty())
-            return notInstalled(QStringLiteral("The release manifest does not carry the signed version "
-                                               "this Nubra requires, so the release could be an older one."),
-                                QStringLiteral("更新清单缺少本版 Nubra 所需的版本签名，该版本可能是旧版本冒充的。"));
+            return notInstalled(
+                QStringLiteral("The release manifest does not carry the signed version "
+                               "this Nubra requires, so the release could be an older one."),
+                QStringLiteral("更新清单缺少本版 Nubra 所需的版本签名，该版本可能是旧版本冒充的。"));
         return notInstalled(QStringLiteral("The release manifest's signatures are malformed."),
                             QStringLiteral("更新清单中的签名格式有误。"));
     case Refusal::version:
-        return notInstalled(QStringLiteral("Version %1 cannot replace the installed version.").arg(info.version),
-                            QStringLiteral("版本 %1 不能替换当前安装的版本。").arg(info.version));
+        return notInstalled(
+            QStringLiteral("Version %1 cannot replace the installed version.").arg(info.version),
+            QStringLiteral("版本 %1 不能替换当前安装的版本。").arg(info.version));
     case Refusal::unsafePath:
-        return notInstalled(QStringLiteral("The temporary folder %1 has a name the installer does not accept.")
-                                .arg(QDir::tempPath()),
-                            QStringLiteral("临时文件夹 %1 的名称不被安装程序接受。").arg(QDir::tempPath()));
+        return notInstalled(
+            QStringLiteral("The temporary folder %1 has a name the installer does not accept.")
+                .arg(QDir::tempPath()),
+            QStringLiteral("临时文件夹 %1 的名称不被安装程序接受。").arg(QDir::tempPath()));
     case Refusal::key:
     case Refusal::processOrPolls:
         return notInstalled(QStringLiteral("The installer refused its inputs."),
@@ -134,8 +137,9 @@ void UpdateFlow::reportStarted(const QString& healthFile) {
     }
     QFile marker(healthFile);
     const bool made = marker.open(QIODevice::WriteOnly | QIODevice::NewOnly);
-    nbDebug(made ? QStringLiteral("updater: started after an update, reported healthy")
-                 : QStringLiteral("updater: started after an update, cannot report: ") + marker.errorString());
+    nbDebug(made
+                ? QStringLiteral("updater: started after an update, reported healthy")
+                : QStringLiteral("updater: started after an update, cannot report: ") + marker.errorString());
 }
 
 void UpdateFlow::present(const CheckResult& result, bool manual) {

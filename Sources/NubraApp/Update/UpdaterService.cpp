@@ -68,8 +68,8 @@ std::variant<PreparedInstall, NotPrepared> prepare(const InstallInputs& inputs) 
 
     const QString path = freshTemporaryPath(QStringLiteral(".sh"));
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(LinuxUpdaterScript::build(update)->toUtf8()) < 0 || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(LinuxUpdaterScript::build(update)->toUtf8()) < 0 ||
+        !file.commit()) {
         nbDebug(QStringLiteral("updater: cannot write ") + path + QStringLiteral(": ") + file.errorString());
         return NotPrepared{};
     }

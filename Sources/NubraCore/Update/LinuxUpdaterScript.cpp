@@ -162,7 +162,8 @@ std::optional<QString> build(const LinuxUpdate& update) {
         QStringLiteral("cat > \"$STAGE/release.pub\" <<'NUBRA_RELEASE_KEY'"),
         key,
         QStringLiteral("NUBRA_RELEASE_KEY"),
-        QStringLiteral("printf '%s' '") + signature + QStringLiteral("' | base64 -d > \"$STAGE/release.sig\""),
+        QStringLiteral("printf '%s' '") + signature +
+            QStringLiteral("' | base64 -d > \"$STAGE/release.sig\""),
         QStringLiteral("openssl pkeyutl -verify -pubin -inkey \"$STAGE/release.pub\" -rawin -in \"$TGZ\" \\"),
         QStringLiteral(
             "  -sigfile \"$STAGE/release.sig\" >/dev/null 2>&1 || fail \"signature verify failed\""),
@@ -232,7 +233,8 @@ std::optional<QString> build(const LinuxUpdate& update) {
         QStringLiteral("    kill $NEW 2>/dev/null"),
         QStringLiteral("    mv -T \"$APP\" \"$STAGE/Nubra\" && mv -T \"$OLD/Nubra\" \"$APP\" || {"),
         QStringLiteral("      KEPT=\"$OLD\"; OLD=\"\""),
-        QStringLiteral("      fail \"the new version did not start, the previous version is kept in $KEPT/Nubra\""),
+        QStringLiteral(
+            "      fail \"the new version did not start, the previous version is kept in $KEPT/Nubra\""),
         QStringLiteral("    }"),
         QStringLiteral("    fail \"the new version did not start\""),
         QStringLiteral("  fi"),

@@ -13,11 +13,11 @@ class QObject;
 
 // A newer release that can be installed.
 struct UpdateInfo {
-    QString version;   // as the manifest sent it
-    QString notes;     // localized; empty when there are none
-    QUrl downloadURL;  // the release archive
-    QString sha256;    // as sent, never empty
-    QString signature; // as sent; empty when there is none
+    QString version;          // as the manifest sent it
+    QString notes;            // localized; empty when there are none
+    QUrl downloadURL;         // the release archive
+    QString sha256;           // as sent, never empty
+    QString signature;        // as sent; empty when there is none
     QString versionSignature; // as sent; empty when there is none
 
     friend bool operator==(const UpdateInfo&, const UpdateInfo&) = default;

@@ -34,6 +34,8 @@ PACKAGES=(
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
     trayer xclip
+    # the applications the capture suite reads from
+    firefox-esr chromium libreoffice-writer libreoffice-gtk3 evince gnome-text-editor gnome-terminal
     # package checks
     desktop-file-utils appstream lintian systemd man-db
     # a CJK font, so the Chinese screenshots of the desktop tests are legible

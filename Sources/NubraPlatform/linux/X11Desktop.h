@@ -4,6 +4,8 @@
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
 
+#include <QPoint>
+
 #include <mutex>
 
 typedef struct _XDisplay Display;
@@ -18,6 +20,9 @@ public:
     double primaryScreenHeight() override;
     ScreenSpace screens() override;
     QPointF mouseLocation() override;
+
+    // Where the inside of the active window begins on the screen, in device pixels.
+    std::optional<QPoint> activeWindowOrigin();
 
 private:
     unsigned long activeWindow();

@@ -91,7 +91,7 @@ public:
     Part selection(TextNode& node, TextNode::Span span, int depth);
 
 private:
-    std::unique_ptr<TextNode> enter(TextNode& node, int offset);
+    std::unique_ptr<TextNode> enter(TextNode& node, int offset, bool selected);
     QString flatten(TextNode& node, int start, int end, qsizetype limit, bool fromEnd, bool measure,
                     int depth);
     void measure(TextNode& node, const QString& text, const QList<Character>& run);
@@ -103,12 +103,14 @@ private:
     std::optional<QRectF> m_bounds;
 };
 
-std::unique_ptr<TextNode> Walk::enter(TextNode& node, int offset) {
+// The object at `offset`. A password field inside the selection refuses the whole read; one beside it
+// is left out of the context.
+std::unique_ptr<TextNode> Walk::enter(TextNode& node, int offset, bool selected) {
     if (--m_objectsLeft < 0 || m_deadline.hasExpired())
         return nullptr;
     std::unique_ptr<TextNode> child = node.embeddedAt(offset);
     if (child && child->isPassword()) {
-        m_refused = true;
+        m_refused = m_refused || selected;
         return nullptr;
     }
     return child;
@@ -142,7 +144,7 @@ Part Walk::selection(TextNode& node, TextNode::Span span, int depth) {
         }
         measure(node, text, run);
         run.clear();
-        const std::unique_ptr<TextNode> child = enter(node, c.offset);
+        const std::unique_ptr<TextNode> child = enter(node, c.offset, true);
         if (!child)
             continue;
         const QString wrap = child->isBlock() ? QString(blockBreak) : QString();
@@ -175,7 +177,8 @@ Part Walk::selection(TextNode& node, TextNode::Span span, int depth) {
 }
 
 // Up to `limit` characters of [start, end) of `node`, nested objects read in place, taken from the end
-// of the span when `fromEnd`; with `measure` the rectangles of the words read are collected too.
+// of the span when `fromEnd`; `measureWords` says the text is selected: the rectangles of its words are
+// collected too.
 QString Walk::flatten(TextNode& node, int start, int end, qsizetype limit, bool fromEnd, bool measureWords,
                       int depth) {
     if (limit <= 0 || start >= end || depth > HypertextSelection::maxDepth || failed())
@@ -199,7 +202,7 @@ QString Walk::flatten(TextNode& node, int start, int end, qsizetype limit, bool 
             if (measureWords)
                 measure(node, text, run);
             run.clear();
-            const std::unique_ptr<TextNode> child = enter(node, c.offset);
+            const std::unique_ptr<TextNode> child = enter(node, c.offset, measureWords);
             if (!child)
                 continue;
             const int count = child->characterCount();

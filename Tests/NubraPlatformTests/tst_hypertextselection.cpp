@@ -175,6 +175,9 @@ private slots:
             << QStringLiteral("intro\nName\nAda [Lovelace]\nBorn\n1815");
         QTest::newRow("an image inside the selection is left out")
             << QStringLiteral("{a [b<!>c] d}") << QList<int>{} << 40 << QStringLiteral("a [bc] d");
+        QTest::newRow("a password field beside the selection is left out of the context")
+            << QStringLiteral("{{<user [name]> <*secret> <more>}}") << QList<int>{0, 0, 0} << 40
+            << QStringLiteral("user [name]  more");
     }
     void joinsTheSelectionInReadingOrder() {
         QFETCH(QString, markup);

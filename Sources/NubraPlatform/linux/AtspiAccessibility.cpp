@@ -15,6 +15,9 @@
 
 namespace {
 
+// How long a browser takes to lay out words it has just published.
+constexpr int layoutWaitMs = 100;
+
 const QString busService = QStringLiteral("org.a11y.Bus");
 const QString busPath = QStringLiteral("/org/a11y/bus");
 const QString statusInterface = QStringLiteral("org.a11y.Status");
@@ -54,8 +57,8 @@ QString roleName(AtspiRole role) {
 class AtspiElement final : public AccessibleElement {
 public:
     AtspiElement(std::shared_ptr<AtspiThread> thread, AtspiAccessible* object,
-                 AtspiTextNode::WindowOrigin windowOrigin)
-        : m_thread(std::move(thread)), m_object(object), m_windowOrigin(std::move(windowOrigin)) {}
+                 AtspiTextNode::ActiveWindow activeWindow)
+        : m_thread(std::move(thread)), m_object(object), m_activeWindow(std::move(activeWindow)) {}
     ~AtspiElement() override {
         AtspiAccessible* object = m_object;
         m_thread->call(
@@ -162,39 +165,54 @@ private:
 
     std::shared_ptr<AtspiThread> m_thread;
     AtspiAccessible* m_object;
-    AtspiTextNode::WindowOrigin m_windowOrigin;
+    AtspiTextNode::ActiveWindow m_activeWindow;
     int m_radius = HypertextSelection::maxChars;
     std::optional<Snapshot> m_snapshot;
 };
+
+// Runs on the AT-SPI thread.
+std::optional<JoinedSelection> readSelection(AtspiThread& thread, AtspiAccessible* object, int radius,
+                                             const AtspiTextNode::ActiveWindow& window) {
+    // Leaves time to hand the answer back before the caller stops waiting.
+    const QDeadlineTimer deadline(AtspiAccessibility::callTimeoutMs * 3 / 4);
+    std::optional<JoinedSelection> joined;
+    for (int attempt = 0; attempt < 3 && !deadline.hasExpired(); ++attempt) {
+        if (attempt > 0)
+            g_usleep(layoutWaitMs * 1000);
+        joined = HypertextSelection::read(std::make_unique<AtspiTextNode>(object, window), radius, deadline);
+        // The focused object may hold no selection while one of its application's objects does: a side
+        // panel keeps focus while the user selects in the document. The object that last told of a
+        // selection change is asked then.
+        if (!joined) {
+            if (AtspiAccessible* source = thread.selectionSourceBeside(object)) {
+                joined = HypertextSelection::read(std::make_unique<AtspiTextNode>(source, window), radius,
+                                                  deadline);
+                g_object_unref(source);
+            }
+        }
+        // A browser may publish the words before it has laid them out, with empty rectangles: it has
+        // them a moment later.
+        if (!joined || joined->bounds)
+            break;
+    }
+    return joined;
+}
 
 AtspiElement::Snapshot AtspiElement::snapshot() {
     if (m_snapshot)
         return *m_snapshot;
     AtspiAccessible* object = m_object;
     const int radius = m_radius;
-    std::shared_ptr<AtspiThread> thread = m_thread;
-    AtspiTextNode::WindowOrigin origin = m_windowOrigin;
+    AtspiThread* thread = m_thread.get();
+    AtspiTextNode::ActiveWindow window = m_activeWindow;
     m_snapshot = m_thread
                      ->call(
-                         [object, radius, thread, origin]() {
+                         [object, radius, thread, window]() {
                              Snapshot s;
-                             // Leaves time to hand the answer back before the caller stops waiting.
-                             const QDeadlineTimer deadline(AtspiAccessibility::callTimeoutMs * 3 / 4);
-                             auto focused = std::make_unique<AtspiTextNode>(object, origin);
-                             s.hasText = focused->characterCount() >= 0;
-                             std::optional<JoinedSelection> joined =
-                                 HypertextSelection::read(std::move(focused), radius, deadline);
-                             // The focused object may hold no selection while one of its application's
-                             // objects does: a side panel keeps focus while the user selects in the
-                             // document. The object that last told of a selection change is asked then.
-                             if (!joined) {
-                                 if (AtspiAccessible* source = thread->selectionSourceBeside(object)) {
-                                     joined = HypertextSelection::read(
-                                         std::make_unique<AtspiTextNode>(source, origin), radius, deadline);
-                                     g_object_unref(source);
-                                 }
-                             }
-                             if (joined) {
+                             AtspiTextNode focused(object, window);
+                             s.hasText = focused.characterCount() >= 0;
+                             if (std::optional<JoinedSelection> joined =
+                                     readSelection(*thread, object, radius, window)) {
                                  s.hasText = true;
                                  s.text = std::move(joined->text);
                                  s.selStart = joined->selectionStart;
@@ -210,8 +228,8 @@ AtspiElement::Snapshot AtspiElement::snapshot() {
 
 } // namespace
 
-AtspiAccessibility::AtspiAccessibility(AtspiTextNode::WindowOrigin windowOrigin)
-    : m_thread(std::make_shared<AtspiThread>(dbusTimeoutMs)), m_windowOrigin(std::move(windowOrigin)) {}
+AtspiAccessibility::AtspiAccessibility(AtspiTextNode::ActiveWindow activeWindow)
+    : m_thread(std::make_shared<AtspiThread>(dbusTimeoutMs)), m_activeWindow(std::move(activeWindow)) {}
 
 AtspiAccessibility::~AtspiAccessibility() = default;
 
@@ -219,8 +237,10 @@ bool AtspiAccessibility::isTrusted() {
     return m_thread->isReady() && busEnabled().value_or(false);
 }
 
-void AtspiAccessibility::enableApplication(qint64) {
-    // Toolkits follow the bus switch on their own; there is no per-application switch on Linux.
+void AtspiAccessibility::enableApplication(qint64 processId) {
+    // Toolkits follow the bus switch on their own, except the Chromium family, which waits to be asked.
+    AtspiThread* thread = m_thread.get(); // tasks run only while the thread does
+    m_thread->submit([thread, processId]() { thread->wakeApplication(processId); });
 }
 
 FocusQuery AtspiAccessibility::focusedElement() {
@@ -231,7 +251,7 @@ FocusQuery AtspiAccessibility::focusedElement() {
         return {FocusQuery::cannotComplete, nullptr};
     if (!*focused)
         return {FocusQuery::noValue, nullptr};
-    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, *focused, m_windowOrigin)};
+    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, *focused, m_activeWindow)};
 }
 
 void AtspiAccessibility::openSettings() {

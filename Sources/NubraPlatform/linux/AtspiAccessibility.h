@@ -16,7 +16,7 @@ public:
     static constexpr int dbusTimeoutMs = 300;
     static constexpr int callTimeoutMs = 400;
 
-    explicit AtspiAccessibility(AtspiTextNode::WindowOrigin windowOrigin);
+    explicit AtspiAccessibility(AtspiTextNode::ActiveWindow activeWindow);
     ~AtspiAccessibility() override;
 
     bool isTrusted() override;
@@ -26,5 +26,5 @@ public:
 
 private:
     std::shared_ptr<AtspiThread> m_thread;
-    AtspiTextNode::WindowOrigin m_windowOrigin;
+    AtspiTextNode::ActiveWindow m_activeWindow;
 };

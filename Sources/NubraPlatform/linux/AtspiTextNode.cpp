@@ -46,9 +46,9 @@ std::optional<QRectF> takeRect(AtspiRect* rect) {
 
 } // namespace
 
-AtspiTextNode::AtspiTextNode(AtspiAccessible* object, WindowOrigin windowOrigin)
+AtspiTextNode::AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow)
     : m_object(ATSPI_ACCESSIBLE(g_object_ref(object))), m_text(atspi_accessible_get_text_iface(object)),
-      m_windowOrigin(std::move(windowOrigin)) {}
+      m_activeWindow(std::move(activeWindow)) {}
 
 AtspiTextNode::~AtspiTextNode() {
     if (m_text)
@@ -59,7 +59,7 @@ AtspiTextNode::~AtspiTextNode() {
 std::unique_ptr<AtspiTextNode> AtspiTextNode::adopt(AtspiAccessible* object) const {
     if (!object)
         return nullptr;
-    auto node = std::make_unique<AtspiTextNode>(object, m_windowOrigin);
+    auto node = std::make_unique<AtspiTextNode>(object, m_activeWindow);
     g_object_unref(object);
     return node;
 }
@@ -211,16 +211,48 @@ std::optional<QRectF> AtspiTextNode::extents(int start, int end) {
         takeRect(ask([&](GError** e) {
                      return atspi_text_get_range_extents(m_text, start, last, coordinates, e);
                  }).value_or(nullptr));
-    if (!rect) {
-        const std::optional<QRectF> first = characterExtents(m_text, start, coordinates);
-        const std::optional<QRectF> final = characterExtents(m_text, end - 1, coordinates);
-        rect = first && final ? first->united(*final) : (first ? first : final);
-    }
+    // A browser that has published words before laying them out measures only part of the range, and
+    // some of its characters have no rectangle yet: then nothing is known.
+    const std::optional<QRectF> first = characterExtents(m_text, start, coordinates);
+    const std::optional<QRectF> final = characterExtents(m_text, end - 1, coordinates);
+    if (!first || !final)
+        return std::nullopt;
+    rect = rect ? rect->united(*first).united(*final) : first->united(*final);
     if (rect && windowRelative) {
-        const std::optional<QPoint> origin = m_windowOrigin ? m_windowOrigin() : std::nullopt;
+        const std::optional<QPointF> origin = windowOrigin();
         if (!origin)
             return std::nullopt;
         rect->translate(*origin);
     }
     return rect;
+}
+
+std::optional<QPointF> AtspiTextNode::windowOrigin() {
+    const std::optional<QRect> window = m_activeWindow ? m_activeWindow() : std::nullopt;
+    if (!window)
+        return std::nullopt;
+    // The toolkit counts from its window frame, which a shadow drawn by the toolkit itself surrounds
+    // inside the X window: the difference in size, shared equally between the sides.
+    AtspiAccessible* top = ATSPI_ACCESSIBLE(g_object_ref(m_object));
+    for (int depth = 0; depth < 64; ++depth) {
+        AtspiAccessible* up = atspi_accessible_get_parent(top, nullptr);
+        const bool reached = !up || atspi_accessible_get_role(up, nullptr) == ATSPI_ROLE_APPLICATION;
+        if (up && reached)
+            g_object_unref(up);
+        if (reached)
+            break;
+        g_object_unref(top);
+        top = up;
+    }
+    QPointF margin;
+    if (AtspiComponent* component = atspi_accessible_get_component_iface(top)) {
+        if (AtspiRect* frame = atspi_component_get_extents(component, ATSPI_COORD_TYPE_WINDOW, nullptr)) {
+            margin = QPointF(std::max(0, window->width() - frame->width) / 2,
+                             std::max(0, window->height() - frame->height) / 2);
+            g_free(frame);
+        }
+        g_object_unref(component);
+    }
+    g_object_unref(top);
+    return QPointF(window->topLeft()) + margin;
 }

@@ -2,7 +2,7 @@
 
 #include "NubraPlatform/TextNode.h"
 
-#include <QPoint>
+#include <QRect>
 
 #include <functional>
 
@@ -13,12 +13,12 @@ typedef struct _AtspiText AtspiText;
 // owns the object, and all of them must be made on the AT-SPI thread.
 class AtspiTextNode final : public TextNode {
 public:
-    // Where the active window begins on the screen, for toolkits that place text relative to their
-    // window (GTK 4).
-    using WindowOrigin = std::function<std::optional<QPoint>()>;
+    // The screen rectangle of the active window's inside, for toolkits that place text relative to
+    // their window (GTK 4).
+    using ActiveWindow = std::function<std::optional<QRect>()>;
 
     // Takes a reference of its own to `object`.
-    AtspiTextNode(AtspiAccessible* object, WindowOrigin windowOrigin);
+    AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow);
     ~AtspiTextNode() override;
     AtspiTextNode(const AtspiTextNode&) = delete;
     AtspiTextNode& operator=(const AtspiTextNode&) = delete;
@@ -44,9 +44,11 @@ private:
     // The offset of the `index`-th U+FFFC in this object's text, or -1.
     int offsetOfEmbedded(int index);
     std::optional<QRectF> characterExtents(AtspiText* text, int offset, int coordinates);
+    // Where this object's window-relative coordinates begin on the screen.
+    std::optional<QPointF> windowOrigin();
 
     AtspiAccessible* m_object;
     AtspiText* m_text = nullptr; // null when the object has no text
-    WindowOrigin m_windowOrigin;
+    ActiveWindow m_activeWindow;
     std::optional<Toolkit> m_toolkit;
 };

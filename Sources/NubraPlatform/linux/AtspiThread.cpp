@@ -124,7 +124,9 @@ AtspiAccessible* findFocused(AtspiAccessible* object, int& budget, const QDeadli
         return nullptr;
     AtspiStateSet* states = atspi_accessible_get_state_set(object);
     const bool focused = states && atspi_state_set_contains(states, ATSPI_STATE_FOCUSED);
-    const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
+    // GTK 4 leaves SHOWING out; VISIBLE is what it sets.
+    const bool showing = states && (atspi_state_set_contains(states, ATSPI_STATE_SHOWING) ||
+                                    atspi_state_set_contains(states, ATSPI_STATE_VISIBLE));
     if (states)
         g_object_unref(states);
     if (focused)
@@ -211,7 +213,7 @@ std::optional<AtspiAccessible*> AtspiThread::takeFocused(int timeoutMs) {
                 std::lock_guard guard(m_lock);
                 keep(source, m_selectionSource);
             }
-            if (source && !hasState(source, ATSPI_STATE_SHOWING))
+            if (source && !hasState(source, ATSPI_STATE_SHOWING) && !hasState(source, ATSPI_STATE_VISIBLE))
                 keep(source, nullptr);
             return source;
         },
@@ -220,6 +222,26 @@ std::optional<AtspiAccessible*> AtspiThread::takeFocused(int timeoutMs) {
             if (late)
                 g_object_unref(late);
         });
+}
+
+void AtspiThread::wakeApplication(qint64 processId) {
+    // The set is small: one entry per application the user captured from.
+    if (processId <= 0 || !m_woken.insert(processId).second)
+        return;
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    const gint apps = desktop ? atspi_accessible_get_child_count(desktop, nullptr) : 0;
+    for (gint a = 0; a < apps; ++a) {
+        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, a, nullptr);
+        if (!app)
+            continue;
+        if (atspi_accessible_get_process_id(app, nullptr) == guint(processId)) {
+            if (GHashTable* attributes = atspi_accessible_get_attributes(app, nullptr))
+                g_hash_table_unref(attributes);
+        }
+        g_object_unref(app);
+    }
+    if (desktop)
+        g_object_unref(desktop);
 }
 
 void AtspiThread::submit(std::function<void()> task) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <thread>
 
 typedef struct _GMainContext GMainContext;
@@ -70,8 +71,15 @@ public:
         return answer.get();
     }
 
-private:
+    // Runs `task` on the AT-SPI thread without waiting for it.
     void submit(std::function<void()> task);
+
+    // Asks the application with this process id to build its tree, once per process: Chromium and
+    // Electron publish their pages only after an assistive technology has asked for an attribute of
+    // the application. Call it on the AT-SPI thread.
+    void wakeApplication(qint64 processId);
+
+private:
     void run(int dbusTimeoutMs, std::promise<bool>& started);
     static void onEvent(void* event, void* self);
     AtspiAccessible* searchFocused();
@@ -82,6 +90,7 @@ private:
     std::mutex m_lock;
     AtspiAccessible* m_focused = nullptr;
     AtspiAccessible* m_selectionSource = nullptr;
+    std::set<qint64> m_woken; // AT-SPI thread only
     bool m_ready = false;
     std::thread m_thread;
 };

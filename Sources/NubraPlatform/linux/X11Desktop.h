@@ -4,7 +4,7 @@
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
 
-#include <QPoint>
+#include <QRect>
 
 #include <mutex>
 
@@ -21,8 +21,8 @@ public:
     ScreenSpace screens() override;
     QPointF mouseLocation() override;
 
-    // Where the inside of the active window begins on the screen, in device pixels.
-    std::optional<QPoint> activeWindowOrigin();
+    // The screen rectangle of the active window's inside, in device pixels.
+    std::optional<QRect> activeWindowRect();
 
 private:
     unsigned long activeWindow();

@@ -9,6 +9,7 @@
 using Stroke = SyntheticKeyboard::CopyStroke;
 
 Q_DECLARE_METATYPE(CaptureTrigger)
+Q_DECLARE_METATYPE(FocusGuard)
 
 class SelectionServiceTest : public QObject {
     Q_OBJECT
@@ -120,12 +121,12 @@ private slots:
         QCOMPARE(fake->keyboard.copies, 2);
         // A password field left behind does not stand in the way of the application in front either.
         element->roleName = QStringLiteral("AXSecureTextField");
-        QVERIFY(!service->isSecureInputActive());
+        QCOMPARE(service->focusGuard(), FocusGuard::ordinary);
 
         // A sandboxed application numbers its processes its own way: its element in the active window is
         // the one in front, password fields included.
         element->activeWindow = true;
-        QVERIFY(service->isSecureInputActive());
+        QCOMPARE(service->focusGuard(), FocusGuard::password);
         element->roleName = QStringLiteral("AXTextArea");
         QCOMPARE(service->capture(200)->path, CapturePath::accessibility);
 
@@ -271,28 +272,44 @@ private slots:
         QCOMPARE(outcome->snapshot.selectedText, emoji.left(2000 * 4));
     }
 
-    void secureFieldRoles_data() {
+    void focusGuard_data() {
         QTest::addColumn<std::optional<QString>>("role");
-        QTest::addColumn<bool>("secure");
+        QTest::addColumn<FocusGuard>("guard");
         QTest::newRow("secure text field")
-            << std::optional<QString>(QStringLiteral("AXSecureTextField")) << true;
-        QTest::newRow("password field") << std::optional<QString>(QStringLiteral("AXPasswordField")) << true;
-        QTest::newRow("plain text field") << std::optional<QString>(QStringLiteral("AXTextField")) << false;
-        QTest::newRow("case differs") << std::optional<QString>(QStringLiteral("axsecuretextfield")) << false;
-        QTest::newRow("role read fails") << std::optional<QString>() << true;
+            << std::optional<QString>(QStringLiteral("AXSecureTextField")) << FocusGuard::password;
+        QTest::newRow("password field")
+            << std::optional<QString>(QStringLiteral("AXPasswordField")) << FocusGuard::password;
+        QTest::newRow("plain text field")
+            << std::optional<QString>(QStringLiteral("AXTextField")) << FocusGuard::ordinary;
+        QTest::newRow("case differs")
+            << std::optional<QString>(QStringLiteral("axsecuretextfield")) << FocusGuard::ordinary;
+        QTest::newRow("role read fails") << std::optional<QString>() << FocusGuard::unknown;
     }
-    void secureFieldRoles() {
+    void focusGuard() {
         QFETCH(std::optional<QString>, role);
-        QFETCH(bool, secure);
-        auto element = std::make_shared<FakeElement>();
+        QFETCH(FocusGuard, guard);
+        auto element = FakeElement::textArea(QStringLiteral("alpha beta"), 6, 4);
         element->roleName = role;
         fake->accessibility.focused = element;
-        QCOMPARE(service->isSecureInputActive(), secure);
+        fake->primarySelection.current = QStringLiteral("beta");
+        QCOMPARE(service->focusGuard(), guard);
+
+        // A password field refuses; an element of unknown kind is not read and never copied from, but
+        // PRIMARY, which password fields do not fill, is.
+        const std::optional<CaptureOutcome> outcome = service->capture(200, CaptureTrigger::hotkey(), guard);
+        const QString expected = guard == FocusGuard::password  ? QString()
+                                 : guard == FocusGuard::unknown ? QStringLiteral("primary")
+                                                                : QStringLiteral("accessibility");
+        QCOMPARE(outcome ? capturePathName(outcome->path) : QString(), expected);
+        fake->primarySelection.current.reset();
+        QVERIFY(guard != FocusGuard::unknown || !service->capture(200, CaptureTrigger::hotkey(), guard));
+        QCOMPARE(fake->keyboard.copies, 0);
+
         // Nothing focused is no password field; a focus query that could not complete may be one.
         fake->accessibility.focused.reset();
-        QVERIFY(!service->isSecureInputActive());
+        QCOMPARE(service->focusGuard(), FocusGuard::ordinary);
         fake->accessibility.queueStatuses({FocusQuery::cannotComplete});
-        QVERIFY(service->isSecureInputActive());
+        QCOMPARE(service->focusGuard(), FocusGuard::unknown);
     }
 
     void selfCheck_data() {

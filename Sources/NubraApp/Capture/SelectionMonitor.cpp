@@ -115,9 +115,7 @@ void SelectionMonitor::readSelection(const CaptureTrigger& trigger, qint64 trigg
         [self, service, tasks, radius, trigger, triggeredAtMs, generation, done = std::move(done)]() {
             // The gate's last question, asked here because it may wait on another application: a
             // password field in front refuses the capture like a closed gate.
-            std::optional<CaptureOutcome> outcome;
-            if (!service->isSecureInputActive())
-                outcome = service->capture(radius, trigger);
+            std::optional<CaptureOutcome> outcome = service->capture(radius, trigger, service->focusGuard());
             tasks->runOnMain([self, outcome = std::move(outcome), triggeredAtMs, generation, done]() {
                 // Reads can finish in any order; only the newest one, and none after stop(), counts.
                 if (!self || generation != self->m_readGeneration)

@@ -20,8 +20,16 @@
 
 namespace {
 
+// An embedded object (an image, a widget in a document) stands in text as U+FFFC; it is nothing to
+// explain.
+const QChar embeddedObject(0xFFFC);
+
+QString withoutEmbeddedObjects(QString text) {
+    return text.remove(embeddedObject);
+}
+
 bool isBlank(const std::optional<QString>& text) {
-    return !text || text->trimmed().isEmpty();
+    return !text || withoutEmbeddedObjects(*text).trimmed().isEmpty();
 }
 
 } // namespace
@@ -94,12 +102,16 @@ std::optional<SelectionSnapshot> SelectionService::currentSelection(int contextR
     return outcome->snapshot;
 }
 
-std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const CaptureTrigger& trigger) {
+std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const CaptureTrigger& trigger,
+                                                        FocusGuard guard) {
+    if (guard == FocusGuard::password)
+        return std::nullopt;
     if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost())
         m_desktop.accessibility.enableApplication(front->processId);
 
-    Probe probe = probeOnce(contextRadius);
-    if (isBlank(probe.selected)) {
+    // When focus could not be read, neither can the selection through it.
+    Probe probe = guard == FocusGuard::ordinary ? probeOnce(contextRadius) : Probe{};
+    if (guard == FocusGuard::ordinary && isBlank(probe.selected)) {
         // Some editors publish the selection a moment after the button comes up.
         m_desktop.clock.sleepFor(probeRetryMs);
         probe = probeOnce(contextRadius);
@@ -115,15 +127,18 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
         const QRectF bounds = (reported.width() == 0 || reported.height() == 0)
                                   ? mouseRect()
                                   : Coordinates::flipRect(reported, m_desktop.screen.primaryScreenHeight());
-        return CaptureOutcome{{cut.selected, cut.before, cut.after, frontName(), bounds},
+        return CaptureOutcome{{withoutEmbeddedObjects(cut.selected), withoutEmbeddedObjects(cut.before),
+                               withoutEmbeddedObjects(cut.after), frontName(), bounds},
                               CapturePath::accessibility};
     }
 
     // A click that selected nothing must capture nothing: PRIMARY still holds an old selection then, and
     // a copy would take whatever the application has selected from before.
     const bool primaryAllowed = trigger.explicitRequest || primaryIsFresh(trigger);
-    const bool copyAllowed =
-        (trigger.explicitRequest || (trigger.selecting && !probe.element)) && !isTerminal(probe.element);
+    // A copy into an element of unknown kind could be one into a password field.
+    const bool copyAllowed = guard == FocusGuard::ordinary &&
+                             (trigger.explicitRequest || (trigger.selecting && !probe.element)) &&
+                             !isTerminal(probe.element);
     std::optional<PasteboardText> copied;
     if (primaryAllowed || copyAllowed) {
         copied = selectedTextViaPasteboard(primaryAllowed, copyAllowed);
@@ -133,7 +148,7 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
         }
     }
     if (copied) {
-        const QString text = ContextExtractor::fallback(copied->text).selected;
+        const QString text = ContextExtractor::fallback(withoutEmbeddedObjects(copied->text)).selected;
         return CaptureOutcome{{text, QString(), QString(), frontName(), mouseRect()}, copied->path};
     }
 
@@ -218,21 +233,30 @@ std::optional<QString> SelectionService::selectedTextViaClipboard() {
     return result;
 }
 
-bool SelectionService::isSecureInputActive() {
-    // Fails closed: when an application is too slow to say what has focus or what it is, that may be a
-    // password field. Nothing focused at all is no password field.
+FocusGuard SelectionService::focusGuard() {
+    // Fails closed: an element whose role cannot be read may be a password field. Nothing focused at
+    // all is no password field.
     const FocusQuery query = m_desktop.accessibility.focusedElement();
-    if (query.status == FocusQuery::cannotComplete)
-        return true;
+    if (query.status == FocusQuery::cannotComplete) {
+        nbDebug(
+            QStringLiteral("selection: the focused element did not answer in time; reading PRIMARY only"));
+        return FocusGuard::unknown;
+    }
     const std::shared_ptr<AccessibleElement> element = elementInFront(query);
     if (!element)
-        return false;
+        return FocusGuard::ordinary;
     const std::optional<QString> role = element->role();
-    if (!role)
-        return true;
+    if (!role) {
+        nbDebug(QStringLiteral("selection: the focused element's role is unknown; reading PRIMARY only"));
+        return FocusGuard::unknown;
+    }
     static const QStringList secureRoles{AccessibleRole::secureTextField, AccessibleRole::secureComboBox,
                                          AccessibleRole::passwordField};
-    return secureRoles.contains(*role);
+    if (secureRoles.contains(*role)) {
+        nbDebug(QStringLiteral("selection: refused, the focused element is a password field"));
+        return FocusGuard::password;
+    }
+    return FocusGuard::ordinary;
 }
 
 AXSelfCheckResult SelectionService::selfCheck() {

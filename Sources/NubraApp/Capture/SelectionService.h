@@ -34,6 +34,10 @@ struct CaptureTrigger {
     bool selecting = false;
 };
 
+// What the focused element allows a capture to do: a password field refuses it; when the element or
+// its role could not be read in time, only what a password field never offers (PRIMARY) is read.
+enum class FocusGuard { ordinary, password, unknown };
+
 // Reads the selection the user just made in the front application: through the accessibility
 // interface when the focused element gives a selection and its range, otherwise from the PRIMARY
 // selection or a synthetic copy whose pasteboard changes are undone. Holds no state of its own.
@@ -53,10 +57,11 @@ public:
     std::optional<SelectionSnapshot> currentSelection(int contextRadius);
     // The same capture, telling which path produced it.
     std::optional<CaptureOutcome> capture(int contextRadius,
-                                          const CaptureTrigger& trigger = CaptureTrigger::hotkey());
+                                          const CaptureTrigger& trigger = CaptureTrigger::hotkey(),
+                                          FocusGuard guard = FocusGuard::ordinary);
 
-    // True for a focused password field, and when the focused element or its role cannot be read.
-    bool isSecureInputActive();
+    // Asks the focused element; says in the debug log why a capture is refused or held back.
+    FocusGuard focusGuard();
     std::shared_ptr<AccessibleElement> focusedElement();
     // Top-left-origin, as the platform reports it; the zero rectangle on any failure.
     QRectF selectionBounds(AccessibleElement& element, const TextRange& range);

@@ -1,6 +1,7 @@
 #include "NubraPlatform/linux/AtspiAccessibility.h"
 
 #include "NubraCore/Support/DebugLog.h"
+#include "NubraPlatform/HypertextSelection.h"
 #include "NubraPlatform/linux/AtspiThread.h"
 
 #include <QDBusConnection>
@@ -14,13 +15,13 @@
 
 namespace {
 
+// How long a browser takes to lay out words it has just published.
+constexpr int layoutWaitMs = 100;
+
 const QString busService = QStringLiteral("org.a11y.Bus");
 const QString busPath = QStringLiteral("/org/a11y/bus");
 const QString statusInterface = QStringLiteral("org.a11y.Status");
 const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
-// Far more than any selection or its context needs; keeps a hostile application from filling memory.
-constexpr int maxTextChars = 1 << 20;
-
 std::optional<bool> busEnabled() {
     QDBusMessage get =
         QDBusMessage::createMethodCall(busService, busPath, propertiesInterface, QStringLiteral("Get"));
@@ -30,14 +31,6 @@ std::optional<bool> busEnabled() {
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return std::nullopt;
     return reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
-}
-
-QString takeUtf8(gchar* text) {
-    if (!text)
-        return {};
-    QString result = QString::fromUtf8(text);
-    g_free(text);
-    return result;
 }
 
 QString roleName(AtspiRole role) {
@@ -59,12 +52,13 @@ QString roleName(AtspiRole role) {
     }
 }
 
-// A focused AT-SPI object. Offsets are the toolkit's own (UTF-16 units in Qt, code points elsewhere)
-// and become UTF-16 units of the element's text here, after fetching, never before.
+// A focused AT-SPI object. Its selection is read once, through the objects that hold it (a web page
+// keeps its words in objects nested under the focused document), and kept for the reads that follow.
 class AtspiElement final : public AccessibleElement {
 public:
-    AtspiElement(std::shared_ptr<AtspiThread> thread, AtspiAccessible* object)
-        : m_thread(std::move(thread)), m_object(object) {}
+    AtspiElement(std::shared_ptr<AtspiThread> thread, AtspiAccessible* object,
+                 AtspiTextNode::ActiveWindow activeWindow)
+        : m_thread(std::move(thread)), m_object(object), m_activeWindow(std::move(activeWindow)) {}
     ~AtspiElement() override {
         AtspiAccessible* object = m_object;
         m_thread->call(
@@ -91,7 +85,13 @@ public:
         const Snapshot s = snapshot();
         return s.hasText ? std::optional<QString>(s.text) : std::nullopt;
     }
-    std::optional<QRectF> boundsForRange(const TextRange& range) override;
+    // Only the selection's rectangle is known: it was measured word by word while reading it.
+    std::optional<QRectF> boundsForRange(const TextRange& range) override {
+        const Snapshot s = snapshot();
+        if (range != TextRange{s.selStart, s.selEnd - s.selStart})
+            return std::nullopt;
+        return s.bounds;
+    }
     std::optional<QString> role() override {
         const std::optional<AtspiRole> role = query<AtspiRole>(&atspi_accessible_get_role);
         return role ? std::optional<QString>(roleName(*role)) : std::nullopt;
@@ -129,7 +129,9 @@ public:
                 AtspiAccessibility::callTimeoutMs)
             .value_or(std::nullopt);
     }
-    void limitContextTo(int radius) override { m_radius = std::clamp(radius, 0, maxTextChars); }
+    void limitContextTo(int radius) override {
+        m_radius = std::clamp(radius, 0, HypertextSelection::maxChars);
+    }
 
 private:
     // One libatspi getter of this object, run on the AT-SPI thread; an error or no answer in time is
@@ -153,130 +155,81 @@ private:
 
     struct Snapshot {
         bool hasText = false;
-        bool utf16Offsets = false;
-        QString text;
-        gint windowStart = 0; // the toolkit offset where `text` begins in the element's whole text
-        qint64 selStart = 0;  // UTF-16 units of `text`
+        QString text;        // the selection with its context
+        qint64 selStart = 0; // UTF-16 units of `text`
         qint64 selEnd = 0;
+        std::optional<QRectF> bounds;
     };
-    // One read of text and selection, converted once; the reader asks for its parts in a row.
+    // One read of the selection; the reader asks for its parts in a row.
     Snapshot snapshot();
-    static qint64 toUtf16(const QString& text, qint64 codePoints);
-    static qint64 toCodePoints(const QString& text, qint64 units);
 
     std::shared_ptr<AtspiThread> m_thread;
     AtspiAccessible* m_object;
-    gint m_radius = maxTextChars;
+    AtspiTextNode::ActiveWindow m_activeWindow;
+    int m_radius = HypertextSelection::maxChars;
     std::optional<Snapshot> m_snapshot;
 };
 
-qint64 AtspiElement::toUtf16(const QString& text, qint64 codePoints) {
-    qint64 units = 0;
-    for (qint64 seen = 0; seen < codePoints && units < text.size(); ++seen)
-        units += (text.at(units).isHighSurrogate() && units + 1 < text.size()) ? 2 : 1;
-    return units;
-}
-
-qint64 AtspiElement::toCodePoints(const QString& text, qint64 units) {
-    qint64 points = 0;
-    for (qint64 i = 0; i < units && i < text.size(); ++i) {
-        if (!text.at(i).isLowSurrogate())
-            ++points;
+// Runs on the AT-SPI thread.
+std::optional<JoinedSelection> readSelection(AtspiThread& thread, AtspiAccessible* object, int radius,
+                                             const AtspiTextNode::ActiveWindow& window) {
+    // Leaves time to hand the answer back before the caller stops waiting.
+    const QDeadlineTimer deadline(AtspiAccessibility::callTimeoutMs * 3 / 4);
+    std::optional<JoinedSelection> joined;
+    for (int attempt = 0; attempt < 3 && !deadline.hasExpired(); ++attempt) {
+        if (attempt > 0)
+            g_usleep(layoutWaitMs * 1000);
+        joined = HypertextSelection::read(std::make_unique<AtspiTextNode>(object, window), radius, deadline);
+        // The focused object may hold no selection while one of its application's objects does: a side
+        // panel keeps focus while the user selects in the document. The object that last told of a
+        // selection change is asked then.
+        if (!joined) {
+            if (AtspiAccessible* source = thread.selectionSourceBeside(object)) {
+                joined = HypertextSelection::read(std::make_unique<AtspiTextNode>(source, window), radius,
+                                                  deadline);
+                g_object_unref(source);
+            }
+        }
+        // A browser may publish the words before it has laid them out, with empty rectangles: it has
+        // them a moment later.
+        if (!joined || joined->bounds)
+            break;
     }
-    return points;
+    return joined;
 }
 
 AtspiElement::Snapshot AtspiElement::snapshot() {
     if (m_snapshot)
         return *m_snapshot;
     AtspiAccessible* object = m_object;
-    const gint radius = m_radius;
-    m_snapshot =
-        m_thread
-            ->call(
-                [object, radius]() {
-                    Snapshot s;
-                    AtspiText* text = atspi_accessible_get_text_iface(object);
-                    if (!text)
-                        return s;
-                    GError* error = nullptr;
-                    const gint count = atspi_text_get_character_count(text, &error);
-                    if (!error) {
-                        s.hasText = true;
-                        const QString toolkit = takeUtf8(atspi_accessible_get_toolkit_name(object, nullptr));
-                        s.utf16Offsets = toolkit == QStringLiteral("Qt");
-                        gint start = atspi_text_get_caret_offset(text, nullptr);
-                        gint end = start;
-                        if (atspi_text_get_n_selections(text, nullptr) > 0) {
-                            if (AtspiRange* range = atspi_text_get_selection(text, 0, nullptr)) {
-                                start = range->start_offset;
-                                end = range->end_offset;
-                                g_free(range);
-                            }
-                        }
-                        if (end < start)
-                            std::swap(start, end);
-                        start = std::clamp(start, 0, count);
-                        end = std::clamp(end, start, count);
-                        // Only the selection and the context around it: a code point is at least one
-                        // UTF-16 unit, so `radius` offsets of either kind hold `radius` units.
-                        s.windowStart = std::max(0, start - radius);
-                        const gint windowEnd = gint(std::min<qint64>(
-                            {qint64(count), qint64(end) + radius, qint64(s.windowStart) + maxTextChars}));
-                        s.text = takeUtf8(atspi_text_get_text(text, s.windowStart, windowEnd, nullptr));
-                        start -= s.windowStart;
-                        end = std::min(end, windowEnd) - s.windowStart;
-                        s.selStart = s.utf16Offsets ? start : toUtf16(s.text, start);
-                        s.selEnd = s.utf16Offsets ? end : toUtf16(s.text, end);
-                    }
-                    if (error)
-                        g_error_free(error);
-                    g_object_unref(text);
-                    return s;
-                },
-                AtspiAccessibility::callTimeoutMs)
-            .value_or(Snapshot{});
+    const int radius = m_radius;
+    AtspiThread* thread = m_thread.get();
+    AtspiTextNode::ActiveWindow window = m_activeWindow;
+    m_snapshot = m_thread
+                     ->call(
+                         [object, radius, thread, window]() {
+                             Snapshot s;
+                             AtspiTextNode focused(object, window);
+                             s.hasText = focused.characterCount() >= 0;
+                             if (std::optional<JoinedSelection> joined =
+                                     readSelection(*thread, object, radius, window)) {
+                                 s.hasText = true;
+                                 s.text = std::move(joined->text);
+                                 s.selStart = joined->selectionStart;
+                                 s.selEnd = joined->selectionEnd;
+                                 s.bounds = joined->bounds;
+                             }
+                             return s;
+                         },
+                         AtspiAccessibility::callTimeoutMs)
+                     .value_or(Snapshot{});
     return *m_snapshot;
-}
-
-std::optional<QRectF> AtspiElement::boundsForRange(const TextRange& range) {
-    const Snapshot s = snapshot();
-    if (!s.hasText)
-        return std::nullopt;
-    gint start = s.windowStart + gint(s.utf16Offsets ? range.location : toCodePoints(s.text, range.location));
-    gint end = s.windowStart + gint(s.utf16Offsets ? range.location + range.length
-                                                   : toCodePoints(s.text, range.location + range.length));
-    // Qt counts the character at the end offset into the extents.
-    if (s.utf16Offsets && end > start)
-        --end;
-    AtspiAccessible* object = m_object;
-    return m_thread
-        ->call(
-            [object, start, end]() -> std::optional<QRectF> {
-                AtspiText* text = atspi_accessible_get_text_iface(object);
-                if (!text)
-                    return std::nullopt;
-                GError* error = nullptr;
-                AtspiRect* rect =
-                    atspi_text_get_range_extents(text, start, end, ATSPI_COORD_TYPE_SCREEN, &error);
-                g_object_unref(text);
-                if (error) {
-                    g_error_free(error);
-                    return std::nullopt;
-                }
-                if (!rect)
-                    return std::nullopt;
-                const QRectF result(rect->x, rect->y, rect->width, rect->height);
-                g_free(rect);
-                return result;
-            },
-            AtspiAccessibility::callTimeoutMs)
-        .value_or(std::nullopt);
 }
 
 } // namespace
 
-AtspiAccessibility::AtspiAccessibility() : m_thread(std::make_shared<AtspiThread>(dbusTimeoutMs)) {}
+AtspiAccessibility::AtspiAccessibility(AtspiTextNode::ActiveWindow activeWindow)
+    : m_thread(std::make_shared<AtspiThread>(dbusTimeoutMs)), m_activeWindow(std::move(activeWindow)) {}
 
 AtspiAccessibility::~AtspiAccessibility() = default;
 
@@ -284,8 +237,10 @@ bool AtspiAccessibility::isTrusted() {
     return m_thread->isReady() && busEnabled().value_or(false);
 }
 
-void AtspiAccessibility::enableApplication(qint64) {
-    // Toolkits follow the bus switch on their own; there is no per-application switch on Linux.
+void AtspiAccessibility::enableApplication(qint64 processId) {
+    // Toolkits follow the bus switch on their own, except the Chromium family, which waits to be asked.
+    AtspiThread* thread = m_thread.get(); // tasks run only while the thread does
+    m_thread->submit([thread, processId]() { thread->wakeApplication(processId); });
 }
 
 FocusQuery AtspiAccessibility::focusedElement() {
@@ -296,7 +251,7 @@ FocusQuery AtspiAccessibility::focusedElement() {
         return {FocusQuery::cannotComplete, nullptr};
     if (!*focused)
         return {FocusQuery::noValue, nullptr};
-    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, *focused)};
+    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, *focused, m_activeWindow)};
 }
 
 void AtspiAccessibility::openSettings() {

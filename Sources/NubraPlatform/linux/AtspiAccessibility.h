@@ -1,6 +1,7 @@
 #pragma once
 
 #include "NubraPlatform/Accessibility.h"
+#include "NubraPlatform/linux/AtspiTextNode.h"
 
 #include <functional>
 #include <memory>
@@ -15,7 +16,7 @@ public:
     static constexpr int dbusTimeoutMs = 300;
     static constexpr int callTimeoutMs = 400;
 
-    AtspiAccessibility();
+    explicit AtspiAccessibility(AtspiTextNode::ActiveWindow activeWindow);
     ~AtspiAccessibility() override;
 
     bool isTrusted() override;
@@ -25,4 +26,5 @@ public:
 
 private:
     std::shared_ptr<AtspiThread> m_thread;
+    AtspiTextNode::ActiveWindow m_activeWindow;
 };

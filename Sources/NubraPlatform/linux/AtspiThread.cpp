@@ -2,7 +2,27 @@
 
 #include <atspi/atspi.h>
 
+#include <QDeadlineTimer>
+
 #include <unistd.h>
+
+namespace {
+
+const char* const focusEvent = "object:state-changed:focused";
+const char* const selectionEvent = "object:text-selection-changed";
+
+bool isOurs(AtspiAccessible* object) {
+    return atspi_accessible_get_process_id(object, nullptr) == guint(getpid());
+}
+
+// Replaces the reference held in `slot` with one to `object` (or none).
+void keep(AtspiAccessible*& slot, AtspiAccessible* object) {
+    if (slot)
+        g_object_unref(slot);
+    slot = object ? ATSPI_ACCESSIBLE(g_object_ref(object)) : nullptr;
+}
+
+} // namespace
 
 AtspiThread::AtspiThread(int dbusTimeoutMs) {
     // libatspi attaches the connections it opens to each application to the default GLib context,
@@ -20,8 +40,8 @@ AtspiThread::AtspiThread(int dbusTimeoutMs) {
 AtspiThread::~AtspiThread() {
     g_main_loop_quit(m_loop);
     m_thread.join();
-    if (m_focused)
-        g_object_unref(m_focused);
+    keep(m_focused, nullptr);
+    keep(m_selectionSource, nullptr);
     g_main_loop_unref(m_loop);
     g_main_context_unref(m_context);
 }
@@ -34,35 +54,51 @@ void AtspiThread::run(int dbusTimeoutMs, std::promise<bool>& started) {
     if (ok) {
         atspi_set_timeout(dbusTimeoutMs, dbusTimeoutMs * 4);
         m_listener =
-            atspi_event_listener_new(reinterpret_cast<AtspiEventListenerCB>(&onFocus), this, nullptr);
-        ok = atspi_event_listener_register(m_listener, "object:state-changed:focused", nullptr);
+            atspi_event_listener_new(reinterpret_cast<AtspiEventListenerCB>(&onEvent), this, nullptr);
+        ok = atspi_event_listener_register(m_listener, focusEvent, nullptr) &&
+             atspi_event_listener_register(m_listener, selectionEvent, nullptr);
     }
     started.set_value(ok);
     g_main_loop_run(m_loop);
     if (m_listener) {
-        atspi_event_listener_deregister(m_listener, "object:state-changed:focused", nullptr);
+        atspi_event_listener_deregister(m_listener, focusEvent, nullptr);
+        atspi_event_listener_deregister(m_listener, selectionEvent, nullptr);
         g_object_unref(m_listener);
     }
     g_main_context_pop_thread_default(m_context);
 }
 
-void AtspiThread::onFocus(void* rawEvent, void* user) {
+void AtspiThread::onEvent(void* rawEvent, void* user) {
     auto* event = static_cast<AtspiEvent*>(rawEvent);
     auto* self = static_cast<AtspiThread*>(user);
     // Our own windows (the card once clicked) are never what the user wants read, and reading them
     // would need our GUI thread.
-    if (event->source && atspi_accessible_get_process_id(event->source, nullptr) != guint(getpid())) {
+    if (event->source && !isOurs(event->source)) {
         std::lock_guard guard(self->m_lock);
-        if (event->detail1 == 1) {
-            if (self->m_focused)
-                g_object_unref(self->m_focused);
-            self->m_focused = ATSPI_ACCESSIBLE(g_object_ref(event->source));
-        } else if (self->m_focused == event->source) {
-            g_object_unref(self->m_focused);
-            self->m_focused = nullptr;
-        }
+        if (g_str_equal(event->type, selectionEvent))
+            keep(self->m_selectionSource, event->source);
+        else if (event->detail1 == 1)
+            keep(self->m_focused, event->source);
+        else if (self->m_focused == event->source)
+            keep(self->m_focused, nullptr);
     }
     g_boxed_free(ATSPI_TYPE_EVENT, event);
+}
+
+AtspiAccessible* AtspiThread::selectionSourceBeside(AtspiAccessible* focused) {
+    AtspiAccessible* source = nullptr;
+    {
+        std::lock_guard guard(m_lock);
+        if (m_selectionSource && m_selectionSource != focused)
+            source = ATSPI_ACCESSIBLE(g_object_ref(m_selectionSource));
+    }
+    if (source && focused &&
+        atspi_accessible_get_process_id(source, nullptr) !=
+            atspi_accessible_get_process_id(focused, nullptr)) {
+        g_object_unref(source);
+        return nullptr;
+    }
+    return source;
 }
 
 namespace {
@@ -75,19 +111,34 @@ bool hasState(AtspiAccessible* object, AtspiStateType state) {
     return result;
 }
 
-// Depth-first search for the focused descendant, visiting a bounded number of objects so a huge
-// document cannot keep us busy.
-AtspiAccessible* findFocused(AtspiAccessible* object, int& budget) {
-    if (--budget < 0)
+// Menus hold hundreds of items (about 1 700 in an office suite) and never the text the user reads.
+bool isMenu(AtspiAccessible* object) {
+    const AtspiRole role = atspi_accessible_get_role(object, nullptr);
+    return role == ATSPI_ROLE_MENU_BAR || role == ATSPI_ROLE_MENU || role == ATSPI_ROLE_POPUP_MENU;
+}
+
+// Depth-first search for the focused descendant among what is on screen, visiting a bounded number of
+// objects so that a huge document cannot keep us busy.
+AtspiAccessible* findFocused(AtspiAccessible* object, int& budget, const QDeadlineTimer& deadline) {
+    if (--budget < 0 || deadline.hasExpired())
         return nullptr;
-    if (hasState(object, ATSPI_STATE_FOCUSED))
+    AtspiStateSet* states = atspi_accessible_get_state_set(object);
+    const bool focused = states && atspi_state_set_contains(states, ATSPI_STATE_FOCUSED);
+    // GTK 4 leaves SHOWING out; VISIBLE is what it sets.
+    const bool showing = states && (atspi_state_set_contains(states, ATSPI_STATE_SHOWING) ||
+                                    atspi_state_set_contains(states, ATSPI_STATE_VISIBLE));
+    if (states)
+        g_object_unref(states);
+    if (focused)
         return ATSPI_ACCESSIBLE(g_object_ref(object));
+    if (!showing || isMenu(object))
+        return nullptr;
     const gint count = atspi_accessible_get_child_count(object, nullptr);
     for (gint i = 0; i < count && budget > 0; ++i) {
         AtspiAccessible* child = atspi_accessible_get_child_at_index(object, i, nullptr);
         if (!child)
             continue;
-        AtspiAccessible* found = findFocused(child, budget);
+        AtspiAccessible* found = findFocused(child, budget, deadline);
         g_object_unref(child);
         if (found)
             return found;
@@ -99,14 +150,16 @@ AtspiAccessible* findFocused(AtspiAccessible* object, int& budget) {
 
 AtspiAccessible* AtspiThread::searchFocused() {
     constexpr int maxVisited = 3000;
+    // Most of the caller's wait, leaving time to answer.
+    const QDeadlineTimer deadline(searchMs);
     AtspiAccessible* desktop = atspi_get_desktop(0);
     AtspiAccessible* found = nullptr;
     const gint apps = desktop ? atspi_accessible_get_child_count(desktop, nullptr) : 0;
-    for (gint a = 0; a < apps && !found; ++a) {
+    for (gint a = 0; a < apps && !found && !deadline.hasExpired(); ++a) {
         AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, a, nullptr);
         if (!app)
             continue;
-        if (atspi_accessible_get_process_id(app, nullptr) == guint(getpid())) {
+        if (isOurs(app)) {
             g_object_unref(app);
             continue;
         }
@@ -117,7 +170,7 @@ AtspiAccessible* AtspiThread::searchFocused() {
                 continue;
             int budget = maxVisited;
             if (hasState(window, ATSPI_STATE_ACTIVE))
-                found = findFocused(window, budget);
+                found = findFocused(window, budget, deadline);
             g_object_unref(window);
         }
         g_object_unref(app);
@@ -145,20 +198,50 @@ std::optional<AtspiAccessible*> AtspiThread::takeFocused(int timeoutMs) {
             if (known)
                 g_object_unref(known);
             // No focus known, or it moved without telling us yet: look in the active window.
+            // (No lock is held across a call: libatspi may deliver events while it waits for an answer.)
             AtspiAccessible* found = searchFocused();
             if (found) {
                 std::lock_guard guard(m_lock);
-                if (m_focused)
-                    g_object_unref(m_focused);
-                m_focused = ATSPI_ACCESSIBLE(g_object_ref(found));
+                keep(m_focused, found);
+                return found;
             }
-            return found;
+            // Nothing on screen says it has focus (an application that was open before we started
+            // and has not moved its focus since): the object that told of the latest selection is
+            // where the user works.
+            AtspiAccessible* source = nullptr;
+            {
+                std::lock_guard guard(m_lock);
+                keep(source, m_selectionSource);
+            }
+            if (source && !hasState(source, ATSPI_STATE_SHOWING) && !hasState(source, ATSPI_STATE_VISIBLE))
+                keep(source, nullptr);
+            return source;
         },
         timeoutMs,
         [](AtspiAccessible*& late) {
             if (late)
                 g_object_unref(late);
         });
+}
+
+void AtspiThread::wakeApplication(qint64 processId) {
+    // The set is small: one entry per application the user captured from.
+    if (processId <= 0 || !m_woken.insert(processId).second)
+        return;
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    const gint apps = desktop ? atspi_accessible_get_child_count(desktop, nullptr) : 0;
+    for (gint a = 0; a < apps; ++a) {
+        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, a, nullptr);
+        if (!app)
+            continue;
+        if (atspi_accessible_get_process_id(app, nullptr) == guint(processId)) {
+            if (GHashTable* attributes = atspi_accessible_get_attributes(app, nullptr))
+                g_hash_table_unref(attributes);
+        }
+        g_object_unref(app);
+    }
+    if (desktop)
+        g_object_unref(desktop);
 }
 
 void AtspiThread::submit(std::function<void()> task) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <thread>
 
 typedef struct _GMainContext GMainContext;
@@ -24,12 +25,19 @@ public:
     AtspiThread(const AtspiThread&) = delete;
     AtspiThread& operator=(const AtspiThread&) = delete;
 
+    // How long the search for the focused object may take before it gives up.
+    static constexpr int searchMs = 300;
+
     bool isReady() const { return m_ready; }
 
     // The element that has focus, referenced for the caller (unref with g_object_unref); null when none
     // has. Nothing when the search did not finish within `timeoutMs`. This process's own windows are
     // never searched: answering would need the GUI thread, which may be the one waiting.
     std::optional<AtspiAccessible*> takeFocused(int timeoutMs);
+
+    // The object of `focused`'s application that last told of a selection change, unless it is
+    // `focused` itself; referenced for the caller, or null. Call it on the AT-SPI thread.
+    AtspiAccessible* selectionSourceBeside(AtspiAccessible* focused);
 
     // Runs `fn` on the AT-SPI thread; nothing when it does not answer within `timeoutMs`. A result that
     // comes too late is handed to `discard` on the AT-SPI thread, so references it holds are not lost.
@@ -63,10 +71,17 @@ public:
         return answer.get();
     }
 
-private:
+    // Runs `task` on the AT-SPI thread without waiting for it.
     void submit(std::function<void()> task);
+
+    // Asks the application with this process id to build its tree, once per process: Chromium and
+    // Electron publish their pages only after an assistive technology has asked for an attribute of
+    // the application. Call it on the AT-SPI thread.
+    void wakeApplication(qint64 processId);
+
+private:
     void run(int dbusTimeoutMs, std::promise<bool>& started);
-    static void onFocus(void* event, void* self);
+    static void onEvent(void* event, void* self);
     AtspiAccessible* searchFocused();
 
     GMainContext* m_context = nullptr;
@@ -74,6 +89,8 @@ private:
     AtspiEventListener* m_listener = nullptr;
     std::mutex m_lock;
     AtspiAccessible* m_focused = nullptr;
+    AtspiAccessible* m_selectionSource = nullptr;
+    std::set<qint64> m_woken; // AT-SPI thread only
     bool m_ready = false;
     std::thread m_thread;
 };

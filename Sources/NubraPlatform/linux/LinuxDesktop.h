@@ -21,7 +21,7 @@ struct LinuxDesktop {
         X11Connection::keepRunningOnErrors();
     }
 
-    AtspiAccessibility accessibility;
+    AtspiAccessibility accessibility{[this] { return x11.activeWindowRect(); }};
     X11Desktop x11;
     QtPasteboard pasteboard;
     X11PrimarySelection primarySelection;

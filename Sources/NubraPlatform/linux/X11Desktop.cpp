@@ -128,6 +128,21 @@ std::optional<FrontApp> X11Desktop::frontmost() {
     return app;
 }
 
+std::optional<QRect> X11Desktop::activeWindowRect() {
+    std::lock_guard guard(m_lock);
+    if (!m_display)
+        return std::nullopt;
+    const Window window = activeWindow();
+    XWindowAttributes attributes;
+    int x = 0;
+    int y = 0;
+    Window child = 0;
+    if (window == 0 || !XGetWindowAttributes(m_display, window, &attributes) ||
+        !XTranslateCoordinates(m_display, window, DefaultRootWindow(m_display), 0, 0, &x, &y, &child))
+        return std::nullopt;
+    return QRect(x, y, attributes.width, attributes.height);
+}
+
 double X11Desktop::primaryScreenHeight() {
     std::lock_guard guard(m_lock);
     return m_display ? X11Connection::rootHeight(m_display) : 0;

@@ -4,6 +4,8 @@
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
 
+#include <QRect>
+
 #include <mutex>
 
 typedef struct _XDisplay Display;
@@ -18,6 +20,9 @@ public:
     double primaryScreenHeight() override;
     ScreenSpace screens() override;
     QPointF mouseLocation() override;
+
+    // The screen rectangle of the active window's inside, in device pixels.
+    std::optional<QRect> activeWindowRect();
 
 private:
     unsigned long activeWindow();

@@ -1,0 +1,258 @@
+#include "NubraPlatform/linux/AtspiTextNode.h"
+
+#include <atspi/atspi.h>
+
+#include <algorithm>
+
+namespace {
+
+// More selections than anyone makes by hand; bounds what an application can make us read.
+constexpr int maxSelections = 16;
+// Roles that flow inside a line when the toolkit does not say how the object is displayed.
+constexpr AtspiRole inlineRoles[] = {
+    ATSPI_ROLE_LINK,        ATSPI_ROLE_STATIC,           ATSPI_ROLE_IMAGE,
+    ATSPI_ROLE_MARK,        ATSPI_ROLE_SUBSCRIPT,        ATSPI_ROLE_SUPERSCRIPT,
+    ATSPI_ROLE_SUGGESTION,  ATSPI_ROLE_CONTENT_DELETION, ATSPI_ROLE_CONTENT_INSERTION,
+    ATSPI_ROLE_PUSH_BUTTON, ATSPI_ROLE_CHECK_BOX,        ATSPI_ROLE_RADIO_BUTTON};
+
+QString takeUtf8(gchar* text) {
+    if (!text)
+        return {};
+    QString result = QString::fromUtf8(text);
+    g_free(text);
+    return result;
+}
+
+// Runs a libatspi call that reports failure through GError; a failure is nothing.
+template <typename Call> auto ask(Call call) -> std::optional<decltype(call(nullptr))> {
+    GError* error = nullptr;
+    auto value = call(&error);
+    if (error) {
+        g_error_free(error);
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<QRectF> takeRect(AtspiRect* rect) {
+    if (!rect)
+        return std::nullopt;
+    const QRectF result(rect->x, rect->y, rect->width, rect->height);
+    g_free(rect);
+    if (result.width() <= 0 || result.height() <= 0)
+        return std::nullopt;
+    return result;
+}
+
+} // namespace
+
+AtspiTextNode::AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow)
+    : m_object(ATSPI_ACCESSIBLE(g_object_ref(object))), m_text(atspi_accessible_get_text_iface(object)),
+      m_activeWindow(std::move(activeWindow)) {}
+
+AtspiTextNode::~AtspiTextNode() {
+    if (m_text)
+        g_object_unref(m_text);
+    g_object_unref(m_object);
+}
+
+std::unique_ptr<AtspiTextNode> AtspiTextNode::adopt(AtspiAccessible* object) const {
+    if (!object)
+        return nullptr;
+    auto node = std::make_unique<AtspiTextNode>(object, m_activeWindow);
+    g_object_unref(object);
+    return node;
+}
+
+int AtspiTextNode::characterCount() {
+    if (!m_text)
+        return -1;
+    return ask([&](GError** e) { return atspi_text_get_character_count(m_text, e); }).value_or(-1);
+}
+
+QString AtspiTextNode::text(int start, int end) {
+    if (!m_text || start >= end)
+        return {};
+    return takeUtf8(
+        ask([&](GError** e) { return atspi_text_get_text(m_text, start, end, e); }).value_or(nullptr));
+}
+
+const AtspiTextNode::Toolkit& AtspiTextNode::toolkit() {
+    if (!m_toolkit) {
+        m_toolkit = Toolkit{takeUtf8(atspi_accessible_get_toolkit_name(m_object, nullptr)), 0};
+        const QString version = takeUtf8(atspi_accessible_get_toolkit_version(m_object, nullptr));
+        m_toolkit->major = version.section(QLatin1Char('.'), 0, 0).toInt();
+    }
+    return *m_toolkit;
+}
+
+bool AtspiTextNode::countsUtf16() {
+    return toolkit().name == QStringLiteral("Qt");
+}
+
+QList<TextNode::Span> AtspiTextNode::selections() {
+    QList<Span> spans;
+    if (!m_text)
+        return spans;
+    const int count = std::min(
+        ask([&](GError** e) { return atspi_text_get_n_selections(m_text, e); }).value_or(0), maxSelections);
+    for (int i = 0; i < count; ++i) {
+        AtspiRange* range =
+            ask([&](GError** e) { return atspi_text_get_selection(m_text, i, e); }).value_or(nullptr);
+        if (!range)
+            continue;
+        const Span span{std::min(range->start_offset, range->end_offset),
+                        std::max(range->start_offset, range->end_offset)};
+        g_free(range);
+        if (span.end > span.start)
+            spans.append(span);
+    }
+    std::sort(spans.begin(), spans.end(), [](const Span& a, const Span& b) { return a.start < b.start; });
+    return spans;
+}
+
+std::unique_ptr<TextNode> AtspiTextNode::embeddedAt(int offset) {
+    AtspiAccessible* child = nullptr;
+    if (AtspiHypertext* hypertext = atspi_accessible_get_hypertext_iface(m_object)) {
+        const gint link = ask([&](GError** e) {
+                              return atspi_hypertext_get_link_index(hypertext, offset, e);
+                          }).value_or(-1);
+        if (link >= 0) {
+            if (AtspiHyperlink* hyperlink = ask([&](GError** e) {
+                                                return atspi_hypertext_get_link(hypertext, link, e);
+                                            }).value_or(nullptr)) {
+                child = ask([&](GError** e) {
+                            return atspi_hyperlink_get_object(hyperlink, 0, e);
+                        }).value_or(nullptr);
+                g_object_unref(hyperlink);
+            }
+        }
+        g_object_unref(hypertext);
+    }
+    // Without hypertext, the n-th embedded character stands for the n-th child.
+    if (!child) {
+        const int index = int(text(0, offset).count(QChar(embeddedObject)));
+        child = ask([&](GError** e) {
+                    return atspi_accessible_get_child_at_index(m_object, index, e);
+                }).value_or(nullptr);
+    }
+    return adopt(child);
+}
+
+int AtspiTextNode::offsetOfEmbedded(int index) {
+    const int count = characterCount();
+    const QString all = text(0, count);
+    int seen = 0;
+    int offset = 0;
+    const bool utf16 = countsUtf16();
+    for (qsizetype i = 0; i < all.size(); ++offset) {
+        if (all.at(i) == QChar(embeddedObject) && seen++ == index)
+            return offset;
+        i += (!utf16 && all.at(i).isHighSurrogate() && i + 1 < all.size()) ? 2 : 1;
+    }
+    return -1;
+}
+
+std::optional<TextNode::Nesting> AtspiTextNode::parent() {
+    std::unique_ptr<AtspiTextNode> up =
+        adopt(ask([&](GError** e) { return atspi_accessible_get_parent(m_object, e); }).value_or(nullptr));
+    if (!up || up->characterCount() < 0)
+        return std::nullopt;
+    int offset = -1;
+    if (AtspiHyperlink* hyperlink = atspi_accessible_get_hyperlink(m_object)) {
+        offset = ask([&](GError** e) { return atspi_hyperlink_get_start_index(hyperlink, e); }).value_or(-1);
+        g_object_unref(hyperlink);
+    }
+    if (offset < 0) {
+        const gint index =
+            ask([&](GError** e) { return atspi_accessible_get_index_in_parent(m_object, e); }).value_or(-1);
+        offset = index < 0 ? -1 : up->offsetOfEmbedded(index);
+    }
+    if (offset < 0)
+        return std::nullopt;
+    return Nesting{std::move(up), offset};
+}
+
+bool AtspiTextNode::isBlock() {
+    if (GHashTable* attributes =
+            ask([&](GError** e) { return atspi_accessible_get_attributes(m_object, e); }).value_or(nullptr)) {
+        const auto* display = static_cast<const gchar*>(g_hash_table_lookup(attributes, "display"));
+        const std::optional<bool> block =
+            display ? std::optional<bool>(!g_str_has_prefix(display, "inline")) : std::nullopt;
+        g_hash_table_unref(attributes);
+        if (block)
+            return *block;
+    }
+    const std::optional<AtspiRole> role =
+        ask([&](GError** e) { return atspi_accessible_get_role(m_object, e); });
+    return !role || std::find(std::begin(inlineRoles), std::end(inlineRoles), *role) == std::end(inlineRoles);
+}
+
+bool AtspiTextNode::isPassword() {
+    return ask([&](GError** e) { return atspi_accessible_get_role(m_object, e); }) ==
+           ATSPI_ROLE_PASSWORD_TEXT;
+}
+
+std::optional<QRectF> AtspiTextNode::characterExtents(AtspiText* text, int offset, int coordinates) {
+    return takeRect(ask([&](GError** e) {
+                        return atspi_text_get_character_extents(text, offset, AtspiCoordType(coordinates), e);
+                    }).value_or(nullptr));
+}
+
+std::optional<QRectF> AtspiTextNode::extents(int start, int end) {
+    if (!m_text || start >= end)
+        return std::nullopt;
+    // GTK 4 places text relative to its window whatever it is asked for, and gives no range extents.
+    const bool windowRelative = toolkit().name == QStringLiteral("GTK") && toolkit().major >= 4;
+    const AtspiCoordType coordinates = windowRelative ? ATSPI_COORD_TYPE_WINDOW : ATSPI_COORD_TYPE_SCREEN;
+    // Qt counts the character at the end offset into the range.
+    const int last = countsUtf16() ? end - 1 : end;
+    std::optional<QRectF> rect =
+        takeRect(ask([&](GError** e) {
+                     return atspi_text_get_range_extents(m_text, start, last, coordinates, e);
+                 }).value_or(nullptr));
+    // A browser that has published words before laying them out measures only part of the range, and
+    // some of its characters have no rectangle yet: then nothing is known.
+    const std::optional<QRectF> first = characterExtents(m_text, start, coordinates);
+    const std::optional<QRectF> final = characterExtents(m_text, end - 1, coordinates);
+    if (!first || !final)
+        return std::nullopt;
+    rect = rect ? rect->united(*first).united(*final) : first->united(*final);
+    if (rect && windowRelative) {
+        const std::optional<QPointF> origin = windowOrigin();
+        if (!origin)
+            return std::nullopt;
+        rect->translate(*origin);
+    }
+    return rect;
+}
+
+std::optional<QPointF> AtspiTextNode::windowOrigin() {
+    const std::optional<QRect> window = m_activeWindow ? m_activeWindow() : std::nullopt;
+    if (!window)
+        return std::nullopt;
+    // The toolkit counts from its window frame, which a shadow drawn by the toolkit itself surrounds
+    // inside the X window: the difference in size, shared equally between the sides.
+    AtspiAccessible* top = ATSPI_ACCESSIBLE(g_object_ref(m_object));
+    for (int depth = 0; depth < 64; ++depth) {
+        AtspiAccessible* up = atspi_accessible_get_parent(top, nullptr);
+        const bool reached = !up || atspi_accessible_get_role(up, nullptr) == ATSPI_ROLE_APPLICATION;
+        if (up && reached)
+            g_object_unref(up);
+        if (reached)
+            break;
+        g_object_unref(top);
+        top = up;
+    }
+    QPointF margin;
+    if (AtspiComponent* component = atspi_accessible_get_component_iface(top)) {
+        if (AtspiRect* frame = atspi_component_get_extents(component, ATSPI_COORD_TYPE_WINDOW, nullptr)) {
+            margin = QPointF(std::max(0, window->width() - frame->width) / 2,
+                             std::max(0, window->height() - frame->height) / 2);
+            g_free(frame);
+        }
+        g_object_unref(component);
+    }
+    g_object_unref(top);
+    return QPointF(window->topLeft()) + margin;
+}

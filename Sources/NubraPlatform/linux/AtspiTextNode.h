@@ -1,0 +1,54 @@
+#pragma once
+
+#include "NubraPlatform/TextNode.h"
+
+#include <QRect>
+
+#include <functional>
+
+typedef struct _AtspiAccessible AtspiAccessible;
+typedef struct _AtspiText AtspiText;
+
+// The text of one AT-SPI object, as HypertextSelection walks it. Every call goes to the application that
+// owns the object, and all of them must be made on the AT-SPI thread.
+class AtspiTextNode final : public TextNode {
+public:
+    // The screen rectangle of the active window's inside, for toolkits that place text relative to
+    // their window (GTK 4).
+    using ActiveWindow = std::function<std::optional<QRect>()>;
+
+    // Takes a reference of its own to `object`.
+    AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow);
+    ~AtspiTextNode() override;
+    AtspiTextNode(const AtspiTextNode&) = delete;
+    AtspiTextNode& operator=(const AtspiTextNode&) = delete;
+
+    int characterCount() override;
+    QString text(int start, int end) override;
+    bool countsUtf16() override;
+    QList<Span> selections() override;
+    std::unique_ptr<TextNode> embeddedAt(int offset) override;
+    std::optional<Nesting> parent() override;
+    bool isBlock() override;
+    bool isPassword() override;
+    std::optional<QRectF> extents(int start, int end) override;
+
+private:
+    // The toolkit's name and major version, read once.
+    struct Toolkit {
+        QString name;
+        int major = 0;
+    };
+    const Toolkit& toolkit();
+    std::unique_ptr<AtspiTextNode> adopt(AtspiAccessible* object) const;
+    // The offset of the `index`-th U+FFFC in this object's text, or -1.
+    int offsetOfEmbedded(int index);
+    std::optional<QRectF> characterExtents(AtspiText* text, int offset, int coordinates);
+    // Where this object's window-relative coordinates begin on the screen.
+    std::optional<QPointF> windowOrigin();
+
+    AtspiAccessible* m_object;
+    AtspiText* m_text = nullptr; // null when the object has no text
+    ActiveWindow m_activeWindow;
+    std::optional<Toolkit> m_toolkit;
+};

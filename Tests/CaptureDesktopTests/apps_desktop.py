@@ -282,6 +282,17 @@ def page_cases(reader, full):
     reader.word("a word in <code>", "sierra", before="romeo ", after=" tango")
     reader.word("a list item", "xray", before="Whiskey ", after=" yankee")
     reader.word("the iframe", "candle", before="Lantern ", after=" torch")
+
+    def leaving_the_frame():
+        # Each document keeps its own selection: a click on the page leaves the frame's selection as it
+        # was, and having selected nothing, must capture nothing.
+        try:
+            reader.deselect()
+        finally:  # the frame's selection must not reach the cases after this one
+            candle = reader.words["candle"]
+            xdotool("mousemove", candle["x"] + 330, center(candle)[1], "click", 1)
+            reader.probe.capture(0.6)
+    reader.suite.case(f"{reader.label}: a click beside the iframe's selection captures nothing", leaving_the_frame)
     reader.word("an input", "copper", before="Nickel ", after=" zinc")
     if full:
         reader.word("a heading", "about", before="Heading ", after=" harbours")

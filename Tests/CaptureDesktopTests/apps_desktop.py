@@ -172,11 +172,14 @@ def top_left(bounds):
 
 
 def check_capture(got, text, before=None, after=None, rect=None, spans=None, paths=("accessibility",)):
-    """`rect`: the probe's rectangle must be that one (within TOLERANCE); `spans`: it must cover the
-    centres of these (a selection over several lines)."""
+    """The words, and when they came through the accessibility interface, their context and where they
+    are: `rect` must be the probe's rectangle (within TOLERANCE), `spans` words whose centres it covers (a
+    selection over several lines). PRIMARY knows neither; its rectangle is the mouse's place."""
     check(got is not None, "nothing was captured")
     check(flat(got["text"]).strip() == text, f"captured {got['text']!r}, not {text!r}: {got}")
     check(got["path"] in paths, f"came through {got['path']}, not {' or '.join(paths)}: {got}")
+    if got["path"] != "accessibility":
+        return got["path"]
     if before is not None:
         check(flat(got["before"]).endswith(before), f"context before is {got['before']!r}, not …{before!r}")
     if after is not None:
@@ -232,15 +235,14 @@ class Reader:
             return check_capture(self.probe.capture(self.timeout), word, **expected)
         self.suite.case(f"{self.label}: {name}", fn)
 
-    def phrase(self, name, first, last, text, rect=True, **expected):
+    def phrase(self, name, first, last, text, **expected):
         def fn():
             self.deselect()
             drag(self.words[first], self.words[last])
-            if rect:
-                if self.words[first]["y"] == self.words[last]["y"]:
-                    expected.setdefault("rect", union(self.words[first], self.words[last]))
-                else:
-                    expected.setdefault("spans", (self.words[first], self.words[last]))
+            if self.words[first]["y"] == self.words[last]["y"]:
+                expected.setdefault("rect", union(self.words[first], self.words[last]))
+            else:
+                expected.setdefault("spans", (self.words[first], self.words[last]))
             return check_capture(self.probe.capture(self.timeout), text, **expected)
         self.suite.case(f"{self.label}: {name}", fn)
 
@@ -367,10 +369,11 @@ def chromium_plain(suite, words):
         reader = Reader(suite, probe, "Chromium without accessibility", words, below(words, "candle"))
         # The page must be up before its words are clicked: wait for the first double-click to select.
         poll("Chromium to show the page", lambda: first_selection(reader, "charlie"), 30)
-        # PRIMARY has the text alone; were the tree read after all, it must give the context too.
-        reader.word("a word of a paragraph", "charlie", rect=None, paths=("primary", "accessibility"))
-        reader.phrase("a drag across a link", "lima", "oscar", "lima mike november oscar", rect=False,
-                      paths=("primary", "accessibility"))
+        # PRIMARY has the text alone; once capture has switched the page's tree on, the context too.
+        paths = ("primary", "accessibility")
+        reader.word("a word of a paragraph", "charlie", before="bravo ", after=" delta", paths=paths)
+        reader.phrase("a drag across a link", "lima", "oscar", "lima mike november oscar", before="Kilo ",
+                      after=" papa", paths=paths)
         # Chromium puts a password field's clear text on PRIMARY.
         reader.refused("a password field is refused", "password")
     finally:
@@ -508,8 +511,9 @@ def terminal(suite):
         empty = (words["charlie"]["x"], words["charlie"]["y"] + 120)
         reader = Reader(suite, probe, "gnome-terminal", words, empty)
         paths = ("accessibility", "primary")
-        reader.word("a double-click on a word", "charlie", rect=None, paths=paths)
-        reader.phrase("a drag across a phrase", "lima", "november", "lima mike november", rect=False, paths=paths)
+        reader.word("a double-click on a word", "charlie", before="bravo ", after=" delta", paths=paths)
+        reader.phrase("a drag across a phrase", "lima", "november", "lima mike november", before="Kilo ",
+                      after=" oscar", paths=paths)
 
         def untouched():
             clipboard = subprocess.run(["xclip", "-selection", "clipboard", "-o"], capture_output=True, text=True,

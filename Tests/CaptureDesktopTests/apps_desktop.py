@@ -382,9 +382,10 @@ def chromium_plain(suite, words):
 
 
 def first_selection(reader, word):
-    reader.deselect()
+    xdotool("mousemove", *reader.empty, "click", 1)
+    reader.probe.capture(0.6)  # an earlier try's capture, late
     double_click(reader.words[word])
-    got = reader.probe.capture(2)
+    got = reader.probe.capture(3)
     return got is not None and flat(got["text"]).strip() == word
 
 

@@ -77,17 +77,10 @@ QString AtspiTextNode::text(int start, int end) {
         ask([&](GError** e) { return atspi_text_get_text(m_text, start, end, e); }).value_or(nullptr));
 }
 
-const AtspiTextNode::Toolkit& AtspiTextNode::toolkit() {
-    if (!m_toolkit) {
-        m_toolkit = Toolkit{takeUtf8(atspi_accessible_get_toolkit_name(m_object, nullptr)), 0};
-        const QString version = takeUtf8(atspi_accessible_get_toolkit_version(m_object, nullptr));
-        m_toolkit->major = version.section(QLatin1Char('.'), 0, 0).toInt();
-    }
-    return *m_toolkit;
-}
-
 bool AtspiTextNode::countsUtf16() {
-    return toolkit().name == QStringLiteral("Qt");
+    if (!m_utf16)
+        m_utf16 = takeUtf8(atspi_accessible_get_toolkit_name(m_object, nullptr)) == QStringLiteral("Qt");
+    return *m_utf16;
 }
 
 QList<TextNode::Span> AtspiTextNode::selections() {
@@ -202,29 +195,27 @@ std::optional<QRectF> AtspiTextNode::characterExtents(AtspiText* text, int offse
 std::optional<QRectF> AtspiTextNode::extents(int start, int end) {
     if (!m_text || start >= end)
         return std::nullopt;
-    // GTK 4 places text relative to its window whatever it is asked for, and gives no range extents.
-    const bool windowRelative = toolkit().name == QStringLiteral("GTK") && toolkit().major >= 4;
-    const AtspiCoordType coordinates = windowRelative ? ATSPI_COORD_TYPE_WINDOW : ATSPI_COORD_TYPE_SCREEN;
     // Qt counts the character at the end offset into the range.
     const int last = countsUtf16() ? end - 1 : end;
-    std::optional<QRectF> rect =
+    std::optional<QRectF> range =
         takeRect(ask([&](GError** e) {
-                     return atspi_text_get_range_extents(m_text, start, last, coordinates, e);
+                     return atspi_text_get_range_extents(m_text, start, last, ATSPI_COORD_TYPE_SCREEN, e);
                  }).value_or(nullptr));
     // A browser that has published words before laying them out measures only part of the range, and
     // some of its characters have no rectangle yet: then nothing is known.
-    const std::optional<QRectF> first = characterExtents(m_text, start, coordinates);
-    const std::optional<QRectF> final = characterExtents(m_text, end - 1, coordinates);
-    if (!first || !final)
+    std::optional<QRectF> first = characterExtents(m_text, start, ATSPI_COORD_TYPE_SCREEN);
+    std::optional<QRectF> final = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_SCREEN);
+    if (first && final)
+        return range ? range->united(*first).united(*final) : first->united(*final);
+    if (range || first || final)
         return std::nullopt;
-    rect = rect ? rect->united(*first).united(*final) : first->united(*final);
-    if (rect && windowRelative) {
-        const std::optional<QPointF> origin = windowOrigin();
-        if (!origin)
-            return std::nullopt;
-        rect->translate(*origin);
-    }
-    return rect;
+    // GTK 4 places characters relative to its window only, and measures no ranges.
+    first = characterExtents(m_text, start, ATSPI_COORD_TYPE_WINDOW);
+    final = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_WINDOW);
+    const std::optional<QPointF> origin = first && final ? windowOrigin() : std::nullopt;
+    if (!origin)
+        return std::nullopt;
+    return first->united(*final).translated(*origin);
 }
 
 std::optional<QPointF> AtspiTextNode::windowOrigin() {

@@ -44,6 +44,63 @@ std::optional<QRectF> takeRect(AtspiRect* rect) {
     return result;
 }
 
+// A document that keeps its paragraphs (or pages) as children and has no text of its own, as an office
+// suite and a document viewer do: seen as one U+FFFC per child, like a web document. Only the children
+// around the one the reader came from are asked for a selection.
+class AtspiDocumentNode final : public TextNode {
+public:
+    static constexpr int reach = 32;
+    static constexpr int maxChildren = 1 << 16;
+
+    AtspiDocumentNode(AtspiAccessible* document, int from, AtspiTextNode::ActiveWindow window)
+        : m_document(ATSPI_ACCESSIBLE(g_object_ref(document))), m_from(from), m_window(std::move(window)) {}
+    ~AtspiDocumentNode() override { g_object_unref(m_document); }
+    AtspiDocumentNode(const AtspiDocumentNode&) = delete;
+    AtspiDocumentNode& operator=(const AtspiDocumentNode&) = delete;
+
+    int characterCount() override {
+        return std::min(
+            ask([&](GError** e) { return atspi_accessible_get_child_count(m_document, e); }).value_or(0),
+            maxChildren);
+    }
+    QString text(int start, int end) override {
+        return QString(std::max(0, std::min(end, characterCount()) - start), QChar(embeddedObject));
+    }
+    bool countsUtf16() override { return true; }
+    QList<Span> selections() override {
+        int first = -1;
+        int last = -1;
+        const int count = characterCount();
+        for (int i = std::max(0, m_from - reach); i < std::min(count, m_from + reach + 1); ++i) {
+            std::unique_ptr<TextNode> child = embeddedAt(i);
+            if (child && !child->selections().isEmpty()) {
+                first = first < 0 ? i : first;
+                last = i;
+            }
+        }
+        return first < 0 ? QList<Span>{} : QList<Span>{{first, last + 1}};
+    }
+    std::unique_ptr<TextNode> embeddedAt(int offset) override {
+        AtspiAccessible* child = ask([&](GError** e) {
+                                     return atspi_accessible_get_child_at_index(m_document, offset, e);
+                                 }).value_or(nullptr);
+        if (!child)
+            return nullptr;
+        auto node = std::make_unique<AtspiTextNode>(child, m_window);
+        g_object_unref(child);
+        return node;
+    }
+    std::optional<Nesting> parent() override { return std::nullopt; }
+    bool isBlock() override { return true; }
+    bool isPassword() override { return false; }
+    std::optional<QRectF> extents(int, int) override { return std::nullopt; }
+
+private:
+    AtspiAccessible* m_document;
+    int m_from;
+    AtspiTextNode::ActiveWindow m_window;
+};
+
 } // namespace
 
 AtspiTextNode::AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow)
@@ -149,8 +206,19 @@ int AtspiTextNode::offsetOfEmbedded(int index) {
 std::optional<TextNode::Nesting> AtspiTextNode::parent() {
     std::unique_ptr<AtspiTextNode> up =
         adopt(ask([&](GError** e) { return atspi_accessible_get_parent(m_object, e); }).value_or(nullptr));
-    if (!up || up->characterCount() < 0)
+    if (!up)
         return std::nullopt;
+    if (up->characterCount() < 0) {
+        const std::optional<AtspiRole> role =
+            ask([&](GError** e) { return atspi_accessible_get_role(up->m_object, e); });
+        if (role != ATSPI_ROLE_DOCUMENT_TEXT && role != ATSPI_ROLE_DOCUMENT_FRAME)
+            return std::nullopt;
+        const gint index =
+            ask([&](GError** e) { return atspi_accessible_get_index_in_parent(m_object, e); }).value_or(-1);
+        if (index < 0)
+            return std::nullopt;
+        return Nesting{std::make_unique<AtspiDocumentNode>(up->m_object, index, m_activeWindow), index};
+    }
     int offset = -1;
     if (AtspiHyperlink* hyperlink = atspi_accessible_get_hyperlink(m_object)) {
         offset = ask([&](GError** e) { return atspi_hyperlink_get_start_index(hyperlink, e); }).value_or(-1);

@@ -312,6 +312,13 @@ private slots:
         QCOMPARE(service->focusGuard(), FocusGuard::unknown);
     }
 
+    void anApplicationThatBuildsItsElementsWhenAskedGetsAMomentOnce() {
+        fake->accessibility.wakesApplications = true;
+        service->focusGuard();
+        service->focusGuard();
+        QCOMPARE(fake->clock.sleeps(), QList<int>{SelectionService::applicationWakeMs});
+    }
+
     void selfCheck_data() {
         QTest::addColumn<QList<int>>("statuses");
         QTest::addColumn<bool>("ok");

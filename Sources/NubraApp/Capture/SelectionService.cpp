@@ -234,6 +234,12 @@ std::optional<QString> SelectionService::selectedTextViaClipboard() {
 }
 
 FocusGuard SelectionService::focusGuard() {
+    // An application that builds its elements only when asked (a browser putting even a password on
+    // PRIMARY) is asked before anything is read from it, and given the moment it takes.
+    if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost()) {
+        if (m_desktop.accessibility.enableApplication(front->processId))
+            m_desktop.clock.sleepFor(applicationWakeMs);
+    }
     // Fails closed: an element whose role cannot be read may be a password field. Nothing focused at
     // all is no password field.
     const FocusQuery query = m_desktop.accessibility.focusedElement();

@@ -51,6 +51,7 @@ public:
     static constexpr int pasteboardPollMs = 10;
     static constexpr int selfCheckAttempts = 3;
     static constexpr int selfCheckRetryMs = 600;
+    static constexpr int applicationWakeMs = 200;
 
     explicit SelectionService(const Desktop& desktop) : m_desktop(desktop) {}
 

@@ -224,24 +224,37 @@ std::optional<AtspiAccessible*> AtspiThread::takeFocused(int timeoutMs) {
         });
 }
 
-void AtspiThread::wakeApplication(qint64 processId) {
+bool AtspiThread::wakeApplication(qint64 processId) {
     // The set is small: one entry per application the user captured from.
     if (processId <= 0 || !m_woken.insert(processId).second)
-        return;
+        return false;
+    bool woken = false;
     AtspiAccessible* desktop = atspi_get_desktop(0);
     const gint apps = desktop ? atspi_accessible_get_child_count(desktop, nullptr) : 0;
-    for (gint a = 0; a < apps; ++a) {
+    for (gint a = 0; a < apps && !woken; ++a) {
         AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, a, nullptr);
         if (!app)
             continue;
         if (atspi_accessible_get_process_id(app, nullptr) == guint(processId)) {
-            if (GHashTable* attributes = atspi_accessible_get_attributes(app, nullptr))
-                g_hash_table_unref(attributes);
+            gchar* toolkit = atspi_accessible_get_toolkit_name(app, nullptr);
+            if (toolkit && g_str_equal(toolkit, "Chromium")) {
+                if (GHashTable* attributes = atspi_accessible_get_attributes(app, nullptr))
+                    g_hash_table_unref(attributes);
+                woken = true;
+            }
+            g_free(toolkit);
         }
         g_object_unref(app);
     }
     if (desktop)
         g_object_unref(desktop);
+    // What the application said had focus before it built its tree still claims focus beside what has
+    // it now: the next read searches afresh.
+    if (woken) {
+        std::lock_guard guard(m_lock);
+        keep(m_focused, nullptr);
+    }
+    return woken;
 }
 
 void AtspiThread::submit(std::function<void()> task) {

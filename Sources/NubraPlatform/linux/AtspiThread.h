@@ -71,15 +71,13 @@ public:
         return answer.get();
     }
 
-    // Runs `task` on the AT-SPI thread without waiting for it.
-    void submit(std::function<void()> task);
-
     // Asks the application with this process id to build its tree, once per process: Chromium and
     // Electron publish their pages only after an assistive technology has asked for an attribute of
-    // the application. Call it on the AT-SPI thread.
-    void wakeApplication(qint64 processId);
+    // the application. True when such an application was asked now. Call it on the AT-SPI thread.
+    bool wakeApplication(qint64 processId);
 
 private:
+    void submit(std::function<void()> task);
     void run(int dbusTimeoutMs, std::promise<bool>& started);
     static void onEvent(void* event, void* self);
     AtspiAccessible* searchFocused();

@@ -13,6 +13,7 @@
 #include "NubraPlatform/PrimarySelection.h"
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/SyntheticKeyboard.h"
+#include "NubraPlatform/TreelessApplications.h"
 
 #include <QStringList>
 
@@ -22,6 +23,28 @@ namespace {
 
 bool isBlank(const std::optional<QString>& text) {
     return !text || text->trimmed().isEmpty();
+}
+
+// What reading from an application without its accessibility tree costs, and how to turn the tree on
+// (a line of its own, so that the switch is not broken in two where the alert wraps).
+QStringList treelessAdvice(const TreelessApp& app) {
+    const QString& name = app.name;
+    const QString switchText = app.enablingSwitch();
+    if (app.kind == TreelessApp::Kind::electron)
+        return {L10n::t(name + QStringLiteral(" does not share its text with accessibility: Nubra reads its "
+                                              "selections without the surrounding text and shows the card "
+                                              "at the pointer."),
+                        name + QStringLiteral(" 未向辅助功能公开文字：Nubra 读取其中选中的内容时不含前后文，"
+                                              "卡片也会显示在鼠标指针处。")),
+                L10n::t(QStringLiteral("→ Start it with the environment variable ") + switchText + u'.',
+                        QStringLiteral("→ 请设置环境变量 ") + switchText + QStringLiteral(" 后再启动它。"))};
+    return {L10n::t(name + QStringLiteral(" does not share its page text with accessibility: Nubra reads its "
+                                          "selections without the surrounding text and shows the card at "
+                                          "the pointer."),
+                    name + QStringLiteral(" 未向辅助功能公开网页文字：Nubra 读取其中选中的内容时不含前后文，"
+                                          "卡片也会显示在鼠标指针处。")),
+            L10n::t(QStringLiteral("→ Start it with ") + switchText + u'.',
+                    QStringLiteral("→ 请加上 ") + switchText + QStringLiteral(" 参数启动它。"))};
 }
 
 } // namespace
@@ -133,6 +156,7 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
         }
     }
     if (copied) {
+        logTreelessSource(copied->path);
         const QString text = ContextExtractor::fallback(copied->text).selected;
         return CaptureOutcome{{text, QString(), QString(), frontName(), mouseRect()}, copied->path};
     }
@@ -143,6 +167,21 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
     const QString name = front && !front->name.isEmpty() ? front->name : QStringLiteral("?");
     nbDebug(QStringLiteral("selection: failed app=") + id + QStringLiteral(" name=") + name);
     return std::nullopt;
+}
+
+void SelectionService::logTreelessSource(CapturePath path) {
+    const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
+    if (!front || front->processId <= 0)
+        return;
+    const std::optional<TreelessApp> app = m_desktop.treelessApplications.application(front->processId);
+    if (!app)
+        return;
+    const QString how =
+        app->kind == TreelessApp::Kind::electron ? QStringLiteral("the environment variable ") : QString();
+    nbDebug(QStringLiteral("selection: ") + capturePathName(path) + QStringLiteral(" from ") + app->name +
+            QStringLiteral(", which runs without its accessibility tree (no context, card at the pointer); "
+                           "start it with ") +
+            how + app->enablingSwitch());
 }
 
 bool SelectionService::primaryIsFresh(const CaptureTrigger& trigger) {
@@ -272,6 +311,11 @@ QString SelectionService::diagnose() {
                          QStringLiteral("辅助功能总线探测：") + QString::number(status) +
                              QStringLiteral("（此刻可能无焦点元素，可忽略）"));
     }
+    const QList<TreelessApp> treeless = m_desktop.treelessApplications.running();
+    if (!treeless.isEmpty())
+        lines << QString();
+    for (const TreelessApp& app : treeless)
+        lines << treelessAdvice(app);
     lines << QString();
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCause);
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCauseFix);

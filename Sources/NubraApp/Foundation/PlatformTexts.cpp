@@ -25,7 +25,8 @@ struct Entry {
 };
 
 // On Linux the "permission" is the desktop's accessibility switch (the AT-SPI bus), and the icon sits
-// in the panel's system tray.
+// in the panel's system tray. Browsers on macOS answer accessibility whenever it asks, so the guide's
+// note about them is Linux's alone.
 constexpr std::array entries{
     Entry{PlatformText::selectTextFirst,
           {u"\n\nSelect text in Safari/Notes first, then try again.",
@@ -65,6 +66,13 @@ constexpr std::array entries{
     Entry{PlatformText::waitingForSwitch,
           {u"Waiting for you to enable it in System Settings…", u"等待你在系统设置中打开开关…"},
           {u"Waiting for the accessibility switch to turn on…", u"等待辅助功能开关打开…"}},
+    Entry{PlatformText::guideTreelessNote,
+          {u"", u""},
+          {u"Chrome, Chromium and Edge share their page text only when started with "
+           u"--force-renderer-accessibility; Electron apps such as VS Code only with the environment "
+           u"variable ACCESSIBILITY_ENABLED=1.",
+           u"Chrome、Chromium 和 Edge 需加上 --force-renderer-accessibility 参数启动才会公开网页文字，"
+           u"VS Code 等 Electron 应用则需设置环境变量 ACCESSIBILITY_ENABLED=1。"}},
     Entry{PlatformText::welcomeIconLocation,
           {u"The icon lives in the top-right menu bar — select any text to get an instant explanation.",
            u"图标就在屏幕右上角菜单栏——选中任意文字即可划词解释。"},

@@ -1,5 +1,7 @@
 #include "NubraPlatform/linux/AtspiTextNode.h"
 
+#include "NubraPlatform/HypertextSelection.h"
+
 #include <atspi/atspi.h>
 
 #include <algorithm>
@@ -190,8 +192,7 @@ std::unique_ptr<TextNode> AtspiTextNode::embeddedAt(int offset) {
 }
 
 int AtspiTextNode::offsetOfEmbedded(int index) {
-    const int count = characterCount();
-    const QString all = text(0, count);
+    const QString all = text(0, std::min(characterCount(), HypertextSelection::maxChars));
     int seen = 0;
     int offset = 0;
     const bool utf16 = countsUtf16();

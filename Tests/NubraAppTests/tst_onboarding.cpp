@@ -136,13 +136,13 @@ private slots:
         kit.fake.tasks.drain();
         QCOMPARE(kit.fake.treeless.scans, 1);
         QVERIFY(running->isVisibleTo(window));
-        QCOMPARE(running->text(), u"Running now without it: Google Chrome, Slack."_qs);
+        QCOMPARE(running->text(), u"Running now without the switch: Google Chrome, Slack."_qs);
 
         L10n::setOverride(u"zh"_qs);
         window->hide();
         NubraWindows::showPermissionFlow(*kit.state);
         kit.fake.tasks.drain();
-        QCOMPARE(running->text(), u"正在运行但未开启：Google Chrome、Slack。"_qs);
+        QCOMPARE(running->text(), u"正在运行、未加开关的：Google Chrome、Slack。"_qs);
 
         kit.fake.treeless.apps.clear();
         window->hide();

@@ -209,8 +209,8 @@ void PermissionFlowView::showTreelessApplications(const QStringList& names) {
     m_treelessRunning->setText(
         names.isEmpty()
             ? QString()
-            : L10n::t(QStringLiteral("Running now without it: ") + names.join(QStringLiteral(", ")) + u'.',
-                      QStringLiteral("正在运行但未开启：") + names.join(QStringLiteral("、")) +
+            : L10n::t(QStringLiteral("Running now without the switch: ") + names.join(QStringLiteral(", ")) + u'.',
+                      QStringLiteral("正在运行、未加开关的：") + names.join(QStringLiteral("、")) +
                           QStringLiteral("。")));
     m_treelessRunning->setVisible(!names.isEmpty());
 }

@@ -1,5 +1,6 @@
 #include "NubraPlatform/linux/DesktopEntryNames.h"
 #include "NubraPlatform/linux/ProcTreelessApplications.h"
+#include "TestSupport/FileMode.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,12 +22,7 @@ class LinuxTreelessTest : public QObject {
     std::unique_ptr<ProcTreelessApplications> m_apps;
 
     QString write(const QString& relativePath, const QByteArray& content = {}) {
-        const QString path = m_root.filePath(relativePath);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(path));
-        return path;
+        return writeFileUnder(m_root.path(), relativePath, content);
     }
 
     void link(const QString& target, const QString& relativePath) {

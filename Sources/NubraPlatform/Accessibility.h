@@ -78,8 +78,9 @@ public:
     // Whether this process may read other applications' elements (the permission; on Linux, whether
     // the accessibility bus is enabled and reachable).
     virtual bool isTrusted() = 0;
-    // Asks the application with this process id to expose its elements; the outcome is ignored.
-    virtual void enableApplication(qint64 processId) = 0;
+    // Asks the application with this process id to expose its elements. True when it was asked just
+    // now and its elements appear a moment later; false when it needs no asking or was asked before.
+    virtual bool enableApplication(qint64 processId) = 0;
     virtual FocusQuery focusedElement() = 0;
     // Leads the user to the switch that grants the permission (on Linux it turns the bus on).
     virtual void openSettings() = 0;

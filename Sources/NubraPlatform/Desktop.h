@@ -10,12 +10,14 @@ class PrimarySelection;
 class ScreenGeometry;
 class SyntheticKeyboard;
 class TaskRunner;
+class TreelessApplications;
 
 // The desktop services capture uses, gathered so that the reader, the monitor and the hot-key
 // manager are written once and run on the simulated desktop in tests and the real one in the product.
 struct Desktop {
     Accessibility& accessibility;
     FrontApplications& frontApplications;
+    TreelessApplications& treelessApplications;
     ScreenGeometry& screen;
     Pasteboard& pasteboard;
     PrimarySelection& primarySelection;

@@ -92,6 +92,7 @@ public:
 
 private:
     std::unique_ptr<TextNode> enter(TextNode& node, int offset, bool selected);
+    QString read(TextNode& node, int start, int end);
     QString flatten(TextNode& node, int start, int end, qsizetype limit, bool fromEnd, bool measure,
                     int depth);
     void measure(TextNode& node, const QString& text, const QList<Character>& run);
@@ -99,6 +100,7 @@ private:
     int m_radius;
     QDeadlineTimer m_deadline;
     int m_objectsLeft = HypertextSelection::maxObjects;
+    qsizetype m_charsLeft = HypertextSelection::maxChars;
     bool m_refused = false;
     std::optional<QRectF> m_bounds;
 };
@@ -116,6 +118,15 @@ std::unique_ptr<TextNode> Walk::enter(TextNode& node, int offset, bool selected)
     return child;
 }
 
+// [start, end) of the node's text, within what the whole walk may read: an application cannot make us
+// hold more than that, however many objects it nests.
+QString Walk::read(TextNode& node, int start, int end) {
+    end = int(std::min<qint64>(end, start + m_charsLeft));
+    QString text = node.text(start, end).left(std::max<qsizetype>(0, m_charsLeft));
+    m_charsLeft -= text.size();
+    return text;
+}
+
 void Walk::measure(TextNode& node, const QString& text, const QList<Character>& run) {
     if (run.isEmpty())
         return;
@@ -130,7 +141,7 @@ void Walk::measure(TextNode& node, const QString& text, const QList<Character>& 
 
 Part Walk::selection(TextNode& node, TextNode::Span span, int depth) {
     const int end = std::min(span.end, span.start + HypertextSelection::maxChars);
-    const QString text = node.text(span.start, end);
+    const QString text = read(node, span.start, end);
     const QList<Character> chars = characters(text, span.start, node.countsUtf16());
     PartBuilder builder;
     QList<Character> run;
@@ -188,7 +199,7 @@ QString Walk::flatten(TextNode& node, int start, int end, qsizetype limit, bool 
         start = int(std::max<qint64>(start, qint64(end) - limit));
     else
         end = int(std::min<qint64>(end, qint64(start) + limit));
-    const QString text = node.text(start, end);
+    const QString text = read(node, start, end);
     QList<Character> chars = characters(text, start, node.countsUtf16());
     if (fromEnd)
         std::reverse(chars.begin(), chars.end());

@@ -51,7 +51,7 @@ const QList<Screen> screens{
     {PermissionPhase::checking, Symbol::checkmarkSeal, true, u"Permission detected"_qs, 2},
     {PermissionPhase::needsRestart, Symbol::circlePath, false, u"One more step"_qs, 5},
     {PermissionPhase::checking, Symbol::checkmarkSeal, true, u"Permission detected"_qs, 2}, // toggled again
-    {PermissionPhase::active, Symbol::checkmarkCircle, false, u"Authorized"_qs, 3},
+    {PermissionPhase::active, Symbol::checkmarkCircle, false, u"Authorized"_qs, 4},
     {PermissionPhase::done, Symbol::checkmarkCircle, false, u"All set!"_qs, 2},
 };
 
@@ -117,6 +117,41 @@ private slots:
         QVERIFY(window); // kept for the next time
     }
 
+    // Each time the guide comes on screen it names the applications running without their tree, found
+    // off the GUI thread.
+    void guideNamesTreelessApplications() {
+        auto restore = qScopeGuard([] { L10n::setOverride(u"en"_qs); });
+        AppTestKit kit;
+        kit.fake.treeless.apps = {{u"Google Chrome"_qs, TreelessApp::Kind::chromiumBrowser, 10},
+                                  {u"Slack"_qs, TreelessApp::Kind::electron, 11}};
+        NubraWindows::install(&kit.services);
+        NubraWindows::showPermissionFlow(*kit.state);
+        QPointer<QWidget> window = NubraWindows::permissionWindow();
+        kit.fake.tasks.drain();
+        QCOMPARE(kit.fake.treeless.scans, 0);
+
+        kit.settings().setPermissionPhase(PermissionPhase::active);
+        auto* running = child<QLabel>(*window, "treelessRunning");
+        QVERIFY(!running->isVisibleTo(window));
+        kit.fake.tasks.drain();
+        QCOMPARE(kit.fake.treeless.scans, 1);
+        QVERIFY(running->isVisibleTo(window));
+        QCOMPARE(running->text(), u"Running now without the switch: Google Chrome, Slack."_qs);
+
+        L10n::setOverride(u"zh"_qs);
+        window->hide();
+        NubraWindows::showPermissionFlow(*kit.state);
+        kit.fake.tasks.drain();
+        QCOMPARE(running->text(), u"正在运行、未加开关的：Google Chrome、Slack。"_qs);
+
+        kit.fake.treeless.apps.clear();
+        window->hide();
+        NubraWindows::showPermissionFlow(*kit.state);
+        kit.fake.tasks.drain();
+        QCOMPARE(kit.fake.treeless.scans, 3);
+        QVERIFY(!running->isVisibleTo(window));
+    }
+
     void windowIsReusedAndFitsItsScreens() {
         AppTestKit kit;
         NubraWindows::install(&kit.services);
@@ -149,6 +184,10 @@ private slots:
         QFont large = font;
         large.setPointSizeF(14);
         QApplication::setFont(large);
+        // So many applications without their tree that the guide becomes the tallest screen.
+        for (int i = 0; i < 12; ++i)
+            kit.fake.treeless.apps << TreelessApp{u"Electron Application %1"_qs.arg(i),
+                                                  TreelessApp::Kind::electron, i};
         for (const QString& language : {u"en"_qs, u"zh"_qs}) {
             L10n::setOverride(language);
             NubraWindows::install(nullptr);
@@ -158,6 +197,7 @@ private slots:
             QVERIFY(window->height() > 320);
             for (const Screen& screen : screens) {
                 kit.settings().setPermissionPhase(screen.phase);
+                kit.fake.tasks.drain();               // the guide's list of applications without their tree
                 QCoreApplication::sendPostedEvents(); // the layout of the screen just shown
                 for (const QLabel* label : shown<QLabel>(*window)) {
                     const QRect place(label->mapTo(window, QPoint()), label->size());

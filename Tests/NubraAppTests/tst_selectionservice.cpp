@@ -111,6 +111,15 @@ private slots:
         QCOMPARE(fake->keyboard.copies, 0);
         QCOMPARE(pasteboardNow(), userPasteboard());
         QVERIFY(fake->clock.sleeps().isEmpty()); // the selection was not blank, so no probe retry
+
+        // From an application that keeps its text from accessibility, the log says how to change that.
+        QVERIFY(log->messages().isEmpty());
+        fake->treeless.apps = {{u"Slack"_qs, TreelessApp::Kind::electron, 4242}};
+        QCOMPARE(service->capture(200)->path, CapturePath::primary);
+        QCOMPARE(log->messages(),
+                 QStringList{u"selection: primary from Slack, which runs without its accessibility tree (no "
+                             "context, card at the pointer); start it with the environment variable "
+                             "ACCESSIBILITY_ENABLED=1"_qs});
     }
 
     void focusLeftBehindInAnotherApplicationIsNotRead() {
@@ -312,6 +321,13 @@ private slots:
         QCOMPARE(service->focusGuard(), FocusGuard::unknown);
     }
 
+    void anApplicationThatBuildsItsElementsWhenAskedGetsAMomentOnce() {
+        fake->accessibility.wakesApplications = true;
+        service->focusGuard();
+        service->focusGuard();
+        QCOMPARE(fake->clock.sleeps(), QList<int>{SelectionService::applicationWakeMs});
+    }
+
     void selfCheck_data() {
         QTest::addColumn<QList<int>>("statuses");
         QTest::addColumn<bool>("ok");
@@ -334,7 +350,8 @@ private slots:
         QCOMPARE(fake->clock.sleeps(), sleeps);
     }
 
-    // The grant, the probe and the advice that follows from them, then the common cause (two lines).
+    // The grant, the probe and the advice that follows from them, the applications without their tree,
+    // then the common cause (two lines).
     void diagnosisLines() {
         fake->accessibility.focused = std::make_shared<FakeElement>();
         QStringList lines = service->diagnose().split(QLatin1Char('\n'));
@@ -345,13 +362,31 @@ private slots:
                               QStringLiteral("→ Permission chain is fine. Select text in another app, then "
                                              "run diagnosis again.")}));
 
+        // Each application running without its tree, with what it costs and how to turn the tree on.
+        fake->treeless.apps = {{u"Chromium"_qs, TreelessApp::Kind::chromiumBrowser, 10},
+                               {u"Visual Studio Code"_qs, TreelessApp::Kind::electron, 11}};
+        lines = service->diagnose().split(QLatin1Char('\n'));
+        QCOMPARE(lines.size(), 11);
+        QCOMPARE(lines.mid(3, 6),
+                 (QStringList{
+                     QString(),
+                     u"Chromium shares its text with accessibility only when asked, and Nubra asks it at "
+                     "the first selection. If its selections still come without the text around them and "
+                     "the card at the pointer:"_qs,
+                     u"→ Start it with --force-renderer-accessibility."_qs,
+                     u"Visual Studio Code shares its text with accessibility only when asked, and Nubra "
+                     "asks it at the first selection. If its selections still come without the text around "
+                     "them and the card at the pointer:"_qs,
+                     u"→ Start it with the environment variable ACCESSIBILITY_ENABLED=1."_qs, QString()}));
+        fake->treeless.apps.removeFirst();
+
         fake->accessibility.focused.reset();
         lines = service->diagnose().split(QLatin1Char('\n'));
         QCOMPARE(lines.first(3), (QStringList{lines[0],
                                               QStringLiteral("Accessibility bus probe: -25212 (may be no "
                                                              "focused element right now)"),
                                               QString()}));
-        QCOMPARE(lines.size(), 5);
+        QCOMPARE(lines.size(), 8);
 
         L10n::setOverride(QStringLiteral("zh"));
         fake->accessibility.trusted = false;
@@ -360,6 +395,11 @@ private slots:
                  (QStringList{QStringLiteral("辅助功能授权：未授权 ✗"),
                               QStringLiteral("辅助功能总线探测：apiDisabled ✗（辅助功能开关未打开）"),
                               QStringLiteral("→ 建议：把桌面的辅助功能开关关掉再打开；无效则重启应用。")}));
+        QCOMPARE(
+            lines.mid(4, 2),
+            (QStringList{u"Visual Studio Code 只在被请求时才向辅助功能公开文字，Nubra 会在第一次选中时请求。"
+                         "如果之后选中的内容仍不含前后文、卡片仍出现在鼠标指针处："_qs,
+                         u"→ 请设置环境变量 ACCESSIBILITY_ENABLED=1 后再启动它。"_qs}));
     }
 };
 

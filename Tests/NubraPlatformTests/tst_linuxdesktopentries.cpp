@@ -1,4 +1,5 @@
 #include "NubraPlatform/linux/DesktopEntryNames.h"
+#include "TestSupport/FileMode.h"
 
 #include <QDir>
 #include <QFile>
@@ -16,12 +17,7 @@ class LinuxDesktopEntriesTest : public QObject {
     std::unique_ptr<DesktopEntryNames> m_names;
 
     QString write(const QString& relativePath, const QByteArray& content) {
-        const QString path = m_root.filePath(relativePath);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(path));
-        return path;
+        return writeFileUnder(m_root.path(), relativePath, content);
     }
 
     QString nameFor(const QString& wmClass, const QString& locale = {}) {

@@ -13,6 +13,7 @@
 #include "NubraPlatform/PrimarySelection.h"
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/SyntheticKeyboard.h"
+#include "NubraPlatform/TreelessApplications.h"
 
 #include <QStringList>
 
@@ -30,6 +31,26 @@ QString withoutEmbeddedObjects(QString text) {
 
 bool isBlank(const std::optional<QString>& text) {
     return !text || withoutEmbeddedObjects(*text).trimmed().isEmpty();
+}
+
+// An application that builds its accessibility tree only when asked, and how to turn the tree on for
+// good should asking not be enough (a line of its own, so that the switch is not broken in two where
+// the alert wraps).
+QStringList treelessAdvice(const TreelessApp& app) {
+    const QString& name = app.name;
+    const QString switchText = app.enablingSwitch();
+    const QString cost = L10n::t(
+        name + QStringLiteral(" shares its text with accessibility only when asked, and Nubra asks it at the "
+                              "first selection. If its selections still come without the text around them "
+                              "and the card at the pointer:"),
+        name + QStringLiteral(" 只在被请求时才向辅助功能公开文字，Nubra 会在第一次选中时请求。"
+                              "如果之后选中的内容仍不含前后文、卡片仍出现在鼠标指针处："));
+    if (app.kind == TreelessApp::Kind::electron)
+        return {cost,
+                L10n::t(QStringLiteral("→ Start it with the environment variable ") + switchText + u'.',
+                        QStringLiteral("→ 请设置环境变量 ") + switchText + QStringLiteral(" 后再启动它。"))};
+    return {cost, L10n::t(QStringLiteral("→ Start it with ") + switchText + u'.',
+                          QStringLiteral("→ 请加上 ") + switchText + QStringLiteral(" 参数启动它。"))};
 }
 
 } // namespace
@@ -148,6 +169,7 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
         }
     }
     if (copied) {
+        logTreelessSource(copied->path);
         const QString text = ContextExtractor::fallback(withoutEmbeddedObjects(copied->text)).selected;
         return CaptureOutcome{{text, QString(), QString(), frontName(), mouseRect()}, copied->path};
     }
@@ -158,6 +180,21 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
     const QString name = front && !front->name.isEmpty() ? front->name : QStringLiteral("?");
     nbDebug(QStringLiteral("selection: failed app=") + id + QStringLiteral(" name=") + name);
     return std::nullopt;
+}
+
+void SelectionService::logTreelessSource(CapturePath path) {
+    const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
+    if (!front || front->processId <= 0)
+        return;
+    const std::optional<TreelessApp> app = m_desktop.treelessApplications.application(front->processId);
+    if (!app)
+        return;
+    const QString how =
+        app->kind == TreelessApp::Kind::electron ? QStringLiteral("the environment variable ") : QString();
+    nbDebug(QStringLiteral("selection: ") + capturePathName(path) + QStringLiteral(" from ") + app->name +
+            QStringLiteral(", which runs without its accessibility tree (no context, card at the pointer); "
+                           "start it with ") +
+            how + app->enablingSwitch());
 }
 
 bool SelectionService::primaryIsFresh(const CaptureTrigger& trigger) {
@@ -234,6 +271,12 @@ std::optional<QString> SelectionService::selectedTextViaClipboard() {
 }
 
 FocusGuard SelectionService::focusGuard() {
+    // An application that builds its elements only when asked (a browser putting even a password on
+    // PRIMARY) is asked before anything is read from it, and given the moment it takes.
+    if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost()) {
+        if (m_desktop.accessibility.enableApplication(front->processId))
+            m_desktop.clock.sleepFor(applicationWakeMs);
+    }
     // Fails closed: an element whose role cannot be read may be a password field. Nothing focused at
     // all is no password field.
     const FocusQuery query = m_desktop.accessibility.focusedElement();
@@ -296,6 +339,11 @@ QString SelectionService::diagnose() {
                          QStringLiteral("辅助功能总线探测：") + QString::number(status) +
                              QStringLiteral("（此刻可能无焦点元素，可忽略）"));
     }
+    const QList<TreelessApp> treeless = m_desktop.treelessApplications.running();
+    if (!treeless.isEmpty())
+        lines << QString();
+    for (const TreelessApp& app : treeless)
+        lines << treelessAdvice(app);
     lines << QString();
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCause);
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCauseFix);

@@ -41,7 +41,8 @@ enum class FocusGuard { ordinary, password, unknown };
 // Reads the selection the user just made in the front application: through the accessibility
 // interface when the focused element gives a selection and its range, otherwise from the PRIMARY
 // selection or a synthetic copy whose pasteboard changes are undone. Holds no state of its own.
-// Everything except diagnose() blocks and belongs on a background thread.
+// Every call blocks (diagnose() asks the accessibility bus and walks the process table) and belongs on a
+// background thread.
 class SelectionService {
 public:
     static constexpr int probeRetryMs = 250;
@@ -51,6 +52,7 @@ public:
     static constexpr int pasteboardPollMs = 10;
     static constexpr int selfCheckAttempts = 3;
     static constexpr int selfCheckRetryMs = 600;
+    static constexpr int applicationWakeMs = 200;
 
     explicit SelectionService(const Desktop& desktop) : m_desktop(desktop) {}
 
@@ -69,7 +71,8 @@ public:
     std::optional<QString> selectedTextViaClipboard();
 
     AXSelfCheckResult selfCheck();
-    // Several lines describing whether capture can work right now, in the interface language.
+    // Several lines describing whether capture can work right now, in the interface language, naming
+    // the running applications that keep their text from accessibility.
     QString diagnose();
     void openAccessibilitySettings();
 
@@ -89,6 +92,8 @@ private:
     // PRIMARY when the trigger may take it and it holds text, else the synthetic copy when allowed.
     std::optional<PasteboardText> selectedTextViaPasteboard(bool primaryAllowed, bool copyAllowed);
     bool primaryIsFresh(const CaptureTrigger& trigger);
+    // Says in the debug log when the application in front keeps its text from accessibility.
+    void logTreelessSource(CapturePath path);
     bool isTerminal(const std::shared_ptr<AccessibleElement>& element);
     // The queried element, unless it belongs to an application other than the one in front.
     std::shared_ptr<AccessibleElement> elementInFront(const FocusQuery& query);

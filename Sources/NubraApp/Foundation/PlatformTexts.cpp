@@ -25,7 +25,8 @@ struct Entry {
 };
 
 // On Linux the "permission" is the desktop's accessibility switch (the AT-SPI bus), and the icon sits
-// in the panel's system tray.
+// in the panel's system tray. Browsers on macOS answer accessibility whenever it asks, so the guide's
+// note about them is Linux's alone.
 constexpr std::array entries{
     Entry{PlatformText::selectTextFirst,
           {u"\n\nSelect text in Safari/Notes first, then try again.",
@@ -45,12 +46,12 @@ constexpr std::array entries{
     Entry{PlatformText::diagnosisCommonCause,
           {u"Common cause: rebuilds change the signing fingerprint, so the old grant is stale —",
            u"常见原因：重新构建后签名指纹变化，系统会保留旧授权记录但不再生效——"},
-          {u"Common cause: Chromium and Electron apps publish their text to accessibility only on request —",
-           u"常见原因：Chromium 与 Electron 类应用默认不向辅助功能公开文本——"}},
+          {u"Common cause: an application that shares no text with accessibility —",
+           u"常见原因：应用未向辅助功能公开文字——"}},
     Entry{PlatformText::diagnosisCommonCauseFix,
           {u"toggle it off and on to fix.", u"关掉再打开开关即可修复。"},
-          {u"start them with --force-renderer-accessibility to fix.",
-           u"用 --force-renderer-accessibility 参数启动它们即可修复。"}},
+          {u"Nubra then reads the selection without the text around it.",
+           u"此时 Nubra 读取选中的内容时不含前后文。"}},
     Entry{PlatformText::openSettingsButton,
           {u"Open System Settings", u"打开系统设置"},
           {u"Turn On Accessibility", u"打开辅助功能开关"}},
@@ -65,6 +66,15 @@ constexpr std::array entries{
     Entry{PlatformText::waitingForSwitch,
           {u"Waiting for you to enable it in System Settings…", u"等待你在系统设置中打开开关…"},
           {u"Waiting for the accessibility switch to turn on…", u"等待辅助功能开关打开…"}},
+    Entry{PlatformText::guideTreelessNote,
+          {u"", u""},
+          {u"Chrome, Chromium, Edge and Electron apps such as VS Code share their text only when asked; "
+           u"Nubra asks them. Where that is not enough, start the browsers with "
+           u"--force-renderer-accessibility and Electron apps with the environment variable "
+           u"ACCESSIBILITY_ENABLED=1.",
+           u"Chrome、Chromium、Edge 以及 VS Code 等 Electron 应用只在被请求时才公开文字，Nubra 会主动请求。"
+           u"若仍读不到前后文，请为浏览器加上 --force-renderer-accessibility 参数启动，"
+           u"为 Electron 应用设置环境变量 ACCESSIBILITY_ENABLED=1。"}},
     Entry{PlatformText::welcomeIconLocation,
           {u"The icon lives in the top-right menu bar — select any text to get an instant explanation.",
            u"图标就在屏幕右上角菜单栏——选中任意文字即可划词解释。"},

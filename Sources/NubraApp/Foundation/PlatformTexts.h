@@ -17,6 +17,7 @@ enum class PlatformText {
     onboardingStepOpenSettings, // onboarding: step 1
     onboardingStepFindSwitch,   // onboarding: step 2
     waitingForSwitch,           // onboarding: the line under the spinner
+    guideTreelessNote,          // onboarding: applications that share their text only on request
     welcomeIconLocation,        // welcome notice: where the icon lives
     keepHistoryToggle,          // settings: the history-recording switch
     historyStaysLocal,          // settings: the note under the history controls

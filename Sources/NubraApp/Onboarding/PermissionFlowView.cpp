@@ -79,6 +79,13 @@ QLabel* label(const QString& text, QWidget* parent, Qt::Alignment alignment = Qt
     return result;
 }
 
+// A wrapped line may end after any hyphen, which would cut a command-line flag in two; a word joiner after
+// each hyphen keeps the flag whole. Only for labels that cannot be selected, or the joiners would be
+// copied along with the flag.
+QString unbrokenAtHyphens(QString text) {
+    return text.replace(u'-', QStringLiteral("-\u2060"));
+}
+
 void scaleFont(QWidget* widget, qreal factor, bool bold = false) {
     QFont font = widget->font();
     if (font.pointSizeF() > 0)
@@ -188,6 +195,24 @@ QString PermissionFlowView::windowTitleText() {
 
 void PermissionFlowView::showCurrentPhase() {
     m_screens->setCurrentWidget(m_pages[size_t(m_settings.permissionPhase())]);
+    if (isVisible() && m_settings.permissionPhase() == PermissionPhase::active)
+        emit guideShown();
+}
+
+void PermissionFlowView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (m_settings.permissionPhase() == PermissionPhase::active)
+        emit guideShown();
+}
+
+void PermissionFlowView::showTreelessApplications(const QStringList& names) {
+    m_treelessRunning->setText(
+        names.isEmpty()
+            ? QString()
+            : L10n::t(QStringLiteral("Running now without the switch: ") + names.join(QStringLiteral(", ")) + u'.',
+                      QStringLiteral("正在运行、未加开关的：") + names.join(QStringLiteral("、")) +
+                          QStringLiteral("。")));
+    m_treelessRunning->setVisible(!names.isEmpty());
 }
 
 QWidget* PermissionFlowView::waitingScreen() {
@@ -265,6 +290,22 @@ QWidget* PermissionFlowView::guideScreen() {
     layout->addWidget(label(L10n::t(QStringLiteral("Now select some text in any app to try it."),
                                     QStringLiteral("现在去任意应用选中一段文字试试。")),
                             screen, Qt::AlignLeft));
+
+    // Browsers and Electron applications that keep their text from accessibility unless started with a
+    // switch, and those of them running now.
+    auto* notes = new QVBoxLayout;
+    notes->setSpacing(4);
+    if (const QString text = PlatformTexts::text(PlatformText::guideTreelessNote); !text.isEmpty()) {
+        QLabel* note = secondary(label(unbrokenAtHyphens(text), screen, Qt::AlignLeft));
+        scaleFont(note, 0.88);
+        notes->addWidget(note);
+    }
+    m_treelessRunning = label(QString(), screen, Qt::AlignLeft);
+    m_treelessRunning->setObjectName(QStringLiteral("treelessRunning"));
+    scaleFont(m_treelessRunning, 0.88);
+    m_treelessRunning->hide();
+    notes->addWidget(m_treelessRunning);
+    layout->addLayout(notes);
     layout->addWidget(secondary(label(L10n::t(QStringLiteral("This window will finish automatically."),
                                               QStringLiteral("完成后这里会自动打勾收尾。")),
                                       screen, Qt::AlignLeft)));

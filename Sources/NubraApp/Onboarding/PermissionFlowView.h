@@ -7,6 +7,7 @@
 #include <array>
 
 class AppSettings;
+class QLabel;
 class QStackedWidget;
 
 // The onboarding window's content: one screen per permission phase, following the phase as it moves.
@@ -27,6 +28,10 @@ public:
     // "开启 Nubra" / "Get Started with Nubra": the title of the window that hosts this view.
     static QString windowTitleText();
 
+    // Names the running applications that keep their text from accessibility under the guide's note
+    // about them; none hides the line.
+    void showTreelessApplications(const QStringList& names);
+
 signals:
     // Lead the user to the desktop's accessibility switch.
     void openSettingsRequested();
@@ -34,6 +39,11 @@ signals:
     void restartRequested();
     // The user will restart later: put the window away.
     void closeRequested();
+    // The first-use guide came on screen: time to tell it which applications keep their text.
+    void guideShown();
+
+protected:
+    void showEvent(QShowEvent* event) override;
 
 private:
     QWidget* waitingScreen();
@@ -45,4 +55,5 @@ private:
     QStackedWidget* m_screens;
     // One screen per phase, in the order of PermissionPhase.
     std::array<QWidget*, 5> m_pages{};
+    QLabel* m_treelessRunning = nullptr;
 };

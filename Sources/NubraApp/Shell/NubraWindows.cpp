@@ -12,6 +12,8 @@
 #include "NubraPlatform/Accessibility.h"
 #include "NubraPlatform/Clock.h"
 #include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/TaskRunner.h"
+#include "NubraPlatform/TreelessApplications.h"
 #include "NubraPlatform/linux/X11Managers.h"
 
 #include <QCoreApplication>
@@ -72,6 +74,31 @@ QWidget* makeHistoryWindow(AppState& state) {
     return centredWithState(window, state);
 }
 
+// 400 x 320, taller or wider only where the tallest screen needs it in the interface language.
+void fitPermissionWindow(QWidget* window) {
+    const int width = std::max(400, window->minimumSizeHint().width());
+    window->setFixedSize(width, std::max(320, window->heightForWidth(width)));
+}
+
+// The guide names the applications running without their accessibility tree; finding them walks the
+// process table, off the GUI thread.
+void listTreelessApplications(PermissionFlowView* view) {
+    if (!theServices)
+        return;
+    const Desktop desktop = theServices->desktop;
+    desktop.tasks.runInBackground([desktop, view = QPointer<PermissionFlowView>(view)] {
+        QStringList names;
+        for (const TreelessApp& app : desktop.treelessApplications.running())
+            names << app.name;
+        desktop.tasks.runOnMain([view, names] {
+            if (!view)
+                return;
+            view->showTreelessApplications(names);
+            fitPermissionWindow(view->window());
+        });
+    });
+}
+
 QWidget* makePermissionWindow(AppState& state) {
     auto* window = new QWidget(nullptr, Qt::Window);
     window->setObjectName(QStringLiteral("permissionWindow"));
@@ -86,9 +113,9 @@ QWidget* makePermissionWindow(AppState& state) {
     });
     QObject::connect(view, &PermissionFlowView::restartRequested, window, [] { restartApp(); });
     QObject::connect(view, &PermissionFlowView::closeRequested, window, &QWidget::hide);
-    // 400 x 320, taller or wider only where the tallest screen needs it in the interface language.
-    const int width = std::max(400, window->minimumSizeHint().width());
-    window->setFixedSize(width, std::max(320, window->heightForWidth(width)));
+    QObject::connect(view, &PermissionFlowView::guideShown, window,
+                     [view] { listTreelessApplications(view); });
+    fitPermissionWindow(window);
     return centredWithState(window, state);
 }
 

@@ -44,7 +44,12 @@ public:
     void queueStatuses(std::initializer_list<int> statuses) { m_statuses.insert(m_statuses.end(), statuses); }
 
     bool isTrusted() override { return trusted; }
-    void enableApplication(qint64 processId) override { enabledApplications.append(processId); }
+    bool wakesApplications = false; // whether an application asked for the first time builds its elements
+    bool enableApplication(qint64 processId) override {
+        const bool first = !enabledApplications.contains(processId);
+        enabledApplications.append(processId);
+        return wakesApplications && first;
+    }
     FocusQuery focusedElement() override;
     void openSettings() override;
 

@@ -5,6 +5,7 @@
 #include "NubraPlatform/FrontApplications.h"
 #include "NubraPlatform/PrimarySelection.h"
 #include "NubraPlatform/ScreenGeometry.h"
+#include "NubraPlatform/TreelessApplications.h"
 #include "NubraPlatform/fake/FakeAccessibility.h"
 #include "NubraPlatform/fake/FakeClock.h"
 #include "NubraPlatform/fake/FakeEventMonitors.h"
@@ -16,6 +17,14 @@ class FakeFrontApplications final : public FrontApplications {
 public:
     std::optional<FrontApp> front;
     std::optional<FrontApp> frontmost() override { return front; }
+};
+
+class FakeTreelessApplications final : public TreelessApplications {
+public:
+    QList<TreelessApp> apps;
+    int scans = 0;
+    QList<TreelessApp> running() override;
+    std::optional<TreelessApp> application(qint64 processId) override;
 };
 
 class FakePrimarySelection final : public PrimarySelection {
@@ -42,6 +51,7 @@ public:
 struct FakeDesktop {
     FakeAccessibility accessibility;
     FakeFrontApplications frontApplications;
+    FakeTreelessApplications treeless;
     FakeScreen screen;
     InMemoryPasteboard pasteboard;
     FakePrimarySelection primarySelection;

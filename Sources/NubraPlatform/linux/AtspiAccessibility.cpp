@@ -237,10 +237,11 @@ bool AtspiAccessibility::isTrusted() {
     return m_thread->isReady() && busEnabled().value_or(false);
 }
 
-void AtspiAccessibility::enableApplication(qint64 processId) {
+bool AtspiAccessibility::enableApplication(qint64 processId) {
     // Toolkits follow the bus switch on their own, except the Chromium family, which waits to be asked.
     AtspiThread* thread = m_thread.get(); // tasks run only while the thread does
-    m_thread->submit([thread, processId]() { thread->wakeApplication(processId); });
+    return m_thread->call([thread, processId]() { return thread->wakeApplication(processId); }, callTimeoutMs)
+        .value_or(false);
 }
 
 FocusQuery AtspiAccessibility::focusedElement() {

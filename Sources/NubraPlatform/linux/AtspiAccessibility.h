@@ -20,7 +20,7 @@ public:
     ~AtspiAccessibility() override;
 
     bool isTrusted() override;
-    void enableApplication(qint64 processId) override;
+    bool enableApplication(qint64 processId) override;
     FocusQuery focusedElement() override;
     void openSettings() override;
 

@@ -1,5 +1,7 @@
 #include "NubraPlatform/linux/AtspiTextNode.h"
 
+#include "NubraPlatform/HypertextSelection.h"
+
 #include <atspi/atspi.h>
 
 #include <algorithm>
@@ -44,6 +46,63 @@ std::optional<QRectF> takeRect(AtspiRect* rect) {
     return result;
 }
 
+// A document that keeps its paragraphs (or pages) as children and has no text of its own, as an office
+// suite and a document viewer do: seen as one U+FFFC per child, like a web document. Only the children
+// around the one the reader came from are asked for a selection.
+class AtspiDocumentNode final : public TextNode {
+public:
+    static constexpr int reach = 32;
+    static constexpr int maxChildren = 1 << 16;
+
+    AtspiDocumentNode(AtspiAccessible* document, int from, AtspiTextNode::ActiveWindow window)
+        : m_document(ATSPI_ACCESSIBLE(g_object_ref(document))), m_from(from), m_window(std::move(window)) {}
+    ~AtspiDocumentNode() override { g_object_unref(m_document); }
+    AtspiDocumentNode(const AtspiDocumentNode&) = delete;
+    AtspiDocumentNode& operator=(const AtspiDocumentNode&) = delete;
+
+    int characterCount() override {
+        return std::min(
+            ask([&](GError** e) { return atspi_accessible_get_child_count(m_document, e); }).value_or(0),
+            maxChildren);
+    }
+    QString text(int start, int end) override {
+        return QString(std::max(0, std::min(end, characterCount()) - start), QChar(embeddedObject));
+    }
+    bool countsUtf16() override { return true; }
+    QList<Span> selections() override {
+        int first = -1;
+        int last = -1;
+        const int count = characterCount();
+        for (int i = std::max(0, m_from - reach); i < std::min(count, m_from + reach + 1); ++i) {
+            std::unique_ptr<TextNode> child = embeddedAt(i);
+            if (child && !child->selections().isEmpty()) {
+                first = first < 0 ? i : first;
+                last = i;
+            }
+        }
+        return first < 0 ? QList<Span>{} : QList<Span>{{first, last + 1}};
+    }
+    std::unique_ptr<TextNode> embeddedAt(int offset) override {
+        AtspiAccessible* child = ask([&](GError** e) {
+                                     return atspi_accessible_get_child_at_index(m_document, offset, e);
+                                 }).value_or(nullptr);
+        if (!child)
+            return nullptr;
+        auto node = std::make_unique<AtspiTextNode>(child, m_window);
+        g_object_unref(child);
+        return node;
+    }
+    std::optional<Nesting> parent() override { return std::nullopt; }
+    bool isBlock() override { return true; }
+    bool isPassword() override { return false; }
+    std::optional<QRectF> extents(int, int) override { return std::nullopt; }
+
+private:
+    AtspiAccessible* m_document;
+    int m_from;
+    AtspiTextNode::ActiveWindow m_window;
+};
+
 } // namespace
 
 AtspiTextNode::AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow)
@@ -77,17 +136,10 @@ QString AtspiTextNode::text(int start, int end) {
         ask([&](GError** e) { return atspi_text_get_text(m_text, start, end, e); }).value_or(nullptr));
 }
 
-const AtspiTextNode::Toolkit& AtspiTextNode::toolkit() {
-    if (!m_toolkit) {
-        m_toolkit = Toolkit{takeUtf8(atspi_accessible_get_toolkit_name(m_object, nullptr)), 0};
-        const QString version = takeUtf8(atspi_accessible_get_toolkit_version(m_object, nullptr));
-        m_toolkit->major = version.section(QLatin1Char('.'), 0, 0).toInt();
-    }
-    return *m_toolkit;
-}
-
 bool AtspiTextNode::countsUtf16() {
-    return toolkit().name == QStringLiteral("Qt");
+    if (!m_utf16)
+        m_utf16 = takeUtf8(atspi_accessible_get_toolkit_name(m_object, nullptr)) == QStringLiteral("Qt");
+    return *m_utf16;
 }
 
 QList<TextNode::Span> AtspiTextNode::selections() {
@@ -140,8 +192,7 @@ std::unique_ptr<TextNode> AtspiTextNode::embeddedAt(int offset) {
 }
 
 int AtspiTextNode::offsetOfEmbedded(int index) {
-    const int count = characterCount();
-    const QString all = text(0, count);
+    const QString all = text(0, std::min(characterCount(), HypertextSelection::maxChars));
     int seen = 0;
     int offset = 0;
     const bool utf16 = countsUtf16();
@@ -156,8 +207,19 @@ int AtspiTextNode::offsetOfEmbedded(int index) {
 std::optional<TextNode::Nesting> AtspiTextNode::parent() {
     std::unique_ptr<AtspiTextNode> up =
         adopt(ask([&](GError** e) { return atspi_accessible_get_parent(m_object, e); }).value_or(nullptr));
-    if (!up || up->characterCount() < 0)
+    if (!up)
         return std::nullopt;
+    if (up->characterCount() < 0) {
+        const std::optional<AtspiRole> role =
+            ask([&](GError** e) { return atspi_accessible_get_role(up->m_object, e); });
+        if (role != ATSPI_ROLE_DOCUMENT_TEXT && role != ATSPI_ROLE_DOCUMENT_FRAME)
+            return std::nullopt;
+        const gint index =
+            ask([&](GError** e) { return atspi_accessible_get_index_in_parent(m_object, e); }).value_or(-1);
+        if (index < 0)
+            return std::nullopt;
+        return Nesting{std::make_unique<AtspiDocumentNode>(up->m_object, index, m_activeWindow), index};
+    }
     int offset = -1;
     if (AtspiHyperlink* hyperlink = atspi_accessible_get_hyperlink(m_object)) {
         offset = ask([&](GError** e) { return atspi_hyperlink_get_start_index(hyperlink, e); }).value_or(-1);
@@ -202,29 +264,27 @@ std::optional<QRectF> AtspiTextNode::characterExtents(AtspiText* text, int offse
 std::optional<QRectF> AtspiTextNode::extents(int start, int end) {
     if (!m_text || start >= end)
         return std::nullopt;
-    // GTK 4 places text relative to its window whatever it is asked for, and gives no range extents.
-    const bool windowRelative = toolkit().name == QStringLiteral("GTK") && toolkit().major >= 4;
-    const AtspiCoordType coordinates = windowRelative ? ATSPI_COORD_TYPE_WINDOW : ATSPI_COORD_TYPE_SCREEN;
     // Qt counts the character at the end offset into the range.
     const int last = countsUtf16() ? end - 1 : end;
-    std::optional<QRectF> rect =
+    std::optional<QRectF> range =
         takeRect(ask([&](GError** e) {
-                     return atspi_text_get_range_extents(m_text, start, last, coordinates, e);
+                     return atspi_text_get_range_extents(m_text, start, last, ATSPI_COORD_TYPE_SCREEN, e);
                  }).value_or(nullptr));
     // A browser that has published words before laying them out measures only part of the range, and
     // some of its characters have no rectangle yet: then nothing is known.
-    const std::optional<QRectF> first = characterExtents(m_text, start, coordinates);
-    const std::optional<QRectF> final = characterExtents(m_text, end - 1, coordinates);
-    if (!first || !final)
+    std::optional<QRectF> first = characterExtents(m_text, start, ATSPI_COORD_TYPE_SCREEN);
+    std::optional<QRectF> final = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_SCREEN);
+    if (first && final)
+        return range ? range->united(*first).united(*final) : first->united(*final);
+    if (range || first || final)
         return std::nullopt;
-    rect = rect ? rect->united(*first).united(*final) : first->united(*final);
-    if (rect && windowRelative) {
-        const std::optional<QPointF> origin = windowOrigin();
-        if (!origin)
-            return std::nullopt;
-        rect->translate(*origin);
-    }
-    return rect;
+    // GTK 4 places characters relative to its window only, and measures no ranges.
+    first = characterExtents(m_text, start, ATSPI_COORD_TYPE_WINDOW);
+    final = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_WINDOW);
+    const std::optional<QPointF> origin = first && final ? windowOrigin() : std::nullopt;
+    if (!origin)
+        return std::nullopt;
+    return first->united(*final).translated(*origin);
 }
 
 std::optional<QPointF> AtspiTextNode::windowOrigin() {

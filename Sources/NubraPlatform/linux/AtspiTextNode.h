@@ -34,12 +34,6 @@ public:
     std::optional<QRectF> extents(int start, int end) override;
 
 private:
-    // The toolkit's name and major version, read once.
-    struct Toolkit {
-        QString name;
-        int major = 0;
-    };
-    const Toolkit& toolkit();
     std::unique_ptr<AtspiTextNode> adopt(AtspiAccessible* object) const;
     // The offset of the `index`-th U+FFFC in this object's text, or -1.
     int offsetOfEmbedded(int index);
@@ -50,5 +44,5 @@ private:
     AtspiAccessible* m_object;
     AtspiText* m_text = nullptr; // null when the object has no text
     ActiveWindow m_activeWindow;
-    std::optional<Toolkit> m_toolkit;
+    std::optional<bool> m_utf16; // read once
 };

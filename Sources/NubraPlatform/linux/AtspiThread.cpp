@@ -75,9 +75,10 @@ void AtspiThread::onEvent(void* rawEvent, void* user) {
     // would need our GUI thread.
     if (event->source && !isOurs(event->source)) {
         std::lock_guard guard(self->m_lock);
-        if (g_str_equal(event->type, selectionEvent))
+        if (g_str_equal(event->type, selectionEvent)) {
             keep(self->m_selectionSource, event->source);
-        else if (event->detail1 == 1)
+            self->m_selectionChanged.start();
+        } else if (event->detail1 == 1)
             keep(self->m_focused, event->source);
         else if (self->m_focused == event->source)
             keep(self->m_focused, nullptr);
@@ -85,19 +86,19 @@ void AtspiThread::onEvent(void* rawEvent, void* user) {
     g_boxed_free(ATSPI_TYPE_EVENT, event);
 }
 
-AtspiAccessible* AtspiThread::selectionSourceBeside(AtspiAccessible* focused) {
-    AtspiAccessible* source = nullptr;
-    {
-        std::lock_guard guard(m_lock);
-        if (m_selectionSource && m_selectionSource != focused)
-            source = ATSPI_ACCESSIBLE(g_object_ref(m_selectionSource));
-    }
-    if (source && focused &&
-        atspi_accessible_get_process_id(source, nullptr) !=
-            atspi_accessible_get_process_id(focused, nullptr)) {
-        g_object_unref(source);
+AtspiAccessible* AtspiThread::recentSelectionSource() {
+    std::lock_guard guard(m_lock);
+    // A selection made long before the gesture being read is not what it selected.
+    if (!m_selectionSource || m_selectionChanged.hasExpired(selectionFreshMs))
         return nullptr;
-    }
+    return ATSPI_ACCESSIBLE(g_object_ref(m_selectionSource));
+}
+
+AtspiAccessible* AtspiThread::selectionSourceBeside(AtspiAccessible* focused) {
+    AtspiAccessible* source = recentSelectionSource();
+    if (source && (source == focused || (focused && atspi_accessible_get_process_id(source, nullptr) !=
+                                                        atspi_accessible_get_process_id(focused, nullptr))))
+        keep(source, nullptr);
     return source;
 }
 
@@ -208,11 +209,7 @@ std::optional<AtspiAccessible*> AtspiThread::takeFocused(int timeoutMs) {
             // Nothing on screen says it has focus (an application that was open before we started
             // and has not moved its focus since): the object that told of the latest selection is
             // where the user works.
-            AtspiAccessible* source = nullptr;
-            {
-                std::lock_guard guard(m_lock);
-                keep(source, m_selectionSource);
-            }
+            AtspiAccessible* source = recentSelectionSource();
             if (source && !hasState(source, ATSPI_STATE_SHOWING) && !hasState(source, ATSPI_STATE_VISIBLE))
                 keep(source, nullptr);
             return source;
@@ -224,24 +221,37 @@ std::optional<AtspiAccessible*> AtspiThread::takeFocused(int timeoutMs) {
         });
 }
 
-void AtspiThread::wakeApplication(qint64 processId) {
+bool AtspiThread::wakeApplication(qint64 processId) {
     // The set is small: one entry per application the user captured from.
     if (processId <= 0 || !m_woken.insert(processId).second)
-        return;
+        return false;
+    bool woken = false;
     AtspiAccessible* desktop = atspi_get_desktop(0);
     const gint apps = desktop ? atspi_accessible_get_child_count(desktop, nullptr) : 0;
-    for (gint a = 0; a < apps; ++a) {
+    for (gint a = 0; a < apps && !woken; ++a) {
         AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, a, nullptr);
         if (!app)
             continue;
         if (atspi_accessible_get_process_id(app, nullptr) == guint(processId)) {
-            if (GHashTable* attributes = atspi_accessible_get_attributes(app, nullptr))
-                g_hash_table_unref(attributes);
+            gchar* toolkit = atspi_accessible_get_toolkit_name(app, nullptr);
+            if (toolkit && g_str_equal(toolkit, "Chromium")) {
+                if (GHashTable* attributes = atspi_accessible_get_attributes(app, nullptr))
+                    g_hash_table_unref(attributes);
+                woken = true;
+            }
+            g_free(toolkit);
         }
         g_object_unref(app);
     }
     if (desktop)
         g_object_unref(desktop);
+    // What the application said had focus before it built its tree still claims focus beside what has
+    // it now: the next read searches afresh.
+    if (woken) {
+        std::lock_guard guard(m_lock);
+        keep(m_focused, nullptr);
+    }
+    return woken;
 }
 
 void AtspiThread::submit(std::function<void()> task) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QString>
 
 #include <chrono>
@@ -27,6 +28,8 @@ public:
 
     // How long the search for the focused object may take before it gives up.
     static constexpr int searchMs = 300;
+    // How long after a selection changed its object still stands for the user's selection.
+    static constexpr int selectionFreshMs = 3000;
 
     bool isReady() const { return m_ready; }
 
@@ -35,8 +38,8 @@ public:
     // never searched: answering would need the GUI thread, which may be the one waiting.
     std::optional<AtspiAccessible*> takeFocused(int timeoutMs);
 
-    // The object of `focused`'s application that last told of a selection change, unless it is
-    // `focused` itself; referenced for the caller, or null. Call it on the AT-SPI thread.
+    // The object of `focused`'s application that told of a selection change in the last few seconds,
+    // unless it is `focused` itself; referenced for the caller, or null. Call it on the AT-SPI thread.
     AtspiAccessible* selectionSourceBeside(AtspiAccessible* focused);
 
     // Runs `fn` on the AT-SPI thread; nothing when it does not answer within `timeoutMs`. A result that
@@ -71,18 +74,17 @@ public:
         return answer.get();
     }
 
-    // Runs `task` on the AT-SPI thread without waiting for it.
-    void submit(std::function<void()> task);
-
     // Asks the application with this process id to build its tree, once per process: Chromium and
     // Electron publish their pages only after an assistive technology has asked for an attribute of
-    // the application. Call it on the AT-SPI thread.
-    void wakeApplication(qint64 processId);
+    // the application. True when such an application was asked now. Call it on the AT-SPI thread.
+    bool wakeApplication(qint64 processId);
 
 private:
+    void submit(std::function<void()> task);
     void run(int dbusTimeoutMs, std::promise<bool>& started);
     static void onEvent(void* event, void* self);
     AtspiAccessible* searchFocused();
+    AtspiAccessible* recentSelectionSource();
 
     GMainContext* m_context = nullptr;
     GMainLoop* m_loop = nullptr;
@@ -90,6 +92,7 @@ private:
     std::mutex m_lock;
     AtspiAccessible* m_focused = nullptr;
     AtspiAccessible* m_selectionSource = nullptr;
+    QElapsedTimer m_selectionChanged;
     std::set<qint64> m_woken; // AT-SPI thread only
     bool m_ready = false;
     std::thread m_thread;

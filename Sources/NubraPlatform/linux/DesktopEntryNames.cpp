@@ -1,9 +1,12 @@
 #include "NubraPlatform/linux/DesktopEntryNames.h"
 
+#include "NubraCore/Vocabulary/L10n.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocale>
 #include <QSet>
 #include <QStandardPaths>
 #include <QThreadPool>
@@ -82,6 +85,18 @@ QStringList DesktopEntryNames::defaultDirectories() {
             unique << clean;
     }
     return unique;
+}
+
+QStringList DesktopEntryNames::interfaceLocales() {
+    // Application names follow the interface language so the history reads like the text around it;
+    // the plain Name of an entry is its English one by convention.
+    if (!L10n::isZh())
+        return {};
+    for (const QString& tag : QLocale::system().uiLanguages()) {
+        if (tag.startsWith(u"zh"))
+            return {QLocale(tag).name()}; // "zh-Hans-CN" -> "zh_CN", the form entries use
+    }
+    return {QStringLiteral("zh_CN")};
 }
 
 DesktopEntryNames::DesktopEntryNames(QStringList directories) : m_state(std::make_shared<State>()) {

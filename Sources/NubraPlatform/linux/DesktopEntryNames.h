@@ -30,6 +30,8 @@ public:
 
     // The XDG applications folders in precedence order, Flatpak's exported entries included.
     static QStringList defaultDirectories();
+    // The locales to ask displayName() for so that names follow the interface language.
+    static QStringList interfaceLocales();
 
     explicit DesktopEntryNames(QStringList directories = defaultDirectories());
 

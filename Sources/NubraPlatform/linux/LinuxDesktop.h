@@ -2,6 +2,8 @@
 
 #include "NubraPlatform/Desktop.h"
 #include "NubraPlatform/linux/AtspiAccessibility.h"
+#include "NubraPlatform/linux/DesktopEntryNames.h"
+#include "NubraPlatform/linux/ProcTreelessApplications.h"
 #include "NubraPlatform/linux/QtClock.h"
 #include "NubraPlatform/linux/QtPasteboard.h"
 #include "NubraPlatform/linux/QtTaskRunner.h"
@@ -22,7 +24,9 @@ struct LinuxDesktop {
     }
 
     AtspiAccessibility accessibility{[this] { return x11.activeWindowRect(); }};
-    X11Desktop x11;
+    DesktopEntryNames entryNames;
+    X11Desktop x11{entryNames};
+    ProcTreelessApplications treeless{entryNames};
     QtPasteboard pasteboard;
     X11PrimarySelection primarySelection;
     X11Keyboard keyboard{pasteboard};
@@ -32,7 +36,7 @@ struct LinuxDesktop {
     QtTaskRunner tasks;
 
     Desktop desktop() {
-        return {accessibility, x11,           x11,     pasteboard, primarySelection,
-                keyboard,      eventMonitors, hotkeys, clock,      tasks};
+        return {accessibility, x11,           treeless, x11,   pasteboard, primarySelection,
+                keyboard,      eventMonitors, hotkeys,  clock, tasks};
     }
 };

@@ -4,10 +4,7 @@
 #include "NubraPlatform/linux/QtScreens.h"
 #include "NubraPlatform/linux/X11Connection.h"
 
-#include "NubraCore/Vocabulary/L10n.h"
-
 #include <QFile>
-#include <QLocale>
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -33,21 +30,9 @@ QByteArray property(Display* display, Window window, const char* name, Atom type
     return bytes;
 }
 
-// Application names follow the interface language so the history reads like the text around it; the
-// plain Name of an entry is its English one by convention.
-QStringList nameLocales() {
-    if (!L10n::isZh())
-        return {};
-    for (const QString& tag : QLocale::system().uiLanguages()) {
-        if (tag.startsWith(u"zh"))
-            return {QLocale(tag).name()}; // "zh-Hans-CN" -> "zh_CN", the form entries use
-    }
-    return {QStringLiteral("zh_CN")};
-}
-
 } // namespace
 
-X11Desktop::X11Desktop() {
+X11Desktop::X11Desktop(DesktopEntryNames& entryNames) : m_entryNames(entryNames) {
     m_display = XOpenDisplay(nullptr);
     m_entryNames.prefetch();
 }
@@ -116,7 +101,7 @@ std::optional<FrontApp> X11Desktop::frontmost() {
     if (!hints.wmClass.isEmpty())
         app.identifier = hints.wmClass;
 
-    app.name = m_entryNames.displayName(hints, nameLocales());
+    app.name = m_entryNames.displayName(hints, DesktopEntryNames::interfaceLocales());
     // Without an installed entry (or before the entries are indexed) the process name is the best we have.
     if (app.name.isEmpty() && app.processId > 0) {
         QFile comm(QStringLiteral("/proc/%1/comm").arg(app.processId));

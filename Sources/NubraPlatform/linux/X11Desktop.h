@@ -13,7 +13,8 @@ typedef struct _XDisplay Display;
 // Front application and screen facts read from X11 on a private connection; safe from any thread.
 class X11Desktop final : public FrontApplications, public ScreenGeometry {
 public:
-    X11Desktop();
+    // `entryNames` must outlive this object.
+    explicit X11Desktop(DesktopEntryNames& entryNames);
     ~X11Desktop() override;
 
     std::optional<FrontApp> frontmost() override;
@@ -29,5 +30,5 @@ private:
 
     std::mutex m_lock;
     Display* m_display = nullptr;
-    DesktopEntryNames m_entryNames;
+    DesktopEntryNames& m_entryNames;
 };

@@ -171,8 +171,8 @@ private:
 };
 
 // Runs on the AT-SPI thread.
-std::optional<JoinedSelection> readSelection(AtspiThread& thread, AtspiAccessible* object, int radius,
-                                             const AtspiTextNode::ActiveWindow& window) {
+std::optional<JoinedSelection> readSelection(AtspiThread& thread, AtspiAccessible* object, bool hasText,
+                                             int radius, const AtspiTextNode::ActiveWindow& window) {
     // Leaves time to hand the answer back before the caller stops waiting.
     const QDeadlineTimer deadline(AtspiAccessibility::callTimeoutMs * 3 / 4);
     std::optional<JoinedSelection> joined;
@@ -180,10 +180,11 @@ std::optional<JoinedSelection> readSelection(AtspiThread& thread, AtspiAccessibl
         if (attempt > 0)
             g_usleep(layoutWaitMs * 1000);
         joined = HypertextSelection::read(std::make_unique<AtspiTextNode>(object, window), radius, deadline);
-        // The focused object may hold no selection while one of its application's objects does: a side
-        // panel keeps focus while the user selects in the document. The object that last told of a
-        // selection change is asked then.
-        if (!joined) {
+        // A focused object without text (a side panel, a document view around its pages) may keep focus
+        // while the user selects in the document: the object that last told of a selection change is
+        // asked then. A text without a selection is an answer: a click that selected nothing there must
+        // not bring back a selection kept elsewhere (in a web page's frame).
+        if (!joined && !hasText) {
             if (AtspiAccessible* source = thread.selectionSourceBeside(object)) {
                 joined = HypertextSelection::read(std::make_unique<AtspiTextNode>(source, window), radius,
                                                   deadline);
@@ -212,7 +213,7 @@ AtspiElement::Snapshot AtspiElement::snapshot() {
                              AtspiTextNode focused(object, window);
                              s.hasText = focused.characterCount() >= 0;
                              if (std::optional<JoinedSelection> joined =
-                                     readSelection(*thread, object, radius, window)) {
+                                     readSelection(*thread, object, s.hasText, radius, window)) {
                                  s.hasText = true;
                                  s.text = std::move(joined->text);
                                  s.selStart = joined->selectionStart;

@@ -257,6 +257,8 @@ run_bench() {
     "$ROOT/bench/history/compare_sqlite3.sh" "$BUILD/bench/history/bench_history"
     log "Selection capture: release to snapshot on the AT-SPI and PRIMARY paths"
     cmake --build "$BUILD" --target bench_capture
+    log "Selection capture in Firefox and Chromium on a long page, beside mousepad"
+    cmake --build "$BUILD" --target bench_capture_apps
     log "The application beside GoldenDict: start-up, idle memory and CPU, bubble and card latency"
     "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }

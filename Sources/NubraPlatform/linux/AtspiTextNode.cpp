@@ -5,6 +5,7 @@
 #include <atspi/atspi.h>
 
 #include <algorithm>
+#include <type_traits>
 
 namespace {
 
@@ -25,12 +26,28 @@ QString takeUtf8(gchar* text) {
     return result;
 }
 
-// Runs a libatspi call that reports failure through GError; a failure is nothing.
+// Gives back what a libatspi call returned.
+template <typename T> void release(T value) {
+    if constexpr (std::is_same_v<T, gchar*> || std::is_same_v<T, AtspiRect*> ||
+                  std::is_same_v<T, AtspiRange*>)
+        g_free(value);
+    else if constexpr (std::is_same_v<T, GHashTable*>) {
+        if (value)
+            g_hash_table_unref(value);
+    } else if constexpr (std::is_pointer_v<T>) {
+        if (value)
+            g_object_unref(value);
+    }
+}
+
+// Runs a libatspi call that reports failure through GError; a failure is nothing. libatspi hands back
+// an allocated answer (an empty rectangle, an empty string) even when the call failed: it is freed.
 template <typename Call> auto ask(Call call) -> std::optional<decltype(call(nullptr))> {
     GError* error = nullptr;
     auto value = call(&error);
     if (error) {
         g_error_free(error);
+        release(value);
         return std::nullopt;
     }
     return value;

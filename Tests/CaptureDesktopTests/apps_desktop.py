@@ -454,44 +454,39 @@ def pdf(lines, path):
         f.write(out)
 
 
-def evince(suite):
-    document = runtime_path("reading.pdf")
-    pdf(["Alpha bravo charlie delta echo", "Kilo lima mike november oscar", "Uniform victor whiskey xray"],
-        document)
-    probe = Probe()  # before the viewer
-    app = App(["evince", document], "evince")
+def word_and_phrase(suite, label, argv, window_class, drop):
+    """A double-click on "charlie" and a drag from "lima" to "november" in a document showing the
+    reading lines, with the probe started before the application; `drop`: how far below "charlie" the
+    document is empty."""
+    probe = Probe()
+    app = App(argv, window_class)
     try:
         app.window()
-        words = words_on_screen("evince", ["charlie", "lima", "november"])
+        words = words_on_screen(window_class, ["charlie", "lima", "november"])
         app.activate()
-        empty = (words["charlie"]["x"], words["charlie"]["y"] + 250)
-        reader = Reader(suite, probe, "Evince", words, empty)
+        empty = (words["charlie"]["x"], words["charlie"]["y"] + drop)
+        reader = Reader(suite, probe, label, words, empty)
         reader.word("a double-click on a word", "charlie", before="bravo ", after=" delta")
         reader.phrase("a drag across a phrase", "lima", "november", "lima mike november", before="Kilo ",
                       after=" oscar")
     finally:
         probe.stop()
         app.stop()
+
+
+def evince(suite):
+    document = runtime_path("reading.pdf")
+    pdf(["Alpha bravo charlie delta echo", "Kilo lima mike november oscar", "Uniform victor whiskey xray"],
+        document)
+    word_and_phrase(suite, "Evince", ["evince", document], "evince", 250)
 
 
 def text_editor(suite):
     document = runtime_path("reading.txt")
     with open(document, "w", encoding="utf-8") as f:
         f.write("Alpha bravo charlie delta echo foxtrot golf.\nKilo lima mike november oscar papa.\n")
-    probe = Probe()  # before the editor
-    app = App(["gnome-text-editor", "--standalone", document], "gnome-text-editor")
-    try:
-        app.window()
-        words = words_on_screen("gnome-text-editor", ["charlie", "lima", "november"])
-        app.activate()
-        empty = (words["charlie"]["x"], words["charlie"]["y"] + 200)
-        reader = Reader(suite, probe, "GNOME Text Editor", words, empty)
-        reader.word("a double-click on a word", "charlie", before="bravo ", after=" delta")
-        reader.phrase("a drag across a phrase", "lima", "november", "lima mike november", before="Kilo ",
-                      after=" oscar")
-    finally:
-        probe.stop()
-        app.stop()
+    word_and_phrase(suite, "GNOME Text Editor", ["gnome-text-editor", "--standalone", document],
+                    "gnome-text-editor", 200)
 
 
 def terminal(suite):

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Capture on a headless sway: the primary selection and its changes through data-control, the copy
 fallback in a native Wayland application that shows nothing to accessibility (the user's clipboard
-intact afterwards), and the focused window's rectangle from sway's IPC.
+intact afterwards), the focused window's rectangle from sway's IPC, and life after the compositor.
 
 One sway for the whole suite (see DesktopTestKit/wayland_kit.py). Exits 77 (skipped) when sway or
 XWayland are missing.
@@ -12,6 +12,7 @@ import re
 import shutil
 import subprocess
 import sys
+import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
 from desktop_kit import Failure, check, poll, skip  # noqa: E402
@@ -93,6 +94,16 @@ def focused_window(sway, tool):
           f"sway's decoration inside {got} (see {shot})")
 
 
+def compositor_gone(sway, tool):
+    """Without its compositor Nubra answers nothing, at once, and lives on."""
+    sway.stop_compositor()
+    started = time.monotonic()
+    check(tool.ask("primary", timeout=3).get("text") is None, "a primary selection without a compositor")
+    check(tool.ask("copy", timeout=3).get("error"), "a copy without a compositor")
+    check(tool.ask("window", timeout=3).get("window", 0) is None, "a focused window without a compositor")
+    check(time.monotonic() - started < 2, f"answers took {time.monotonic() - started:.1f} s without a compositor")
+
+
 def pixel(path, x, y):
     """The colour of one pixel of a PNG as #RRGGBB."""
     found = subprocess.run(["convert", path, "-crop", f"1x1+{x}+{y}", "txt:-"], capture_output=True, text=True)
@@ -117,7 +128,7 @@ def main():
         check(globals_.get("wlr") or globals_.get("ext"), f"sway offers no data-control: {globals_}")
         check(globals_.get("virtualKeyboard"), f"sway offers no virtual keyboard: {globals_}")
         failures = 0
-        for case in (primary_selection, copy_from_mousepad, focused_window):
+        for case in (primary_selection, copy_from_mousepad, focused_window, compositor_gone):
             try:
                 case(sway, tool)
                 print(f"ok: {case.__name__}", flush=True)

@@ -46,6 +46,7 @@ class Sway:
         self.children = []
         self.dirs = []
         self.env = None
+        self.compositor = None
         self.shots = 0
 
     def __enter__(self):
@@ -98,6 +99,7 @@ class Sway:
                        *command]
         log = open(os.path.join(self.artifacts, "sway.log"), "w", encoding="utf-8")
         sway = self.spawn(command, env=sway_env, stderr=log)
+        self.compositor = sway
 
         def started(pattern):
             if sway.poll() is not None:
@@ -136,6 +138,10 @@ class Sway:
                                                              capture_output=True).returncode == 0, 10)
         subprocess.run([*gdbus, "org.freedesktop.DBus.Properties.Set", "org.a11y.Status", "IsEnabled", "<true>"],
                        env=self.env, check=True, stdout=subprocess.DEVNULL)
+
+    def stop_compositor(self):
+        """Ends sway as a crash would, for the clients that must live on without it."""
+        stop(self.compositor)
 
     def swaymsg(self, *args):
         """What swaymsg answers, decoded when it is JSON."""

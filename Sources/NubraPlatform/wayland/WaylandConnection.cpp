@@ -158,7 +158,6 @@ void WaylandConnection::onGlobal(void* data, wl_registry* registry, uint32_t nam
     auto* self = static_cast<WaylandConnection*>(data);
     const std::string_view found(interface);
     if (found == wl_seat_interface.name && !self->m_objects.seat) {
-        self->m_seatName = name;
         self->m_objects.seat = static_cast<wl_seat*>(
             wl_registry_bind(registry, name, &wl_seat_interface, std::min(version, 5u)));
         wl_seat_add_listener(self->m_objects.seat, &WaylandConnectionEvents::seatListener, self);
@@ -175,18 +174,13 @@ void WaylandConnection::onGlobal(void* data, wl_registry* registry, uint32_t nam
         self->m_wlrName = name;
         self->m_wlrVersion = version;
         std::lock_guard guard(self->m_lock);
-        self->m_globals.wlrDataControl = true;
+        self->m_globals.wlrDataControl = version >= 2; // version 1 has no primary selection
     }
 }
 
-void WaylandConnection::onGlobalRemove(void* data, wl_registry*, uint32_t name) {
-    // Only the seat matters here: without it nothing of ours can work, and the compositor makes the
-    // objects made for it inert.
-    auto* self = static_cast<WaylandConnection*>(data);
-    if (name == self->m_seatName && self->m_objects.seat) {
-        std::lock_guard guard(self->m_lock);
-        self->m_globals = {};
-    }
+void WaylandConnection::onGlobalRemove(void*, wl_registry*, uint32_t) {
+    // A seat or manager that goes away makes the objects we made from it inert: reads then answer
+    // nothing, which is what they answer without it.
 }
 
 void WaylandConnection::bindDataControl() {
@@ -198,7 +192,6 @@ void WaylandConnection::bindDataControl() {
             wl_registry_bind(m_registry, m_extName, &ext_data_control_manager_v1_interface, 1);
         protocol = DataControlDevice::Protocol::ext;
     } else if (m_wlrName != 0 && m_wlrVersion >= 2) {
-        // Version 1 has no primary selection.
         m_dataControlManager =
             wl_registry_bind(m_registry, m_wlrName, &zwlr_data_control_manager_v1_interface, 2);
         protocol = DataControlDevice::Protocol::wlr;

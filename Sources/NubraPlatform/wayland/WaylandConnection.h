@@ -107,7 +107,6 @@ private:
     // Thread-confined.
     wl_registry* m_registry = nullptr;
     wl_keyboard* m_keyboard = nullptr;
-    uint32_t m_seatName = 0;
     uint32_t m_extName = 0;
     uint32_t m_wlrName = 0;
     uint32_t m_wlrVersion = 0;

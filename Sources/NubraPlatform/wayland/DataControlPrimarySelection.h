@@ -20,7 +20,8 @@ public:
     std::optional<quint64> ownerChangedAt() override { return std::nullopt; }
 
     // `listener` runs on the connection's thread for every new primary selection after the one present
-    // when we started watching; `cleared` when the selection became empty.
+    // when we started watching; `cleared` when the selection became empty. It must hand the news on
+    // rather than read the selection there: the thread it runs on is the one that brings the data.
     void setChangeListener(std::function<void(bool cleared)> listener);
 
 private:

@@ -42,27 +42,34 @@ def clipboard_formats(sway):
 
 def copy_from_mousepad(sway, tool):
     """The copy fallback in mousepad on Wayland with accessibility off: the selected text comes back
-    and the user's clipboard (every format wl-copy offered) is the same bytes afterwards."""
+    and the user's clipboard is the same bytes afterwards, every format wl-copy offered for a text, and
+    an image far bigger than a pipe holds at once."""
     path = os.path.join(sway.env["XDG_RUNTIME_DIR"], "wayland.txt")
     with open(path, "w", encoding="utf-8") as f:
         f.write(TEXT)
     sway.spawn(["mousepad", "--disable-server", path], env=dict(sway.env, GDK_BACKEND="wayland", NO_AT_BRIDGE="1"))
     poll("mousepad's window", lambda: any("wayland.txt" in (w.get("name") or "") and w.get("focused")
                                           for w in sway.windows()), 30)
-    sway.spawn(["wl-copy", "--foreground", CLIPBOARD])
-    saved = poll("the clipboard set by wl-copy", lambda: (f := clipboard_formats(sway)).get("text/plain") and f, 5)
-    check(len(saved) >= 2 and all(v == CLIPBOARD.encode() for v in saved.values()), f"wl-copy offered {saved}")
-
     # Select the first two words with the keyboard: Control+Home, then Shift+Control+Right twice.
     tool.keys("Control_L+Home")
     tool.keys("Shift_L+Control_L+Right")
     tool.keys("Shift_L+Control_L+Right")
     poll("mousepad's selection on PRIMARY", lambda: tool.ask("primary").get("text") == "Wayland selections", 5)
     sway.screenshot("mousepad-selected")
-    copied = tool.ask("copy")
-    check(copied.get("copied") == "Wayland selections", f"the copy gave {copied}")
-    after = clipboard_formats(sway)
-    check(after == saved, f"the clipboard was {saved}, after the copy {after}")
+
+    image = os.urandom(300 * 1024)
+    for user_clipboard in ([CLIPBOARD.encode()], ["--type", "image/png", image]):
+        *options, content = user_clipboard
+        wl_copy = sway.spawn(["wl-copy", "--foreground", *options], stdin=True)
+        wl_copy.stdin.buffer.write(content)
+        wl_copy.stdin.close()
+        saved = poll("the clipboard set by wl-copy", lambda: clipboard_formats(sway), 5)
+        check(all(v == content for v in saved.values()), f"wl-copy offered {list(saved)}")
+        copied = tool.ask("copy")
+        check(copied.get("copied") == "Wayland selections", f"the copy gave {copied}")
+        after = clipboard_formats(sway)
+        check(after == saved, f"the clipboard had {list(saved)}, after the copy {list(after)}, "
+              f"same bytes: {[after.get(t) == v for t, v in saved.items()]}")
 
 
 def focused_window(sway, tool):

@@ -87,6 +87,12 @@ private slots:
         QVERIFY(floating);
         QCOMPARE(floating->rect, QRect(100, 120, 500, 300));
         QCOMPARE(floating->pid, 300);
+        // i3 names the X11 window instead of a pid.
+        const auto i3 = CompositorWindows::parseSwayTree(
+            swayTree(true, false).replace(R"("pid":200)", R"("window":8388611)"));
+        QVERIFY(i3);
+        QCOMPARE(i3->rect, QRect(642, 425, 636, 373));
+        QCOMPARE(i3->pid, 0);
         // A focused empty workspace is no window; neither is a reply that is not a tree.
         QVERIFY(!CompositorWindows::parseSwayTree(swayTree(false, false)));
         QVERIFY(!CompositorWindows::parseSwayTree("[1,2"));

@@ -118,8 +118,9 @@ std::optional<CompositorWindows::Window> CompositorWindows::parseSwayTree(const 
     if (!document.isObject())
         return std::nullopt;
     const std::optional<QJsonObject> node = focusedNode(document.object(), 0);
-    // Only a window has a pid; a focused workspace or output (an empty desktop) is no window.
-    if (!node || !node->contains(u"pid"))
+    // A window has a pid (sway) or an X11 window id (i3); a focused workspace (an empty desktop) or a
+    // focused split has neither.
+    if (!node || !(node->contains(u"pid") || node->value(u"window").isDouble()))
         return std::nullopt;
     const QRect outer = rectOf(node->value(u"rect"));
     const QRect content = rectOf(node->value(u"window_rect"));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "NubraPlatform/DesktopCapabilities.h"
+
 #include <QByteArray>
 
 #include <atomic>
@@ -20,13 +22,6 @@ struct wl_keyboard;
 struct zwp_virtual_keyboard_manager_v1;
 struct zwp_virtual_keyboard_v1;
 class DataControlDevice;
-
-// The compositor globals Nubra's Wayland backend uses, as the capability report shows them.
-struct WaylandGlobals {
-    bool extDataControl = false;
-    bool wlrDataControl = false;
-    bool virtualKeyboard = false;
-};
 
 // A connection of Nubra's own to the Wayland compositor, beside Qt's (which runs on XWayland). Every
 // protocol object lives on the connection's thread, which polls the socket and a wake pipe; other

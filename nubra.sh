@@ -36,7 +36,7 @@ PACKAGES=(
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
     trayer xclip
     # a headless wlroots desktop for the Wayland capture tests
-    sway xwayland grim wl-clipboard
+    sway xwayland x11-xserver-utils grim wl-clipboard
     # the applications the capture suite reads from
     firefox-esr chromium libreoffice-writer libreoffice-gtk3 evince gnome-text-editor gnome-terminal
     # package checks

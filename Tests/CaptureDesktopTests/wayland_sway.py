@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Capture on a headless sway: the primary selection and its changes through data-control, the copy
-fallback in a native Wayland application that shows nothing to accessibility (the user's clipboard
-intact afterwards), the focused window's rectangle from sway's IPC, and life after the compositor.
+"""Capture on a headless sway: the primary selection and its changes through data-control, a selection
+captured by Nubra (nubra-capture-probe) in a Wayland application without accessibility, the copy
+fallback there (the user's clipboard intact afterwards), the focused window's rectangle from sway's
+IPC, and life after the compositor.
 
 One sway for the whole suite (see DesktopTestKit/wayland_kit.py). Exits 77 (skipped) when sway or
 XWayland are missing.
@@ -15,14 +16,14 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check, poll, skip  # noqa: E402
+from desktop_kit import Failure, Lines, check, poll, skip  # noqa: E402
 from wayland_kit import Sway, Tool  # noqa: E402
 
 TEXT = "Wayland selections travel\nsecond line of the file\n"
 CLIPBOARD = "before — 剪贴板 ✓"
 
 
-def primary_selection(sway, tool):
+def primary_selection(sway, tool, probe):
     """wl-copy --primary sets it; Nubra reads it and hears of each change, a clear included."""
     for n, text in enumerate(["first primary", "zweite Auswahl ✓"]):
         sway.spawn(["wl-copy", "--foreground", "--primary", text])
@@ -40,23 +41,36 @@ def clipboard_formats(sway):
                               timeout=5).stdout for t in types if t}
 
 
-def copy_from_mousepad(sway, tool):
-    """The copy fallback in mousepad on Wayland with accessibility off: the selected text comes back
-    and the user's clipboard is the same bytes afterwards, every format wl-copy offered for a text, and
-    an image far bigger than a pipe holds at once."""
+def start_mousepad(sway):
+    """mousepad as a Wayland application with accessibility off: only the primary selection and the
+    copy can read it."""
     path = os.path.join(sway.env["XDG_RUNTIME_DIR"], "wayland.txt")
     with open(path, "w", encoding="utf-8") as f:
         f.write(TEXT)
     sway.spawn(["mousepad", "--disable-server", path], env=dict(sway.env, GDK_BACKEND="wayland", NO_AT_BRIDGE="1"))
     poll("mousepad's window", lambda: any("wayland.txt" in (w.get("name") or "") and w.get("focused")
                                           for w in sway.windows()), 30)
-    # Select the first two words with the keyboard: Control+Home, then Shift+Control+Right twice.
+
+
+def capture_in_mousepad(sway, tool, probe):
+    """Words selected with the keyboard in mousepad are captured by Nubra (the probe) once the
+    selection has settled, read from the primary selection."""
+    probe.drain()
+    # Control+Home, then Shift+Control+Right twice: the first two words.
     tool.keys("Control_L+Home")
     tool.keys("Shift_L+Control_L+Right")
     tool.keys("Shift_L+Control_L+Right")
-    poll("mousepad's selection on PRIMARY", lambda: tool.ask("primary").get("text") == "Wayland selections", 5)
     sway.screenshot("mousepad-selected")
+    got = probe.next_json(5)
+    check(got and got.get("text") == "Wayland selections" and got.get("path") == "primary",
+          f"the probe captured {got}")
 
+
+def copy_from_mousepad(sway, tool, probe):
+    """The copy fallback on mousepad's selection: the selected text comes back and the user's
+    clipboard is the same bytes afterwards, every format wl-copy offered for a text, and an image far
+    bigger than a pipe holds at once."""
+    poll("mousepad's selection on PRIMARY", lambda: tool.ask("primary").get("text") == "Wayland selections", 5)
     image = os.urandom(300 * 1024)
     for user_clipboard in ([CLIPBOARD.encode()], ["--type", "image/png", image]):
         *options, content = user_clipboard
@@ -72,7 +86,7 @@ def copy_from_mousepad(sway, tool):
               f"same bytes: {[after.get(t) == v for t, v in saved.items()]}")
 
 
-def focused_window(sway, tool):
+def focused_window(sway, tool, probe):
     """The focused window's content rectangle: floating without a border it is where we put it; with
     a title bar and borders, sway's decoration is drawn just outside it and not inside."""
     window = sway.focused_window()
@@ -101,7 +115,7 @@ def focused_window(sway, tool):
           f"sway's decoration inside {got} (see {shot})")
 
 
-def compositor_gone(sway, tool):
+def compositor_gone(sway, tool, probe):
     """Without its compositor Nubra answers nothing, at once, and lives on."""
     sway.stop_compositor()
     started = time.monotonic()
@@ -121,6 +135,7 @@ def pixel(path, x, y):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--tool", required=True)
+    parser.add_argument("--probe", required=True)
     parser.add_argument("--artifacts", required=True)
     args = parser.parse_args()
     artifacts = os.path.join(args.artifacts, "wayland_sway")
@@ -134,10 +149,18 @@ def main():
         globals_ = tool.ask("globals")
         check(globals_.get("wlr") or globals_.get("ext"), f"sway offers no data-control: {globals_}")
         check(globals_.get("virtualKeyboard"), f"sway offers no virtual keyboard: {globals_}")
+        probe = Lines(sway.spawn([args.probe, "--trigger", "onSelection", "--radius", "12"], capture=True,
+                                 stderr=os.path.join(artifacts, "probe.log")))
+        ready = probe.next_json(10)
+        check(ready and ready.get("event") == "ready", f"the probe did not start: {ready}")
+        report = "\n".join(ready["capabilities"])
+        check("wlr-data-control" in report and "virtual keyboard" in report and "window positions from sway" in report,
+              f"the probe's capabilities on sway: {report}")
+        start_mousepad(sway)
         failures = 0
-        for case in (primary_selection, copy_from_mousepad, focused_window, compositor_gone):
+        for case in (primary_selection, capture_in_mousepad, copy_from_mousepad, focused_window, compositor_gone):
             try:
-                case(sway, tool)
+                case(sway, tool, probe)
                 print(f"ok: {case.__name__}", flush=True)
             except Failure as failure:
                 failures += 1

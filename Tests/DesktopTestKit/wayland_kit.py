@@ -50,7 +50,7 @@ class Sway:
         self.shots = 0
 
     def __enter__(self):
-        for tool in ("sway", "swaymsg", "Xwayland", "grim", "wl-copy", "wl-paste", "dbus-daemon", "gdbus"):
+        for tool in ("sway", "swaymsg", "Xwayland", "xhost", "grim", "wl-copy", "wl-paste", "dbus-daemon", "gdbus"):
             if not shutil.which(tool):
                 skip(f"{tool} is not installed")
         try:
@@ -67,6 +67,9 @@ class Sway:
             shutil.rmtree(path, ignore_errors=True)
 
     def spawn(self, argv, env=None, stdin=False, capture=False, stderr=None):
+        """`stderr`: None drops it, a path keeps it there."""
+        if isinstance(stderr, str):
+            stderr = open(stderr, "a", encoding="utf-8")
         process = subprocess.Popen(argv, env=env or self.env, text=True,
                                    stdin=subprocess.PIPE if stdin else subprocess.DEVNULL,
                                    stdout=subprocess.PIPE if capture else subprocess.DEVNULL,
@@ -97,13 +100,13 @@ class Sway:
         if user:
             command = ["runuser", "-u", user.pw_name, "--", "env", *(f"{k}={v}" for k, v in sway_env.items()),
                        *command]
-        log = open(os.path.join(self.artifacts, "sway.log"), "w", encoding="utf-8")
+        log = os.path.join(self.artifacts, "sway.log")
         sway = self.spawn(command, env=sway_env, stderr=log)
         self.compositor = sway
 
         def started(pattern):
             if sway.poll() is not None:
-                skip(f"sway did not start (see {log.name})")
+                skip(f"sway did not start (see {log})")
             found = [p for p in glob.glob(os.path.join(sway_runtime, pattern)) if not p.endswith(".lock")]
             return found[0] if found else None
 
@@ -122,6 +125,11 @@ class Sway:
         self.swaymsg("exec", f"echo $DISPLAY > {display_file}")
         display = poll("XWayland's display", lambda: _read(display_file), 10)
         self.env["DISPLAY"] = display
+        if user:
+            # XWayland admits only the user it runs as; the applications and Nubra run as root.
+            granted = os.path.join(sway_runtime, "xhost")
+            self.swaymsg("exec", f"xhost +si:localuser:root > {granted}")
+            poll("root's access to XWayland", lambda: _read(granted), 10)
         self._start_session_bus(runtime)
 
     def _start_session_bus(self, runtime):

@@ -130,9 +130,9 @@ class Sway:
             granted = os.path.join(sway_runtime, "xhost")
             self.swaymsg("exec", f"xhost +si:localuser:root > {granted}")
             poll("root's access to XWayland", lambda: _read(granted), 10)
-        self._start_session_bus(runtime)
+        self._start_session_bus()
 
-    def _start_session_bus(self, runtime):
+    def _start_session_bus(self):
         bus = self.spawn(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"], capture=True)
         address = bus.stdout.readline().strip()
         check(address, "the session bus did not start")

@@ -64,7 +64,11 @@ class Sway:
         for process in reversed(self.children):
             stop(process)
         for path in self.dirs:
-            shutil.rmtree(path, ignore_errors=True)
+            # A document portal the session bus started may still be unmounting its folder in there.
+            try:
+                poll(f"{path} removed", lambda: shutil.rmtree(path, ignore_errors=True) or not os.path.exists(path), 3)
+            except Failure:
+                print(f"# left behind: {path}", flush=True)
 
     def spawn(self, argv, env=None, stdin=False, capture=False, stderr=None):
         """`stderr`: None drops it, a path keeps it there."""

@@ -60,8 +60,8 @@ def capture_in_mousepad(sway, tool, probe):
     tool.keys("Control_L+Home")
     tool.keys("Shift_L+Control_L+Right")
     tool.keys("Shift_L+Control_L+Right")
-    sway.screenshot("mousepad-selected")
     got = probe.next_json(5)
+    sway.screenshot("mousepad-selected")
     check(got and got.get("text") == "Wayland selections" and got.get("path") == "primary",
           f"the probe captured {got}")
 

@@ -64,6 +64,8 @@ def capture_in_mousepad(sway, tool, probe):
     sway.screenshot("mousepad-selected")
     check(got and got.get("text") == "Wayland selections" and got.get("path") == "primary",
           f"the probe captured {got}")
+    # Only sway knows which Wayland application is in front (no accessibility, no X11 window).
+    check(got.get("identifier") == "mousepad", f"the capture came from {got.get('identifier')!r}")
 
 
 def copy_from_mousepad(sway, tool, probe):

@@ -21,10 +21,11 @@ QByteArray swayTree(bool focusTiled, bool focusFloating) {
            {"id":5,"type":"con","focused":false,"pid":100,"rect":{"x":0,"y":0,"width":640,"height":800},
             "window_rect":{"x":2,"y":25,"width":636,"height":773},"nodes":[]},
            {"id":6,"type":"con","layout":"splitv","rect":{"x":640,"y":0,"width":640,"height":800},"nodes":[
-             {"id":7,"type":"con","focused":%1,"pid":200,"rect":{"x":640,"y":400,"width":640,"height":400},
+             {"id":7,"type":"con","focused":%1,"pid":200,"app_id":"foot","rect":{"x":640,"y":400,"width":640,"height":400},
               "window_rect":{"x":2,"y":25,"width":636,"height":373},"nodes":[]}]}],
          "floating_nodes":[
-           {"id":8,"type":"floating_con","focused":%2,"pid":300,"rect":{"x":100,"y":120,"width":500,"height":300},
+           {"id":8,"type":"floating_con","focused":%2,"pid":300,"app_id":null,
+            "window_properties":{"class":"XTerm","instance":"xterm"},"rect":{"x":100,"y":120,"width":500,"height":300},
             "window_rect":{"x":0,"y":0,"width":500,"height":300},"nodes":[]}]}]}]})")
         .arg(focusTiled ? u"true" : u"false", focusFloating ? u"true" : u"false",
              !focusTiled && !focusFloating ? u"true" : u"false")
@@ -83,10 +84,12 @@ private slots:
         QVERIFY(tiled);
         QCOMPARE(tiled->rect, QRect(642, 425, 636, 373));
         QCOMPARE(tiled->pid, 200);
+        QCOMPARE(tiled->appId, u"foot");
         const auto floating = CompositorWindows::parseSwayTree(swayTree(false, true));
         QVERIFY(floating);
         QCOMPARE(floating->rect, QRect(100, 120, 500, 300));
         QCOMPARE(floating->pid, 300);
+        QCOMPARE(floating->appId, u"XTerm"); // an XWayland window has a class instead
         // i3 names the X11 window instead of a pid.
         const auto i3 = CompositorWindows::parseSwayTree(
             swayTree(true, false).replace(R"("pid":200)", R"("window":8388611)"));
@@ -100,10 +103,11 @@ private slots:
 
     void hyprlandActiveWindow() {
         const auto window = CompositorWindows::parseHyprlandActiveWindow(
-            R"({"address":"0x55d0","at":[12,40],"size":[800,600],"workspace":{"id":1},"pid":4242})");
+            R"({"address":"0x55d0","at":[12,40],"size":[800,600],"workspace":{"id":1},"class":"kitty","pid":4242})");
         QVERIFY(window);
         QCOMPARE(window->rect, QRect(12, 40, 800, 600));
         QCOMPARE(window->pid, 4242);
+        QCOMPARE(window->appId, u"kitty");
         QVERIFY(!CompositorWindows::parseHyprlandActiveWindow("{}")); // no window has focus
     }
 

@@ -126,7 +126,10 @@ std::optional<CompositorWindows::Window> CompositorWindows::parseSwayTree(const 
     const QRect content = rectOf(node->value(u"window_rect"));
     if (content.isEmpty())
         return std::nullopt;
-    return Window{content.translated(outer.topLeft()), node->value(u"pid").toInteger()};
+    const QString appId = node->value(u"app_id").toString();
+    return Window{content.translated(outer.topLeft()), node->value(u"pid").toInteger(),
+                  appId.isEmpty() ? node->value(u"window_properties").toObject().value(u"class").toString()
+                                  : appId};
 }
 
 std::optional<CompositorWindows::Window>
@@ -139,7 +142,7 @@ CompositorWindows::parseHyprlandActiveWindow(const QByteArray& reply) {
     const QRect rect(at.at(0).toInt(), at.at(1).toInt(), size.at(0).toInt(), size.at(1).toInt());
     if (rect.isEmpty())
         return std::nullopt;
-    return Window{rect, window.value(u"pid").toInteger()};
+    return Window{rect, window.value(u"pid").toInteger(), window.value(u"class").toString()};
 }
 
 std::optional<QByteArray> CompositorWindows::askSway(const QString& socketPath) {

@@ -19,6 +19,8 @@ public:
     struct Window {
         QRect rect; // the content, in the compositor's layout coordinates
         qint64 pid = 0;
+        // The Wayland app id, or the X11 window class of an XWayland window; empty when unnamed.
+        QString appId;
     };
 
     std::optional<Window> focusedWindow() const;

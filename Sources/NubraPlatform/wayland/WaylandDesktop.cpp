@@ -32,9 +32,13 @@ Desktop WaylandDesktop::desktop() {
     Pasteboard& pasteboard = dataControl ? static_cast<Pasteboard&>(m_dataControlPasteboard) : m_pasteboard;
     PrimarySelection& primary =
         dataControl ? static_cast<PrimarySelection&>(m_dataControlPrimary) : m_primarySelection;
+    // X11 still names its last active window while a Wayland one has focus: the compositor knows.
+    FrontApplications& front = m_capabilities.placement == DesktopCapabilities::Placement::compositorOrigin
+                                   ? static_cast<FrontApplications&>(m_compositorFront)
+                                   : m_front;
     SyntheticKeyboard& keyboard = m_capabilities.copy == DesktopCapabilities::Copy::virtualKeyboard
                                       ? static_cast<SyntheticKeyboard&>(m_virtualKeyboard)
                                       : m_keyboard;
-    return {m_accessibility, m_front,         m_treeless, m_x11,   pasteboard, primary,
+    return {m_accessibility, front,           m_treeless, m_x11,   pasteboard, primary,
             keyboard,        m_eventMonitors, m_hotkeys,  m_clock, m_tasks,    m_capabilities};
 }

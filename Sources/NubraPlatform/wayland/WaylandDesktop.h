@@ -11,6 +11,7 @@
 #include "NubraPlatform/linux/X11Hotkeys.h"
 #include "NubraPlatform/linux/X11Keyboard.h"
 #include "NubraPlatform/linux/X11PrimarySelection.h"
+#include "NubraPlatform/wayland/CompositorFrontApplications.h"
 #include "NubraPlatform/wayland/CompositorWindows.h"
 #include "NubraPlatform/wayland/DataControlPasteboard.h"
 #include "NubraPlatform/wayland/DataControlPrimarySelection.h"
@@ -43,6 +44,7 @@ private:
     DesktopEntryNames m_entryNames;
     X11Desktop m_x11{m_entryNames};
     WaylandFrontApplications m_front{m_x11, m_accessibility, m_entryNames};
+    CompositorFrontApplications m_compositorFront{m_compositorWindows, m_entryNames, m_front};
     ProcTreelessApplications m_treeless{m_entryNames};
     QtPasteboard m_pasteboard;
     X11PrimarySelection m_primarySelection;

@@ -79,8 +79,8 @@ def copy_from_mousepad(sway, tool, probe):
         wl_copy = sway.spawn(["wl-copy", "--foreground", *options], stdin=True)
         wl_copy.stdin.buffer.write(content)
         wl_copy.stdin.close()
-        saved = poll("the clipboard set by wl-copy", lambda: clipboard_formats(sway), 5)
-        check(all(v == content for v in saved.values()), f"wl-copy offered {list(saved)}")
+        saved = poll("every format of the clipboard set by wl-copy",
+                     lambda: (f := clipboard_formats(sway)) and all(v == content for v in f.values()) and f, 5)
         copied = tool.ask("copy")
         check(copied.get("copied") == "Wayland selections", f"the copy gave {copied}")
         after = clipboard_formats(sway)

@@ -3,6 +3,10 @@
 #include "NubraPlatform/linux/LinuxDesktop.h"
 #include "NubraPlatform/wayland/WaylandDesktop.h"
 
+namespace {
+Qt::WindowFlags panelHints;
+} // namespace
+
 DesktopSession PlatformDesktop::prepareProcess() {
     const DesktopSession session = DesktopSession::detect();
     // The GUI thread must not run the default GLib context: the accessibility thread does (see
@@ -11,8 +15,10 @@ DesktopSession PlatformDesktop::prepareProcess() {
     // An X error never ends the process.
     if (session.hasX11())
         X11Connection::keepRunningOnErrors();
-    if (session.kind == DesktopSession::Kind::waylandWithXWayland)
+    if (session.kind == DesktopSession::Kind::waylandWithXWayland) {
         qputenv("QT_QPA_PLATFORM", "xcb");
+        panelHints = Qt::X11BypassWindowManagerHint;
+    }
     return session;
 }
 
@@ -20,4 +26,8 @@ std::unique_ptr<PlatformDesktop> PlatformDesktop::create(const DesktopSession& s
     if (session.isWayland())
         return std::make_unique<WaylandDesktop>(session);
     return std::make_unique<LinuxDesktop>(session);
+}
+
+Qt::WindowFlags PlatformDesktop::floatingPanelHints() {
+    return panelHints;
 }

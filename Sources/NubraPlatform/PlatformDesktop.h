@@ -4,6 +4,8 @@
 #include "NubraPlatform/DesktopCapabilities.h"
 #include "NubraPlatform/DesktopSession.h"
 
+#include <Qt>
+
 #include <memory>
 
 // The real desktop Nubra runs on, whichever kind of session it is: the one place that looks at the
@@ -17,6 +19,10 @@ public:
     // windows (placed where asked, never taking focus), so Qt is told to use xcb.
     static DesktopSession prepareProcess();
     static std::unique_ptr<PlatformDesktop> create(const DesktopSession& session);
+    // What Nubra's floating panels (the bubble, the card, the welcome notice) add to their window flags
+    // in this process: on Wayland, XWayland's window manager is the compositor, which tiles, centres or
+    // resizes X11 windows by its own rules, so they bypass it to appear where placed.
+    static Qt::WindowFlags floatingPanelHints();
 
     virtual Desktop desktop() = 0;
     virtual const DesktopCapabilities& capabilities() const = 0;

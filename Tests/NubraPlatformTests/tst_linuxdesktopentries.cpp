@@ -74,6 +74,7 @@ private slots:
         QTest::newRow("user entry wins") << none << u"editor"_qs << none << u"My Editor"_qs;
         QTest::newRow("hidden by the user") << none << u"gimp"_qs << none << none;
         QTest::newRow("flatpak export") << none << u"org.gnome.Maps"_qs << u"zh_CN.UTF-8"_qs << u"地图"_qs;
+        QTest::newRow("last part of a reverse-DNS id") << u"mousepad"_qs << u"mousepad"_qs << none << u"Mousepad"_qs;
         QTest::newRow("no entry") << none << u"XTerm"_qs << none << none;
         QTest::newRow("oversized entry") << none << u"big"_qs << none << none;
     }

@@ -2,6 +2,7 @@
 
 #include "NubraApp/Foundation/BrandIcon.h"
 #include "NubraCore/Vocabulary/L10n.h"
+#include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/linux/X11Managers.h"
 
 #include <QEasingCurve>
@@ -22,7 +23,7 @@ BubbleButton::BubbleButton(bool translucent)
     // application's keyboard focus and selection alone, on show and on click, with or without a window
     // manager. Popup would grab the keyboard; ToolTip ignores the cursor.
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                   Qt::WindowDoesNotAcceptFocus);
+                   Qt::WindowDoesNotAcceptFocus | PlatformDesktop::floatingPanelHints());
     setAttribute(Qt::WA_ShowWithoutActivating);
     if (translucent)
         setAttribute(Qt::WA_TranslucentBackground);

@@ -2,6 +2,7 @@
 
 #include "NubraApp/Overlay/CardPlacement.h"
 #include "NubraApp/Overlay/CardView.h"
+#include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/ScreenSpace.h"
 #include "NubraPlatform/linux/X11Managers.h"
 
@@ -18,7 +19,9 @@ constexpr qreal cornerRadius = 14;
 constexpr int fadeMilliseconds = 160;
 } // namespace
 
-CardWindow::CardWindow() : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
+CardWindow::CardWindow()
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                           PlatformDesktop::floatingPanelHints()) {
     // Not WindowDoesNotAcceptFocus: a click must be able to activate the card for copying and Escape.
     setAttribute(Qt::WA_ShowWithoutActivating);
     setObjectName(QStringLiteral("nubraCard"));

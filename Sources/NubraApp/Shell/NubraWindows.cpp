@@ -13,6 +13,7 @@
 #include "NubraPlatform/Clock.h"
 #include "NubraPlatform/Desktop.h"
 #include "NubraPlatform/DesktopCapabilities.h"
+#include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/TaskRunner.h"
 #include "NubraPlatform/TreelessApplications.h"
 #include "NubraPlatform/linux/X11Managers.h"
@@ -140,7 +141,7 @@ QWidget* makeWelcomePanel() {
     // Like the selection bubble: a frameless tool window that never takes the keyboard focus from the
     // application the user is in.
     auto* panel = new QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                                           Qt::WindowDoesNotAcceptFocus);
+                                           Qt::WindowDoesNotAcceptFocus | PlatformDesktop::floatingPanelHints());
     panel->setObjectName(QStringLiteral("welcomePanel"));
     panel->setAttribute(Qt::WA_ShowWithoutActivating);
     panel->setFocusPolicy(Qt::NoFocus);

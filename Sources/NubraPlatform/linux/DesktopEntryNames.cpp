@@ -172,6 +172,10 @@ DesktopEntryNames::Index DesktopEntryNames::buildIndex(const QStringList& direct
                 entry->value(QStringLiteral("Hidden")) == u"true")
                 continue;
             index.byId.insert(id, path);
+            // Reverse-DNS ids ("org.xfce.mousepad") are also found by their last part, which is what an
+            // application that did not register its id calls itself.
+            if (const QString last = id.section(u'.', -1); last != id && !index.byLastPart.contains(last))
+                index.byLastPart.insert(last, path);
             const QString wmClass = entry->value(QStringLiteral("StartupWMClass")).toLower();
             if (!wmClass.isEmpty() && !index.byWmClass.contains(wmClass))
                 index.byWmClass.insert(wmClass, path);
@@ -204,7 +208,8 @@ QString DesktopEntryNames::match(const Index& index, const WindowAppHints& hints
         id.chop(8);
     for (const QString& path : {lookup(index.byId, id), lookup(index.byWmClass, hints.wmClass),
                                 lookup(index.byWmClass, hints.wmInstance), lookup(index.byId, hints.wmClass),
-                                lookup(index.byId, hints.wmInstance)}) {
+                                lookup(index.byId, hints.wmInstance), lookup(index.byLastPart, id),
+                                lookup(index.byLastPart, hints.wmClass)}) {
         if (!path.isEmpty())
             return path;
     }

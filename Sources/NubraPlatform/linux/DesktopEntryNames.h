@@ -48,9 +48,10 @@ public:
 
 private:
     struct Index {
-        QHash<QString, QString> byId;      // lower-case desktop file id -> path
-        QHash<QString, QString> byWmClass; // lower-case StartupWMClass -> path
-        QList<QDateTime> stamps;           // the folders' modification times when indexed
+        QHash<QString, QString> byId;       // lower-case desktop file id -> path
+        QHash<QString, QString> byWmClass;  // lower-case StartupWMClass -> path
+        QHash<QString, QString> byLastPart; // last part of a reverse-DNS id -> path
+        QList<QDateTime> stamps;            // the folders' modification times when indexed
     };
     // Shared with the indexing worker, which may outlive this object.
     struct State {

@@ -27,13 +27,16 @@ PACKAGES=(
     build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev ccache
     # libraries
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
-    libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libbenchmark-dev
+    libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libxres-dev libbenchmark-dev
     # offline gloss backend data
     wordnet-base
     # test tools
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
     trayer xclip
+    # a headless GNOME (mutter) Wayland desktop for the Wayland capture suite, with screen pictures
+    mutter xwayland qt6-wayland pipewire pipewire-bin wireplumber gstreamer1.0-pipewire gstreamer1.0-tools
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     # the applications the capture suite reads from
     firefox-esr chromium libreoffice-writer libreoffice-gtk3 evince gnome-text-editor gnome-terminal
     # package checks

@@ -23,7 +23,7 @@ struct LinuxDesktop {
         X11Connection::keepRunningOnErrors();
     }
 
-    AtspiAccessibility accessibility{[this] { return x11.activeWindowRect(); }};
+    AtspiAccessibility accessibility{AtspiWindows{[this] { return x11.activeWindowRect(); }, {}, {}}};
     DesktopEntryNames entryNames;
     X11Desktop x11{entryNames};
     ProcTreelessApplications treeless{entryNames};

@@ -17,7 +17,7 @@ import sys
 import tempfile
 import time
 
-from desktop_kit import SCREEN_H, SCREEN_W, Desktop, Failure, home_env, poll, skip, start_accessibility_bus
+from desktop_kit import SCREEN_H, SCREEN_W, SKIP, Desktop, Failure, home_env, poll, skip, start_accessibility_bus
 
 # The interpreter with the GObject and D-Bus bindings of the distribution.
 SYSTEM_PYTHON = "/usr/bin/python3"
@@ -139,8 +139,10 @@ def _inner(body, picture):
         if remote and picture:
             remote.screenshot(picture)
         desktop.stop_all()
-        with open(os.environ["NUBRA_MUTTER_STATUS"], "w", encoding="utf-8") as f:
+        path = os.environ["NUBRA_MUTTER_STATUS"]
+        with open(f"{path}.part", "w", encoding="utf-8") as f:
             f.write(str(status))
+        os.rename(f"{path}.part", path)  # whole when the outer process sees it
     sys.exit(status)
 
 
@@ -196,9 +198,13 @@ def run(body, picture=None):
             with open(status_path, encoding="utf-8") as f:
                 status = int(f.read() or 1)
         except (OSError, ValueError):
+            status = None
+        if status not in (0, SKIP):
+            # The script's own errors went there too, with mutter's.
             with open(log_path, encoding="utf-8", errors="replace") as f:
-                tail = f.readlines()[-15:]
+                tail = f.readlines()[-30:]
             print("".join(f"# {line}" for line in tail), end="", flush=True)
+        if status is None:
             if session.poll() is None:
                 print(f"FAIL: no result within {RUN_TIMEOUT} s", flush=True)
                 status = 1

@@ -3,10 +3,10 @@ private runtime folder and D-Bus session, with the accessibility bus switched on
 
 A test script calls `run(body)`: the outer process starts `dbus-run-session -- mutter --headless
 --wayland --virtual-monitor WxH -- python3 <script>`; mutter runs the script again inside, with
-WAYLAND_DISPLAY, DISPLAY and XAUTHORITY set, and the inner one calls `body(desktop, keyboard)`. Keys go
+WAYLAND_DISPLAY, DISPLAY and XAUTHORITY set, and the inner one calls `body(desktop, remote)`. Keys go
 in through mutter's own RemoteDesktop interface (what the RemoteDesktop portal drives underneath). With
 PipeWire and WirePlumber installed, a screen cast of the virtual monitor tied to that session gives
-pictures of the screen and pointer moves to a place on it; without them the tests run blind.
+pictures of the screen and clicks at a place on it; without them the tests run blind.
 Exits with 77 (skipped) when the desktop cannot be made.
 """
 import os
@@ -31,7 +31,7 @@ BUTTON_LEFT = 0x110
 
 class RemoteInput:
     """A RemoteDesktop session of mutter: a virtual keyboard and pointer of the seat, and, where PipeWire
-    runs, a screen cast of the monitor for pictures and absolute pointer moves."""
+    runs, a screen cast of the monitor for pictures and clicks."""
 
     def __init__(self, desktop):
         import dbus  # only the inner interpreter has it
@@ -84,11 +84,13 @@ class RemoteInput:
         except subprocess.TimeoutExpired:
             print("# no picture of the screen: the screen cast sent no frame", flush=True)
 
-    def move_to(self, x, y):
-        """Puts the pointer at x, y of the screen (top-left origin); False without a screen cast."""
+    def click(self, x, y, button=BUTTON_LEFT):
+        """A click at x, y of the screen (top-left origin); False without a screen cast to place it on."""
         if self._stream_path is None:
             return False
         self._session.NotifyPointerMotionAbsolute(self._stream_path, float(x), float(y))
+        self._session.NotifyPointerButton(button, True)
+        self._session.NotifyPointerButton(button, False)
         return True
 
     def key(self, name, pressed):
@@ -101,13 +103,6 @@ class RemoteInput:
                 self.key(name, True)
             for name in reversed(names):
                 self.key(name, False)
-
-    def move(self, dx, dy):
-        self._session.NotifyPointerMotionRelative(float(dx), float(dy))
-
-    def click(self, button=BUTTON_LEFT):
-        self._session.NotifyPointerButton(button, True)
-        self._session.NotifyPointerButton(button, False)
 
 
 def _start_pipewire(desktop):

@@ -15,11 +15,13 @@
 #include "NubraApp/Capture/SelectionMonitor.h"
 #include "NubraCore/Capture/SelectionGate.h"
 #include "NubraCore/Support/Defaults.h"
-#include "NubraPlatform/linux/LinuxDesktop.h"
+#include "NubraPlatform/FrontApplications.h"
+#include "NubraPlatform/PlatformDesktop.h"
 
 #include <QCommandLineParser>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThreadPool>
@@ -57,7 +59,7 @@ void printLine(const QJsonObject& object) {
 } // namespace
 
 int main(int argc, char** argv) {
-    LinuxDesktop::prepareProcess();
+    const DesktopSession session = PlatformDesktop::prepareProcess();
     QGuiApplication app(argc, argv);
     QCommandLineParser parser;
     parser.addHelpOption();
@@ -83,8 +85,8 @@ int main(int argc, char** argv) {
         return 2;
     }
 
-    LinuxDesktop linux;
-    const Desktop desktop = linux.desktop();
+    const std::unique_ptr<PlatformDesktop> platform = PlatformDesktop::create(session);
+    const Desktop desktop = platform->desktop();
     SelectionService service(desktop);
     if (parser.isSet(diagnoseOption)) {
         std::fputs(service.diagnose().toUtf8().constData(), stdout);
@@ -95,14 +97,14 @@ int main(int argc, char** argv) {
     InvisibleBubble bubble;
     NoCard card;
     SelectionMonitor monitor(desktop, service, bubble, card);
-    HotkeyManager hotkeys(linux.hotkeys);
+    HotkeyManager hotkeys(desktop.hotkeys);
     hotkeys.onHotkey = [&monitor]() { monitor.triggerFromHotkey(); };
     if (*mode == TriggerMode::hotkey)
         hotkeys.registerCombo(HotkeyCombo::load(InMemoryDefaults()));
 
-    monitor.setCaptureObserver([&linux](const CaptureOutcome& outcome, qint64 latencyMs) {
+    monitor.setCaptureObserver([&desktop](const CaptureOutcome& outcome, qint64 latencyMs) {
         const SelectionSnapshot& s = outcome.snapshot;
-        const std::optional<FrontApp> front = linux.x11.frontmost();
+        const std::optional<FrontApp> front = desktop.frontApplications.frontmost();
         printLine(
             {{QStringLiteral("text"), s.selectedText},
              {QStringLiteral("before"), s.before},
@@ -114,11 +116,13 @@ int main(int argc, char** argv) {
                                                     {QStringLiteral("width"), s.bounds.width()},
                                                     {QStringLiteral("height"), s.bounds.height()}}},
              {QStringLiteral("path"), capturePathName(outcome.path)},
+             {QStringLiteral("placed"), outcome.placed},
              {QStringLiteral("ms"), latencyMs}});
     });
     const QSet<QString> excluded = SelectionGate::defaultExcludedApps();
     monitor.start(*mode, radius,
-                  CaptureGate::standard([]() { return false; }, [excluded]() { return excluded; }, linux.x11),
+                  CaptureGate::standard([]() { return false; }, [excluded]() { return excluded; },
+                                        desktop.frontApplications),
                   [](const SelectionSnapshot&) {});
     // A heartbeat every 5 ms: a longer gap is time the main thread spent blocked.
     QTimer heartbeat;
@@ -134,10 +138,12 @@ int main(int argc, char** argv) {
         sinceBeat.start();
         heartbeat.start(5);
     }
-    printLine({{QStringLiteral("event"), QStringLiteral("ready")},
-               {QStringLiteral("trusted"), linux.accessibility.isTrusted()},
-               {QStringLiteral("hotkey"),
-                hotkeys.registeredCombo() ? hotkeys.registeredCombo()->display() : QString()}});
+    printLine(
+        {{QStringLiteral("event"), QStringLiteral("ready")},
+         {QStringLiteral("trusted"), desktop.accessibility.isTrusted()},
+         {QStringLiteral("capabilities"), QJsonArray::fromStringList(platform->capabilities().report())},
+         {QStringLiteral("hotkey"),
+          hotkeys.registeredCombo() ? hotkeys.registeredCombo()->display() : QString()}});
     const int status = app.exec();
     // A capture still reading on the pool uses the desktop and the service above: let it end first.
     QThreadPool::globalInstance()->waitForDone();

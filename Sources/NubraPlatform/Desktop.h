@@ -1,6 +1,7 @@
 #pragma once
 
 class Accessibility;
+struct DesktopCapabilities;
 class Clock;
 class EventMonitors;
 class FrontApplications;
@@ -26,4 +27,5 @@ struct Desktop {
     GlobalHotkeys& hotkeys;
     Clock& clock;
     TaskRunner& tasks;
+    const DesktopCapabilities& capabilities;
 };

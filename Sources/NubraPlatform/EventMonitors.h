@@ -29,6 +29,16 @@ struct KeyEvent {
     quint64 modifierFlags = 0;
 };
 
+// A selection changed somewhere on the desktop, as desktops that hide the pointer and the keys still tell
+// (accessibility events, a new owner of the primary selection). Every step of a drag or of Shift+arrow
+// is one change; nothing says that the user has finished.
+struct SelectionChange {
+    enum class Source { accessibility, primary };
+    Source source = Source::accessibility;
+    bool empty = false;              // the selection was collapsed or cleared
+    std::optional<qint64> processId; // the application it changed in, when known
+};
+
 // Global (other applications) and local (this application) event monitors. Handlers run on the main
 // thread. A monitor the platform refuses gives no token.
 class EventMonitors {
@@ -36,6 +46,7 @@ public:
     using Token = quint64;
     using MouseHandler = std::function<void(const MouseEvent&)>;
     using KeyHandler = std::function<void(const KeyEvent&)>;
+    using SelectionHandler = std::function<void(const SelectionChange&)>;
 
     virtual ~EventMonitors() = default;
 
@@ -49,5 +60,8 @@ public:
     // Escape pressed anywhere, whichever window has the keyboard; no other key is ever reported. A
     // window that never takes focus (the bubble, an unclicked card) hears Escape only this way.
     virtual std::optional<Token> addGlobalKeyDownMonitor(KeyHandler handler) = 0;
+    // Selection changes in applications whose pointer gestures the desktop does not show us; none where
+    // the mouse monitors see every application (a change there is told by its release).
+    virtual std::optional<Token> addGlobalSelectionMonitor(SelectionHandler handler) = 0;
     virtual void removeMonitor(Token token) = 0;
 };

@@ -72,6 +72,16 @@ std::optional<QRectF> ScreenSpace::visibleFrameFor(const QRectF& global) const {
     return flip(QRectF(screen->available));
 }
 
+std::optional<QRectF> ScreenSpace::availableGlobalFor(const QRectF& global) const {
+    const ScreenInfo* screen = screenAtDevice(flip(global).center());
+    if (!screen)
+        return std::nullopt;
+    const QPointF origin(screen->geometry.topLeft());
+    const QRectF logical(screen->available);
+    const double ratio = screen->devicePixelRatio;
+    return flip(QRectF(origin + (logical.topLeft() - origin) * ratio, logical.size() * ratio));
+}
+
 QPointF ScreenSpace::windowTopLeft(const QPointF& lowerLeft, double height) const {
     return {lowerLeft.x(), m_deviceHeight - lowerLeft.y() - height};
 }

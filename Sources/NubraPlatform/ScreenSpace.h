@@ -41,6 +41,8 @@ public:
     // The available area of the screen that holds the centre of `global` (the nearest screen when none
     // does), in placement space; nothing without screens.
     std::optional<QRectF> visibleFrameFor(const QRectF& global) const;
+    // The same area in global coordinates (device pixels, bottom-left origin).
+    std::optional<QRectF> availableGlobalFor(const QRectF& global) const;
     // The logical top-left corner of a window `height` tall whose lower-left corner is `lowerLeft` in
     // placement space.
     QPointF windowTopLeft(const QPointF& lowerLeft, double height) const;

@@ -6,6 +6,7 @@
 #include "NubraPlatform/fake/FakeDesktop.h"
 #include "TestSupport/DebugLogCapture.h"
 
+#include <QCoreApplication>
 #include <QTest>
 
 namespace {
@@ -48,6 +49,11 @@ struct FakeCard final : CardHost {
     bool isVisible() const override { return visible; }
     std::optional<quint64> windowId() const override { return cardWindow; }
 };
+
+SelectionChange changed(SelectionChange::Source source = SelectionChange::Source::accessibility,
+                        bool empty = false, qint64 processId = 1) {
+    return {source, empty, processId};
+}
 
 MouseEvent release(quint64 modifiers = 0, int clicks = 1, MouseButton button = MouseButton::left) {
     MouseEvent event;
@@ -381,6 +387,112 @@ private slots:
             fake->eventMonitors.localMouseDown(click);
         QCOMPARE(bubble->isVisible(), !dismissed);
         QCOMPARE(journal.contains(QStringLiteral("close")), dismissed);
+    }
+
+    // Desktops that hide the pointer tell selection changes instead: every step of a drag is one, and the
+    // selection counts once the steps have stopped for the debounce.
+    void settledSelectionCountsOnceTheStepsStop() {
+        fake->eventMonitors.reportsSelectionChanges = true;
+        start(TriggerMode::onSelection);
+        QCOMPARE(fake->eventMonitors.installed(), 6);
+        for (int step = 0; step < 3; ++step) {
+            fake->eventMonitors.selectionChanged(changed());
+            fake->clock.advance(SelectionMonitor::debounceMs - 1);
+        }
+        QCOMPARE(gateAsked, 0);
+        fake->clock.advance(1);
+        fake->tasks.drain();
+        QCOMPARE(bubble->shows, 1);
+        QCOMPARE(monitor->pendingSnapshot(), expectedSnapshot());
+
+        // Collapsing it (a click, a caret move) takes the bubble away and ends a burst under way.
+        fake->eventMonitors.selectionChanged(changed());
+        fake->eventMonitors.selectionChanged(changed(SelectionChange::Source::accessibility, true));
+        QVERIFY(!bubble->isVisible());
+        settle();
+        QCOMPARE(gateAsked, 1);
+        // Selections in Nubra's own windows (the card) are not the user's reading.
+        fake->eventMonitors.selectionChanged(
+            changed(SelectionChange::Source::accessibility, false, QCoreApplication::applicationPid()));
+        settle();
+        QCOMPARE(gateAsked, 1);
+    }
+
+    // Accessibility is asked only when it told of the change, PRIMARY only when it changed during the
+    // burst: a selection only PRIMARY saw was made where accessibility does not reach, and PRIMARY left
+    // from before is never taken.
+    void settledSelectionReadsWhatToldOfIt_data() {
+        QTest::addColumn<QList<SelectionChange::Source>>("sources");
+        QTest::addColumn<QString>("elementSelection");
+        QTest::addColumn<QString>("text");
+        using S = SelectionChange::Source;
+        QTest::newRow("accessibility") << QList<S>{S::accessibility} << u"quick"_qs << u"quick"_qs;
+        QTest::newRow("primary only") << QList<S>{S::primary} << u"quick"_qs << u"from primary"_qs;
+        QTest::newRow("both") << QList<S>{S::primary, S::accessibility} << u"quick"_qs << u"quick"_qs;
+        QTest::newRow("accessibility without selection, stale primary")
+            << QList<S>{S::accessibility} << QString() << QString();
+    }
+    void settledSelectionReadsWhatToldOfIt() {
+        QFETCH(QList<SelectionChange::Source>, sources);
+        QFETCH(QString, elementSelection);
+        QFETCH(QString, text);
+        fake->eventMonitors.reportsSelectionChanges = true;
+        std::static_pointer_cast<FakeElement>(fake->accessibility.focused)->selected = elementSelection;
+        fake->primarySelection.current = QStringLiteral("from primary");
+        start(TriggerMode::onSelection);
+        for (SelectionChange::Source source : sources)
+            fake->eventMonitors.selectionChanged(changed(source));
+        settle();
+        fake->clock.advance(SelectionService::probeRetryMs + SelectionService::copyRetryMs);
+        fake->tasks.drain();
+        QCOMPARE(monitor->pendingSnapshot() ? monitor->pendingSnapshot()->selectedText : QString(), text);
+        QCOMPARE(fake->keyboard.copies, 0);
+    }
+
+    // Without the pointer there is no Option key and no click count: Option selection waits for the hot
+    // key, and in double-click mode one word (what a double click selects) counts.
+    void settledSelectionInModesThatNeedThePointer_data() {
+        QTest::addColumn<TriggerMode>("mode");
+        QTest::addColumn<QString>("selection");
+        QTest::addColumn<bool>("shown");
+        QTest::newRow("option") << TriggerMode::optionSelection << u"quick"_qs << false;
+        QTest::newRow("hot key") << TriggerMode::hotkey << u"quick"_qs << false;
+        QTest::newRow("double click, one word") << TriggerMode::doubleClick << u"quick"_qs << true;
+        QTest::newRow("double click, two words") << TriggerMode::doubleClick << u"quick brown"_qs << false;
+    }
+    void settledSelectionInModesThatNeedThePointer() {
+        QFETCH(TriggerMode, mode);
+        QFETCH(QString, selection);
+        QFETCH(bool, shown);
+        fake->eventMonitors.reportsSelectionChanges = true;
+        fake->accessibility.focused = FakeElement::textArea(u"The quick brown fox"_qs, 4, selection.size());
+        start(mode);
+        fake->eventMonitors.selectionChanged(changed());
+        settle();
+        QCOMPARE(bubble->shows, shown ? 1 : 0);
+    }
+
+    // Where neither the selection's rectangle nor the pointer is known, bubble and card go to a fixed
+    // place: a line centred on the screen that has the pointer, a fifth of the way down its usable area.
+    void unknownPlaceGoesToTheAnchor() {
+        fake->eventMonitors.reportsSelectionChanges = true;
+        std::static_pointer_cast<FakeElement>(fake->accessibility.focused)->bounds.reset();
+        fake->screen.screenList << ScreenInfo{QRect(1440, 0, 1000, 800), QRect(1440, 0, 1000, 800), 1};
+        fake->screen.mouse = {1500, 300};
+        QList<std::pair<bool, QRectF>> seen;
+        monitor->setCaptureObserver([&](const CaptureOutcome& outcome, qint64) {
+            seen.append({outcome.placed, outcome.snapshot.bounds});
+        });
+        start(TriggerMode::onSelection);
+        fake->eventMonitors.selectionChanged(changed());
+        settle();
+        // The second screen is 800 high in a 900 high desktop: its usable area spans y 100 to 900.
+        const QRectF anchor(1440 + 500 - 120, 100 + 800 * 0.8 - 20, 240, 20);
+        QCOMPARE(seen, (QList<std::pair<bool, QRectF>>{{false, anchor}}));
+        QCOMPARE(monitor->pendingSnapshot()->bounds, anchor);
+        // A mouse gesture knows where the pointer is: there the pointer stands in, as on X11.
+        releaseAndSettle();
+        QCOMPARE(seen.last(), (std::pair<bool, QRectF>{true, QRectF(1500, 300, 1, 1)}));
     }
 
     void observerSeesPathAndLatencyWithoutDebounce() {

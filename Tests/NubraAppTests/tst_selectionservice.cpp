@@ -351,11 +351,13 @@ private slots:
     }
 
     // The grant, the probe and the advice that follows from them, the applications without their tree,
-    // then the common cause (two lines).
+    // what this desktop allows, then the common cause (two lines).
     void diagnosisLines() {
         fake->accessibility.focused = std::make_shared<FakeElement>();
         QStringList lines = service->diagnose().split(QLatin1Char('\n'));
-        QCOMPARE(lines.size(), 6);
+        const QStringList desktop = fake->capabilities.report();
+        QCOMPARE(lines.size(), 6 + desktop.size() + 1);
+        QCOMPARE(lines.mid(4, desktop.size()), desktop);
         QCOMPARE(lines.first(3),
                  (QStringList{QStringLiteral("Accessibility: granted ✓"),
                               QStringLiteral("Accessibility bus probe (focused element): OK ✓"),
@@ -366,7 +368,7 @@ private slots:
         fake->treeless.apps = {{u"Chromium"_qs, TreelessApp::Kind::chromiumBrowser, 10},
                                {u"Visual Studio Code"_qs, TreelessApp::Kind::electron, 11}};
         lines = service->diagnose().split(QLatin1Char('\n'));
-        QCOMPARE(lines.size(), 11);
+        QCOMPARE(lines.size(), 11 + desktop.size() + 1);
         QCOMPARE(lines.mid(3, 6),
                  (QStringList{
                      QString(),
@@ -386,7 +388,7 @@ private slots:
                                               QStringLiteral("Accessibility bus probe: -25212 (may be no "
                                                              "focused element right now)"),
                                               QString()}));
-        QCOMPARE(lines.size(), 8);
+        QCOMPARE(lines.size(), 8 + desktop.size() + 1);
 
         L10n::setOverride(QStringLiteral("zh"));
         fake->accessibility.trusted = false;

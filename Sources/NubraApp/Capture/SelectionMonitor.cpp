@@ -3,12 +3,25 @@
 #include "NubraApp/Capture/BubbleHost.h"
 #include "NubraApp/Capture/BubblePlacement.h"
 #include "NubraApp/Capture/CardHost.h"
+#include "NubraApp/Capture/SelectionAnchor.h"
 #include "NubraCore/Capture/HotkeyCombo.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/TaskRunner.h"
 
+#include <QCoreApplication>
 #include <QPointer>
+
+#include <algorithm>
+
+namespace {
+
+bool spansWords(const QString& text) {
+    const QString word = text.trimmed();
+    return std::any_of(word.begin(), word.end(), [](QChar c) { return c.isSpace(); });
+}
+
+} // namespace
 
 SelectionMonitor::SelectionMonitor(const Desktop& desktop, SelectionService& service, BubbleHost& bubble,
                                    CardHost& card, QObject* parent)
@@ -58,12 +71,16 @@ void SelectionMonitor::start(TriggerMode triggerMode, int contextRadius, Gate ca
             (self->m_bubble.isVisible() || self->m_card.isVisible()))
             self->dismiss();
     });
+    m_selectionMonitor = monitors.addGlobalSelectionMonitor([self](const SelectionChange& change) {
+        if (self)
+            self->onSelectionChange(change);
+    });
 }
 
 void SelectionMonitor::stop() {
     for (std::optional<EventMonitors::Token>* token :
-         {&m_mouseMonitor, &m_outsideClickMonitor, &m_localClickMonitor, &m_escMonitor,
-          &m_globalEscMonitor}) {
+         {&m_mouseMonitor, &m_outsideClickMonitor, &m_localClickMonitor, &m_escMonitor, &m_globalEscMonitor,
+          &m_selectionMonitor}) {
         if (*token)
             m_desktop.eventMonitors.removeMonitor(**token);
         token->reset();
@@ -91,6 +108,36 @@ void SelectionMonitor::onMouseUp(const MouseEvent& event) {
     scheduleCapture();
 }
 
+void SelectionMonitor::onSelectionChange(const SelectionChange& change) {
+    // Selecting in the card is reading the explanation, not a new selection.
+    if (change.processId == QCoreApplication::applicationPid())
+        return;
+    const bool settling = m_workItem && m_gesture.settledSelection;
+    if (change.empty) {
+        // A click or a caret move that collapses the selection ends it: nothing to capture, and what
+        // was shown for it goes, as a click elsewhere would take it.
+        if (settling) {
+            m_desktop.clock.cancel(*m_workItem);
+            m_workItem.reset();
+        }
+        if (m_autoHideDismissEnabled && change.source == SelectionChange::Source::accessibility)
+            dismiss();
+        return;
+    }
+    // Without the pointer there is no Option key and no click count to go by. Option selection waits
+    // for the hot key; a double click is what selects one word, so one word is what counts then.
+    if (m_triggerMode == TriggerMode::hotkey || m_triggerMode == TriggerMode::optionSelection)
+        return;
+    // A release already waits out this burst: it knows more about the gesture.
+    if (m_workItem && !m_gesture.settledSelection)
+        return;
+    const bool fromAccessibility = change.source == SelectionChange::Source::accessibility;
+    m_gesture = CaptureTrigger::settled((settling && m_gesture.accessibilityChanged) || fromAccessibility,
+                                        (settling && m_gesture.primaryChanged) || !fromAccessibility);
+    m_releasedAtMs = m_desktop.clock.nowMs();
+    scheduleCapture();
+}
+
 void SelectionMonitor::scheduleCapture() {
     if (m_workItem)
         m_desktop.clock.cancel(*m_workItem);
@@ -111,20 +158,23 @@ void SelectionMonitor::readSelection(const CaptureTrigger& trigger, qint64 trigg
     const int radius = m_contextRadius; // a change during the read applies to the next capture
     const quint64 generation = ++m_readGeneration;
     emit readingStarted();
-    tasks->runInBackground(
-        [self, service, tasks, radius, trigger, triggeredAtMs, generation, done = std::move(done)]() {
-            // The gate's last question, asked here because it may wait on another application: a
-            // password field in front refuses the capture like a closed gate.
-            std::optional<CaptureOutcome> outcome = service->capture(radius, trigger, service->focusGuard());
-            tasks->runOnMain([self, outcome = std::move(outcome), triggeredAtMs, generation, done]() {
-                // Reads can finish in any order; only the newest one, and none after stop(), counts.
-                if (!self || generation != self->m_readGeneration)
-                    return;
-                if (outcome)
-                    self->report(*outcome, triggeredAtMs);
-                done(outcome);
-            });
+    tasks->runInBackground([self, service, tasks, radius, trigger, triggeredAtMs, generation,
+                            done = std::move(done)]() {
+        // The gate's last question, asked here because it may wait on another application: a
+        // password field in front refuses the capture like a closed gate.
+        std::optional<CaptureOutcome> outcome = service->capture(radius, trigger, service->focusGuard());
+        tasks->runOnMain([self, outcome = std::move(outcome), triggeredAtMs, generation, done]() mutable {
+            // Reads can finish in any order; only the newest one, and none after stop(), counts.
+            if (!self || generation != self->m_readGeneration)
+                return;
+            if (outcome && !outcome->placed)
+                outcome->snapshot.bounds = SelectionAnchor::bounds(self->m_desktop.screen.screens(),
+                                                                   self->m_desktop.screen.mouseLocation());
+            if (outcome)
+                self->report(*outcome, triggeredAtMs);
+            done(outcome);
         });
+    });
 }
 
 void SelectionMonitor::report(const CaptureOutcome& outcome, qint64 triggeredAtMs) {
@@ -139,15 +189,22 @@ void SelectionMonitor::capture() {
         return;
     }
     QPointer<SelectionMonitor> self(this);
-    readSelection(m_gesture, m_releasedAtMs + debounceMs, [self](std::optional<CaptureOutcome> outcome) {
-        if (!outcome) {
-            self->hideBubble();
-            return;
-        }
-        self->m_card.close();
-        self->m_pendingSnapshot = outcome->snapshot;
-        self->showBubble(outcome->snapshot.bounds);
-    });
+    const bool oneWordOnly = m_gesture.settledSelection && m_triggerMode == TriggerMode::doubleClick;
+    readSelection(
+        m_gesture, m_releasedAtMs + debounceMs, [self, oneWordOnly](std::optional<CaptureOutcome> outcome) {
+            if (outcome && oneWordOnly && spansWords(outcome->snapshot.selectedText)) {
+                nbDebug(
+                    QStringLiteral("selection: more than one word settled in double-click mode; not shown"));
+                outcome.reset();
+            }
+            if (!outcome) {
+                self->hideBubble();
+                return;
+            }
+            self->m_card.close();
+            self->m_pendingSnapshot = outcome->snapshot;
+            self->showBubble(outcome->snapshot.bounds);
+        });
 }
 
 void SelectionMonitor::triggerFromHotkey() {

@@ -14,7 +14,8 @@
 class BubbleHost;
 class CardHost;
 
-// Watches mouse releases and dismissing clicks and keys, decides by trigger mode when a selection was
+// Watches mouse releases and dismissing clicks and keys (and, on desktops that hide the pointer,
+// selection changes, which count once they have settled), decides by trigger mode when a selection was
 // just made, has it read off the main thread, then shows the bubble (mouse modes) or hands the snapshot
 // on at once (hot key). Lives on the main thread; handlers and pending work hold it only weakly. The
 // gate it is given runs on the main thread; the password-field probe, which talks to the application
@@ -58,6 +59,7 @@ signals:
 
 private:
     void onMouseUp(const MouseEvent& event);
+    void onSelectionChange(const SelectionChange& change);
     void scheduleCapture();
     void capture();
     // Reads on a background thread and calls `done` back on the main thread while the monitor lives.
@@ -78,10 +80,11 @@ private:
     std::optional<EventMonitors::Token> m_localClickMonitor;
     std::optional<EventMonitors::Token> m_escMonitor;
     std::optional<EventMonitors::Token> m_globalEscMonitor;
+    std::optional<EventMonitors::Token> m_selectionMonitor;
     std::optional<SelectionSnapshot> m_pendingSnapshot;
     std::optional<Clock::TaskId> m_workItem;
     qint64 m_releasedAtMs = 0;
-    CaptureTrigger m_gesture; // the last release of the burst the debounce is waiting out
+    CaptureTrigger m_gesture; // the last release (or change) of the burst the debounce is waiting out
     // Bumped by every read, refused capture and stop(): a read whose number is no longer current
     // finished too late and is dropped.
     quint64 m_readGeneration = 0;

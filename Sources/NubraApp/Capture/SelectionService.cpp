@@ -9,6 +9,7 @@
 #include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/Clock.h"
 #include "NubraPlatform/Coordinates.h"
+#include "NubraPlatform/DesktopCapabilities.h"
 #include "NubraPlatform/FrontApplications.h"
 #include "NubraPlatform/PrimarySelection.h"
 #include "NubraPlatform/ScreenGeometry.h"
@@ -130,9 +131,12 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
     if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost())
         m_desktop.accessibility.enableApplication(front->processId);
 
-    // When focus could not be read, neither can the selection through it.
-    Probe probe = guard == FocusGuard::ordinary ? probeOnce(contextRadius) : Probe{};
-    if (guard == FocusGuard::ordinary && isBlank(probe.selected)) {
+    // When focus could not be read, neither can the selection through it. A selection only PRIMARY told
+    // of was made where accessibility does not reach: what it knows as focused is elsewhere.
+    const bool probing =
+        guard == FocusGuard::ordinary && (!trigger.settledSelection || trigger.accessibilityChanged);
+    Probe probe = probing ? probeOnce(contextRadius) : Probe{};
+    if (probing && isBlank(probe.selected)) {
         // Some editors publish the selection a moment after the button comes up.
         m_desktop.clock.sleepFor(probeRetryMs);
         probe = probeOnce(contextRadius);
@@ -145,21 +149,24 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
                 ? ContextExtractor::fallback(*probe.selected)
                 : extractor.extract(probe.fullText, probe.range.location, probe.range.length);
         const QRectF reported = selectionBounds(*probe.element, probe.range);
-        const QRectF bounds = (reported.width() == 0 || reported.height() == 0)
-                                  ? mouseRect()
-                                  : Coordinates::flipRect(reported, m_desktop.screen.primaryScreenHeight());
+        const bool known = reported.width() > 0 && reported.height() > 0;
+        const QRectF bounds =
+            known ? Coordinates::flipRect(reported, m_desktop.screen.primaryScreenHeight()) : mouseRect();
         return CaptureOutcome{{withoutEmbeddedObjects(cut.selected), withoutEmbeddedObjects(cut.before),
                                withoutEmbeddedObjects(cut.after), frontName(), bounds},
-                              CapturePath::accessibility};
+                              CapturePath::accessibility,
+                              known || !trigger.settledSelection};
     }
 
     // A click that selected nothing must capture nothing: PRIMARY still holds an old selection then, and
     // a copy would take whatever the application has selected from before.
-    const bool primaryAllowed = trigger.explicitRequest || primaryIsFresh(trigger);
+    const bool primaryAllowed = trigger.explicitRequest ||
+                                (trigger.settledSelection ? trigger.primaryChanged : primaryIsFresh(trigger));
     // A copy into an element of unknown kind could be one into a password field.
-    const bool copyAllowed = guard == FocusGuard::ordinary &&
-                             (trigger.explicitRequest || (trigger.selecting && !probe.element)) &&
-                             !isTerminal(probe.element);
+    const bool copyAllowed =
+        guard == FocusGuard::ordinary &&
+        (trigger.explicitRequest || (trigger.selecting && !trigger.settledSelection && !probe.element)) &&
+        !isTerminal(probe.element);
     std::optional<PasteboardText> copied;
     if (primaryAllowed || copyAllowed) {
         copied = selectedTextViaPasteboard(primaryAllowed, copyAllowed);
@@ -171,7 +178,8 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
     if (copied) {
         logTreelessSource(copied->path);
         const QString text = ContextExtractor::fallback(withoutEmbeddedObjects(copied->text)).selected;
-        return CaptureOutcome{{text, QString(), QString(), frontName(), mouseRect()}, copied->path};
+        return CaptureOutcome{
+            {text, QString(), QString(), frontName(), mouseRect()}, copied->path, !trigger.settledSelection};
     }
 
     const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost();
@@ -344,6 +352,8 @@ QString SelectionService::diagnose() {
         lines << QString();
     for (const TreelessApp& app : treeless)
         lines << treelessAdvice(app);
+    lines << QString();
+    lines << m_desktop.capabilities.report();
     lines << QString();
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCause);
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCauseFix);

@@ -14,6 +14,9 @@ QString capturePathName(CapturePath path);
 struct CaptureOutcome {
     SelectionSnapshot snapshot;
     CapturePath path = CapturePath::accessibility;
+    // False when neither the selection's rectangle nor the pointer is known: the bounds are then a
+    // placeholder that the monitor replaces with the fixed anchor.
+    bool placed = true;
 };
 
 enum class AXSelfCheckResult { ok, apiDisabled };
@@ -28,10 +31,19 @@ struct CaptureTrigger {
     // time); a synthetic copy only after a drag or a multi-click, only when the front application is not
     // readable through the accessibility interface, and never into a terminal.
     static CaptureTrigger mouse(quint64 pressTime, bool selecting) { return {false, pressTime, selecting}; }
+    // A selection that stopped changing, on a desktop that hides the pointer: the pointer's place says
+    // nothing about it; accessibility is asked only when it told of the change and PRIMARY only when it
+    // changed meanwhile; nothing is copied (whatever reported the change can be read).
+    static CaptureTrigger settled(bool accessibilityChanged, bool primaryChanged) {
+        return {false, 0, true, true, accessibilityChanged, primaryChanged};
+    }
 
     bool explicitRequest = true;
     quint64 pressTime = 0;
     bool selecting = false;
+    bool settledSelection = false;
+    bool accessibilityChanged = false;
+    bool primaryChanged = false;
 };
 
 // What the focused element allows a capture to do: a password field refuses it; when the element or

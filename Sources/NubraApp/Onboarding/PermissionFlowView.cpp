@@ -215,6 +215,11 @@ void PermissionFlowView::showTreelessApplications(const QStringList& names) {
     m_treelessRunning->setVisible(!names.isEmpty());
 }
 
+void PermissionFlowView::showDesktopCapabilities(const QStringList& lines) {
+    m_capabilities->setText(lines.join(u'\n'));
+    m_capabilities->setVisible(!lines.isEmpty());
+}
+
 QWidget* PermissionFlowView::waitingScreen() {
     auto* screen = new QWidget;
     QBoxLayout* layout = column(screen, padding);
@@ -305,6 +310,11 @@ QWidget* PermissionFlowView::guideScreen() {
     scaleFont(m_treelessRunning, 0.88);
     m_treelessRunning->hide();
     notes->addWidget(m_treelessRunning);
+    m_capabilities = label(QString(), screen, Qt::AlignLeft);
+    m_capabilities->setObjectName(QStringLiteral("desktopCapabilities"));
+    scaleFont(m_capabilities, 0.88);
+    m_capabilities->hide();
+    notes->addWidget(m_capabilities);
     layout->addLayout(notes);
     layout->addWidget(secondary(label(L10n::t(QStringLiteral("This window will finish automatically."),
                                               QStringLiteral("完成后这里会自动打勾收尾。")),

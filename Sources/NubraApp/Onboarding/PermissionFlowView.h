@@ -31,6 +31,8 @@ public:
     // Names the running applications that keep their text from accessibility under the guide's note
     // about them; none hides the line.
     void showTreelessApplications(const QStringList& names);
+    // What capture can do on this desktop, one line each, under the guide.
+    void showDesktopCapabilities(const QStringList& lines);
 
 signals:
     // Lead the user to the desktop's accessibility switch.
@@ -56,4 +58,5 @@ private:
     // One screen per phase, in the order of PermissionPhase.
     std::array<QWidget*, 5> m_pages{};
     QLabel* m_treelessRunning = nullptr;
+    QLabel* m_capabilities = nullptr;
 };

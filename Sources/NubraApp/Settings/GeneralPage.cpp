@@ -8,6 +8,7 @@
 #include "NubraApp/Settings/LaunchAtLoginToggle.h"
 #include "NubraApp/Settings/SettingPicker.h"
 #include "NubraApp/Settings/SettingsStyle.h"
+#include "NubraApp/Settings/TriggerModeNote.h"
 #include "NubraPlatform/Desktop.h"
 
 #include <QCheckBox>
@@ -35,7 +36,7 @@ QCheckBox* settingToggle(const char* name, const QString& text, AppSettings& set
 } // namespace
 
 GeneralPage::GeneralPage(AppState& state, const AppServices& services, QWidget* parent)
-    : QWidget(parent), m_state(state) {
+    : QWidget(parent), m_state(state), m_capabilities(services.desktop.capabilities) {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(selectionSection(state, services));
     layout->addWidget(systemSection(state, services));
@@ -58,6 +59,9 @@ QWidget* GeneralPage::selectionSection(AppState& state, const AppServices& servi
                                        state.persist();
                                    });
     m_selectionForm->addRow(L10n::t(QStringLiteral("Trigger"), QStringLiteral("触发方式")), trigger);
+    m_triggerNote = SettingsStyle::footnote(QString(), section);
+    m_triggerNote->setObjectName(QStringLiteral("triggerNote"));
+    m_selectionForm->addRow(m_triggerNote);
 
     m_selectionForm->addRow(settingToggle(
         "pauseToggle", L10n::t(QStringLiteral("Pause selection popups"), QStringLiteral("暂停划词")),
@@ -103,4 +107,7 @@ void GeneralPage::followTriggerMode() {
     if (!hotkey)
         m_hotkeyRow->recorder().abandon();
     m_selectionForm->setRowVisible(m_hotkeyRow, hotkey);
+    const QString note = TriggerModeNote::text(m_state.settings().triggerMode(), m_capabilities);
+    m_triggerNote->setText(note);
+    m_selectionForm->setRowVisible(m_triggerNote, !note.isEmpty());
 }

@@ -3,12 +3,15 @@
 #include <QWidget>
 
 class AppState;
+class QLabel;
+struct DesktopCapabilities;
 class QFormLayout;
 class GlossServiceRow;
 class HotkeyRow;
 struct AppServices;
 
-// The general tab: how a lookup is triggered (with the hot key in hotkey mode), pausing, dismissing
+// The general tab: how a lookup is triggered (with the hot key in hotkey mode, and what the mode does on
+// this desktop), pausing, dismissing
 // the card, launch at login, the accessibility permission and, when it is not running, the local
 // gloss service.
 class GeneralPage final : public QWidget {
@@ -23,10 +26,13 @@ protected:
 private:
     QWidget* selectionSection(AppState& state, const AppServices& services);
     QWidget* systemSection(AppState& state, const AppServices& services);
-    // The hot-key row is there in hotkey mode only; leaving that mode ends a recording.
+    // The hot-key row is there in hotkey mode only; leaving that mode ends a recording. Under the picker,
+    // what the mode does on this desktop where that differs from its name.
     void followTriggerMode();
 
     AppState& m_state;
+    const DesktopCapabilities& m_capabilities;
+    QLabel* m_triggerNote = nullptr;
     QFormLayout* m_selectionForm = nullptr;
     HotkeyRow* m_hotkeyRow = nullptr;
     GlossServiceRow* m_serviceRow = nullptr;

@@ -28,11 +28,13 @@ UpdateFlow::Environment updateEnvironment(const QUrl& baseURL) {
 
 } // namespace
 
-AppDelegate::AppDelegate(const QUrl& baseURL, QObject* parent)
-    : QObject(parent), m_desktop(m_linux.desktop()), m_secrets(QString::fromLatin1(TokenStore::service)),
+AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& baseURL, QObject* parent)
+    : QObject(parent), m_platform(std::move(platform)), m_desktop(m_platform->desktop()),
+      m_secrets(QString::fromLatin1(TokenStore::service)),
       m_state(m_defaults, m_secrets, baseURL, HistoryFile::defaultPath()), m_service(m_desktop),
-      m_trust(m_linux.accessibility, m_linux.tasks), m_overlay(m_linux.x11, m_linux.x11),
-      m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_linux.hotkeys),
+      m_trust(m_desktop.accessibility, m_desktop.tasks),
+      m_overlay(m_desktop.frontApplications, m_desktop.screen),
+      m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_desktop.hotkeys),
       m_permission(m_desktop, m_service, m_trust), m_windowServices{m_desktop, m_hotkeys, m_trust},
       m_tray(m_state, m_desktop), m_updates(updateEnvironment(baseURL)) {
     AppStateHolder::shared().install(&m_state);
@@ -95,7 +97,7 @@ void AppDelegate::startSelectionMonitor() {
     m_monitor.start(settings.triggerMode(), settings.contextRadius(),
                     CaptureGate::standard([this]() { return m_state.settings().paused(); },
                                           [this]() { return m_state.settings().excludedApps(); },
-                                          m_linux.x11),
+                                          m_desktop.frontApplications),
                     [self](const SelectionSnapshot& snapshot) {
                         // Handed on from the monitor's own call stack; the card starts on a clean one.
                         QTimer::singleShot(0, self, [self, snapshot]() {

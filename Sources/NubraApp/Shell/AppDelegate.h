@@ -13,9 +13,9 @@
 #include "NubraApp/Shell/TrayIcon.h"
 #include "NubraApp/Update/UpdateFlow.h"
 #include "NubraCore/Support/Defaults.h"
+#include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/TrustWatcher.h"
 #include "NubraPlatform/keychain/KeychainSecretStore.h"
-#include "NubraPlatform/linux/LinuxDesktop.h"
 
 #include <QObject>
 
@@ -28,7 +28,7 @@ class AppDelegate : public QObject {
 public:
     static constexpr int updateCheckDelayMs = 5000;
 
-    explicit AppDelegate(const QUrl& baseURL, QObject* parent = nullptr);
+    AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& baseURL, QObject* parent = nullptr);
     ~AppDelegate() override;
 
     void applicationDidFinishLaunching();
@@ -49,7 +49,7 @@ private:
     void checkForUpdate(bool manual);
     void onTriggerModeChanged();
 
-    LinuxDesktop m_linux;
+    std::unique_ptr<PlatformDesktop> m_platform;
     Desktop m_desktop;
     SettingsDefaults m_defaults;
     KeychainSecretStore m_secrets;

@@ -8,7 +8,7 @@
 #include "NubraApp/Shell/TerminationSignals.h"
 #include "NubraApp/Update/UpdateFlow.h"
 #include "NubraCore/Support/DebugLog.h"
-#include "NubraPlatform/linux/LinuxDesktop.h"
+#include "NubraPlatform/PlatformDesktop.h"
 
 #include <QApplication>
 #include <QSessionManager>
@@ -47,17 +47,18 @@ int NubraApplication::run(int argc, char** argv) {
         return CommandLine::report(*parsed.exit);
     const LaunchRequest& request = parsed.request;
 
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+    const DesktopSession session = PlatformDesktop::prepareProcess();
+    if (session.kind == DesktopSession::Kind::none) {
         // Without a display there is no desktop to run on, but a running Nubra can still be told.
         QCoreApplication app(argc, argv);
         if (const std::optional<int> done = handOver(request))
             return *done;
-        std::fputs("nubra: no X11 display (DISPLAY is not set); Nubra runs on an X11 desktop session\n",
+        std::fputs("nubra: no graphical session (neither WAYLAND_DISPLAY nor DISPLAY is set); Nubra runs on "
+                   "an X11 or Wayland desktop\n",
                    stderr);
         return 1;
     }
 
-    LinuxDesktop::prepareProcess();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Nubra"));
     QApplication::setApplicationVersion(BuildInfo::version());
@@ -84,7 +85,7 @@ int NubraApplication::run(int argc, char** argv) {
     const QUrl baseURL = GlossAPI::configuredBaseURL(request.dev);
     int status = 0;
     {
-        AppDelegate delegate(baseURL);
+        AppDelegate delegate(PlatformDesktop::create(session), baseURL);
         QObject::connect(&instance, &SingleInstance::requestReceived, &delegate, &AppDelegate::perform);
         TerminationSignals termination;
         QObject::connect(&termination, &TerminationSignals::received, &app,

@@ -12,6 +12,7 @@
 #include "NubraPlatform/Accessibility.h"
 #include "NubraPlatform/Clock.h"
 #include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/DesktopCapabilities.h"
 #include "NubraPlatform/TaskRunner.h"
 #include "NubraPlatform/TreelessApplications.h"
 #include "NubraPlatform/linux/X11Managers.h"
@@ -115,6 +116,9 @@ QWidget* makePermissionWindow(AppState& state) {
     QObject::connect(view, &PermissionFlowView::closeRequested, window, &QWidget::hide);
     QObject::connect(view, &PermissionFlowView::guideShown, window,
                      [view] { listTreelessApplications(view); });
+    // Where some applications cannot be followed as on X11, the guide says what works here.
+    if (theServices && !theServices->desktop.capabilities.seesAllGestures())
+        view->showDesktopCapabilities(theServices->desktop.capabilities.report());
     fitPermissionWindow(window);
     return centredWithState(window, state);
 }

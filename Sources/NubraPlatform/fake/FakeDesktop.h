@@ -2,6 +2,7 @@
 
 #include "NubraCore/Capture/Pasteboard.h"
 #include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/DesktopCapabilities.h"
 #include "NubraPlatform/FrontApplications.h"
 #include "NubraPlatform/PrimarySelection.h"
 #include "NubraPlatform/ScreenGeometry.h"
@@ -60,6 +61,8 @@ struct FakeDesktop {
     FakeGlobalHotkeys hotkeys;
     FakeClock clock;
     FakeTaskRunner tasks;
+    DesktopCapabilities capabilities =
+        DesktopCapabilities::forSession({DesktopSession::Kind::x11, DesktopSession::Family::x11, {}});
 
     Desktop desktop();
 };

@@ -28,6 +28,12 @@ std::optional<EventMonitors::Token> FakeEventMonitors::addGlobalKeyDownMonitor(K
     return add({Kind::globalKey, {}, std::move(handler)});
 }
 
+std::optional<EventMonitors::Token> FakeEventMonitors::addGlobalSelectionMonitor(SelectionHandler handler) {
+    if (!reportsSelectionChanges)
+        return std::nullopt;
+    return add({Kind::selection, {}, {}, std::move(handler)});
+}
+
 void FakeEventMonitors::removeMonitor(Token token) {
     m_monitors.erase(token);
 }
@@ -81,4 +87,14 @@ void FakeEventMonitors::globalKeyDown(const KeyEvent& event) {
     constexpr int escapeKeyCode = 53;
     if (event.keyCode == escapeKeyCode)
         playKey(Kind::globalKey, event);
+}
+
+void FakeEventMonitors::selectionChanged(const SelectionChange& change) {
+    QList<SelectionHandler> handlers;
+    for (const auto& [token, entry] : m_monitors) {
+        if (entry.kind == Kind::selection)
+            handlers.append(entry.selection);
+    }
+    for (const SelectionHandler& handler : handlers)
+        handler(change);
 }

@@ -12,9 +12,12 @@ public:
     std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) override;
     std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) override;
     std::optional<Token> addGlobalKeyDownMonitor(KeyHandler handler) override;
+    // Refused unless `reportsSelectionChanges`, as on a desktop whose mouse monitors see everything.
+    std::optional<Token> addGlobalSelectionMonitor(SelectionHandler handler) override;
     void removeMonitor(Token token) override;
 
     int installed() const;
+    bool reportsSelectionChanges = false;
 
     void globalMouseUp(const MouseEvent& event);
     void globalMouseDown(const MouseEvent& event);
@@ -22,13 +25,15 @@ public:
     void localKeyDown(const KeyEvent& event);
     // A key pressed in another application; like the platform, only Escape gets through.
     void globalKeyDown(const KeyEvent& event);
+    void selectionChanged(const SelectionChange& change);
 
 private:
-    enum class Kind { globalUp, globalDown, localDown, localKey, globalKey };
+    enum class Kind { globalUp, globalDown, localDown, localKey, globalKey, selection };
     struct Entry {
         Kind kind;
         MouseHandler mouse;
         KeyHandler key;
+        SelectionHandler selection = {};
     };
     Token add(Entry entry);
     void playMouse(Kind kind, const MouseEvent& event);

@@ -276,3 +276,14 @@ void AtspiAccessibility::openSettings() {
         call->deleteLater();
     });
 }
+
+void AtspiAccessibility::setSelectionListener(std::function<void(const SelectionChange&)> listener) {
+    m_thread->setSelectionListener(std::move(listener));
+}
+
+std::optional<std::pair<qint64, QString>> AtspiAccessibility::focusedApplication() {
+    const std::optional<AtspiThread::Application> application = m_thread->focusedApplication();
+    if (!application)
+        return std::nullopt;
+    return std::pair{application->processId, application->name};
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "NubraPlatform/Accessibility.h"
+#include "NubraPlatform/EventMonitors.h"
 #include "NubraPlatform/linux/AtspiTextNode.h"
 
 #include <functional>
@@ -39,6 +40,11 @@ public:
     bool enableApplication(qint64 processId) override;
     FocusQuery focusedElement() override;
     void openSettings() override;
+
+    // See AtspiThread: selection changes in other applications, told on the AT-SPI thread.
+    void setSelectionListener(std::function<void(const SelectionChange&)> listener);
+    // The process id and AT-SPI name of the application the user last worked in.
+    std::optional<std::pair<qint64, QString>> focusedApplication();
 
 private:
     std::shared_ptr<AtspiThread> m_thread;

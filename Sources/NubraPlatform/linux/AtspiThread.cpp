@@ -75,15 +75,76 @@ void AtspiThread::onEvent(void* rawEvent, void* user) {
     // would need our GUI thread.
     if (event->source && !isOurs(event->source)) {
         std::lock_guard guard(self->m_lock);
-        if (g_str_equal(event->type, selectionEvent)) {
+        const bool selection = g_str_equal(event->type, selectionEvent);
+        const bool focus = !selection && event->detail1 == 1;
+        if (selection) {
             keep(self->m_selectionSource, event->source);
             self->m_selectionChanged.start();
-        } else if (event->detail1 == 1)
+        } else if (focus)
             keep(self->m_focused, event->source);
         else if (self->m_focused == event->source)
             keep(self->m_focused, nullptr);
+        if ((selection || focus) && self->m_selectionListener) {
+            // Asked after this event is handled: each question waits for the application.
+            AtspiAccessible* source = ATSPI_ACCESSIBLE(g_object_ref(event->source));
+            self->submit([self, source, selection]() {
+                self->noteApplication(source);
+                if (selection)
+                    self->tellSelectionChange(source);
+                g_object_unref(source);
+            });
+        }
     }
     g_boxed_free(ATSPI_TYPE_EVENT, event);
+}
+
+void AtspiThread::setSelectionListener(std::function<void(const SelectionChange&)> listener) {
+    std::lock_guard guard(m_lock);
+    m_selectionListener = std::move(listener);
+}
+
+void AtspiThread::tellSelectionChange(AtspiAccessible* source) {
+    SelectionChange change;
+    change.processId = qint64(atspi_accessible_get_process_id(source, nullptr));
+    // Collapsing a selection is reported as a change too, leaving no selection or an empty one.
+    change.empty = true;
+    if (AtspiText* text = atspi_accessible_get_text_iface(source)) {
+        if (atspi_text_get_n_selections(text, nullptr) > 0) {
+            if (AtspiRange* range = atspi_text_get_selection(text, 0, nullptr)) {
+                change.empty = range->start_offset == range->end_offset;
+                g_free(range);
+            }
+        }
+        g_object_unref(text);
+    }
+    std::function<void(const SelectionChange&)> listener;
+    {
+        std::lock_guard guard(m_lock);
+        listener = m_selectionListener;
+    }
+    if (listener)
+        listener(change);
+}
+
+void AtspiThread::noteApplication(AtspiAccessible* object) {
+    Application application;
+    application.processId = qint64(atspi_accessible_get_process_id(object, nullptr));
+    if (AtspiAccessible* app = atspi_accessible_get_application(object, nullptr)) {
+        if (gchar* name = atspi_accessible_get_name(app, nullptr)) {
+            application.name = QString::fromUtf8(name);
+            g_free(name);
+        }
+        g_object_unref(app);
+    }
+    if (application.processId <= 0)
+        return;
+    std::lock_guard guard(m_lock);
+    m_application = application;
+}
+
+std::optional<AtspiThread::Application> AtspiThread::focusedApplication() {
+    std::lock_guard guard(m_lock);
+    return m_application;
 }
 
 AtspiAccessible* AtspiThread::recentSelectionSource() {

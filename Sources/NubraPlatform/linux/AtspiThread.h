@@ -1,5 +1,7 @@
 #pragma once
 
+#include "NubraPlatform/EventMonitors.h"
+
 #include <QElapsedTimer>
 #include <QString>
 
@@ -79,12 +81,27 @@ public:
     // the application. True when such an application was asked now. Call it on the AT-SPI thread.
     bool wakeApplication(qint64 processId);
 
+    // Hears every selection change in another application, on the AT-SPI thread, with whether it left
+    // the selection empty. Only desktops that hide the pointer need it: each change costs a question to
+    // the application.
+    void setSelectionListener(std::function<void(const SelectionChange&)> listener);
+
+    // The process and name of the application whose object last gained focus or changed its selection;
+    // nothing when none is known. Kept up to date as events arrive, so it answers at once from any thread.
+    struct Application {
+        qint64 processId = 0;
+        QString name;
+    };
+    std::optional<Application> focusedApplication();
+
 private:
     void submit(std::function<void()> task);
     void run(int dbusTimeoutMs, std::promise<bool>& started);
     static void onEvent(void* event, void* self);
     AtspiAccessible* searchFocused();
     AtspiAccessible* recentSelectionSource();
+    void tellSelectionChange(AtspiAccessible* source);
+    void noteApplication(AtspiAccessible* object);
 
     GMainContext* m_context = nullptr;
     GMainLoop* m_loop = nullptr;
@@ -93,7 +110,9 @@ private:
     AtspiAccessible* m_focused = nullptr;
     AtspiAccessible* m_selectionSource = nullptr;
     QElapsedTimer m_selectionChanged;
-    std::set<qint64> m_woken; // AT-SPI thread only
+    std::set<qint64> m_woken;                                        // AT-SPI thread only
+    std::function<void(const SelectionChange&)> m_selectionListener; // under m_lock
+    std::optional<Application> m_application;                        // under m_lock
     bool m_ready = false;
     std::thread m_thread;
 };

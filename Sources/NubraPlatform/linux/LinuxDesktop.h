@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/linux/AtspiAccessibility.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
 #include "NubraPlatform/linux/ProcTreelessApplications.h"
@@ -13,16 +13,20 @@
 #include "NubraPlatform/linux/X11Keyboard.h"
 #include "NubraPlatform/linux/X11PrimarySelection.h"
 
-// The real desktop of an X11 session. Call `prepareProcess()` before creating the QGuiApplication,
-// then create the desktop on the main thread.
-struct LinuxDesktop {
-    // The GUI thread must not run the default GLib context: the accessibility thread does (see
-    // AtspiThread). Qt then uses its own event dispatcher. An X error never ends the process.
-    static void prepareProcess() {
-        qputenv("QT_NO_GLIB", "1");
-        X11Connection::keepRunningOnErrors();
-    }
+// The real desktop of an X11 session.
+class LinuxDesktop final : public PlatformDesktop {
+public:
+    explicit LinuxDesktop(const DesktopSession& session)
+        : m_capabilities(DesktopCapabilities::forSession(session)) {}
 
+    Desktop desktop() override {
+        return {accessibility, x11,           treeless, x11,   pasteboard, primarySelection,
+                keyboard,      eventMonitors, hotkeys,  clock, tasks,      m_capabilities};
+    }
+    const DesktopCapabilities& capabilities() const override { return m_capabilities; }
+
+private:
+    DesktopCapabilities m_capabilities;
     AtspiAccessibility accessibility{AtspiWindows{[this] { return x11.activeWindowRect(); }, {}, {}}};
     DesktopEntryNames entryNames;
     X11Desktop x11{entryNames};
@@ -34,9 +38,4 @@ struct LinuxDesktop {
     X11Hotkeys hotkeys;
     QtClock clock;
     QtTaskRunner tasks;
-
-    Desktop desktop() {
-        return {accessibility, x11,           treeless, x11,   pasteboard, primarySelection,
-                keyboard,      eventMonitors, hotkeys,  clock, tasks};
-    }
 };

@@ -23,6 +23,8 @@ public:
     std::optional<Token> addLocalMouseDownMonitor(MouseHandler handler) override;
     std::optional<Token> addLocalKeyDownMonitor(KeyHandler handler) override;
     std::optional<Token> addGlobalKeyDownMonitor(KeyHandler handler) override;
+    // X11 shows every release: a selection is told by the gesture that made it.
+    std::optional<Token> addGlobalSelectionMonitor(SelectionHandler) override { return std::nullopt; }
     void removeMonitor(Token token) override;
 
 protected:

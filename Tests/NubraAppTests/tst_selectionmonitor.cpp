@@ -470,6 +470,12 @@ private slots:
         fake->eventMonitors.selectionChanged(changed());
         settle();
         QCOMPARE(bubble->shows, shown ? 1 : 0);
+        // Without windows of its own that it can place (no XWayland) there is no bubble to offer.
+        fake->capabilities.ownWindowsPlaced = false;
+        const int asked = gateAsked;
+        fake->eventMonitors.selectionChanged(changed());
+        settle();
+        QCOMPARE(gateAsked, asked);
     }
 
     // Where neither the selection's rectangle nor the pointer is known, bubble and card go to a fixed

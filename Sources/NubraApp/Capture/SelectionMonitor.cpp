@@ -6,6 +6,7 @@
 #include "NubraApp/Capture/SelectionAnchor.h"
 #include "NubraCore/Capture/HotkeyCombo.h"
 #include "NubraCore/Support/DebugLog.h"
+#include "NubraPlatform/DesktopCapabilities.h"
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/TaskRunner.h"
 
@@ -125,8 +126,10 @@ void SelectionMonitor::onSelectionChange(const SelectionChange& change) {
         return;
     }
     // Without the pointer there is no Option key and no click count to go by. Option selection waits
-    // for the hot key; a double click is what selects one word, so one word is what counts then.
-    if (m_triggerMode == TriggerMode::hotkey || m_triggerMode == TriggerMode::optionSelection)
+    // for the hot key; a double click is what selects one word, so one word is what counts then. Where
+    // no bubble can be shown, only the hot key opens the card.
+    if (m_triggerMode == TriggerMode::hotkey || m_triggerMode == TriggerMode::optionSelection ||
+        !m_desktop.capabilities.showsBubble())
         return;
     // A release already waits out this burst: it knows more about the gesture.
     if (m_workItem && !m_gesture.settledSelection)

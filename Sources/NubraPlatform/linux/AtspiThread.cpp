@@ -74,20 +74,24 @@ void AtspiThread::onEvent(void* rawEvent, void* user) {
     // Our own windows (the card once clicked) are never what the user wants read, and reading them
     // would need our GUI thread.
     if (event->source && !isOurs(event->source)) {
-        std::lock_guard guard(self->m_lock);
         const bool selection = g_str_equal(event->type, selectionEvent);
         const bool focus = !selection && event->detail1 == 1;
-        if (selection) {
-            keep(self->m_selectionSource, event->source);
-            self->m_selectionChanged.start();
-        } else if (focus)
-            keep(self->m_focused, event->source);
-        else if (self->m_focused == event->source)
-            keep(self->m_focused, nullptr);
-        if ((selection || focus) && self->m_selectionListener) {
-            // Asked after this event is handled: each question waits for the application.
+        bool tell = false;
+        {
+            std::lock_guard guard(self->m_lock);
+            if (selection) {
+                keep(self->m_selectionSource, event->source);
+                self->m_selectionChanged.start();
+            } else if (focus)
+                keep(self->m_focused, event->source);
+            else if (self->m_focused == event->source)
+                keep(self->m_focused, nullptr);
+            tell = (selection || focus) && self->m_selectionListener;
+        }
+        if (tell) {
+            // Asked once this event is handled: each question waits for the application.
             AtspiAccessible* source = ATSPI_ACCESSIBLE(g_object_ref(event->source));
-            self->submit([self, source, selection]() {
+            self->later([self, source, selection]() {
                 self->noteApplication(source);
                 if (selection)
                     self->tellSelectionChange(source);
@@ -313,6 +317,20 @@ bool AtspiThread::wakeApplication(qint64 processId) {
         keep(m_focused, nullptr);
     }
     return woken;
+}
+
+void AtspiThread::later(std::function<void()> task) {
+    GSource* idle = g_idle_source_new();
+    g_source_set_callback(
+        idle,
+        [](gpointer data) -> gboolean {
+            (*static_cast<std::function<void()>*>(data))();
+            return G_SOURCE_REMOVE;
+        },
+        new std::function<void()>(std::move(task)),
+        [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
+    g_source_attach(idle, m_context);
+    g_source_unref(idle);
 }
 
 void AtspiThread::submit(std::function<void()> task) {

@@ -95,7 +95,10 @@ public:
     std::optional<Application> focusedApplication();
 
 private:
+    // Runs `task` on the AT-SPI thread: at once when called there, else as soon as the thread is free.
     void submit(std::function<void()> task);
+    // Runs `task` on the AT-SPI thread once what it does now is done, also when called there.
+    void later(std::function<void()> task);
     void run(int dbusTimeoutMs, std::promise<bool>& started);
     static void onEvent(void* event, void* self);
     AtspiAccessible* searchFocused();

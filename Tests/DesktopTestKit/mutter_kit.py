@@ -172,8 +172,10 @@ def run(body, picture=None):
     home = os.path.join(runtime, "home")
     os.makedirs(home)
     status_path = os.path.join(runtime, "status")
+    # The session variables gnome-session would set, by which Nubra knows the desktop.
     env = dict(os.environ, XDG_RUNTIME_DIR=runtime, NO_AT_BRIDGE="0", GTK_A11Y="atspi", **home_env(home),
                NUBRA_MUTTER_INNER="1", NUBRA_MUTTER_STATUS=status_path, XDG_SESSION_TYPE="wayland",
+               XDG_CURRENT_DESKTOP="GNOME",
                NUBRA_DEBUG_LOG=os.path.join(runtime, "nb-debug.log"))
     for name in ("DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "DBUS_SESSION_BUS_ADDRESS", "QT_QPA_PLATFORM",
                  "GDK_BACKEND"):

@@ -75,7 +75,7 @@ def expect_nothing_after_deselect(keys, lines, what):
     keys.tap("right")
     got = lines.next_json(1.5)
     check(got is None, f"{what}: a caret move captured {got}")
-    # GNOME centres a new window: the middle of the screen is in the text of the one just started.
+    # Mutter puts a new window on top, covering the middle of this screen: a click there lands in its text.
     select_word(keys)
     got = lines.next_json(5)
     check(got is not None and got["text"] == "charlie", f"{what}: selecting again captured {got}")
@@ -94,6 +94,17 @@ def file_with_prose(name):
 def body(desktop, keys):
     lines = start_probe(desktop)
     wayland = dict(os.environ, GDK_BACKEND="wayland", QT_QPA_PLATFORM="wayland")
+    # First, while no application on the accessibility bus has had the focus: where one has, capture
+    # takes the focus it knows for the one in front.
+    what = "GTK 3 without accessibility"
+    desktop.spawn(["mousepad", "--disable-server", file_with_prose("primary.txt")],
+                  env=dict(wayland, NO_AT_BRIDGE="1"))
+    warm_up(keys, lines, what)
+    expect_word(capture(keys, lines, what), what, "primary")
+    expect_nothing_after_deselect(keys, lines, what)
+    print(f"ok - {what}: the selection comes through PRIMARY from Wayland; ending it gives nothing",
+          flush=True)
+
     windows = [
         ("GTK 3 (mousepad)", ["mousepad", "--disable-server", file_with_prose("gtk3.txt")], "mousepad"),
         ("GTK 4 (GNOME Text Editor)", ["gnome-text-editor", "--standalone", file_with_prose("gtk4.txt")],
@@ -110,15 +121,6 @@ def body(desktop, keys):
         expect_nothing_after_deselect(keys, lines, what)
         print(f"ok - {what}: a keyboard selection is read with its context, without a screen rectangle; "
               "a caret move or a click that ends it gives nothing", flush=True)
-
-    what = "GTK 3 without accessibility"
-    desktop.spawn(["mousepad", "--disable-server", file_with_prose("primary.txt")],
-                  env=dict(wayland, NO_AT_BRIDGE="1"))
-    warm_up(keys, lines, what)
-    expect_word(capture(keys, lines, what), what, "primary")
-    expect_nothing_after_deselect(keys, lines, what)
-    print(f"ok - {what}: the selection comes through PRIMARY from Wayland; ending it gives nothing",
-          flush=True)
 
 
 def main():

@@ -11,9 +11,10 @@
 // never blocks Qt's GUI thread. Owner changes are watched with XFixes on the main thread. Create it on
 // the main thread; text() is safe from any thread.
 //
-// Under XWayland the window manager (mutter, wlroots' XWM, KWin) bridges the Wayland primary selection:
-// whenever a Wayland client selects, the manager's own X client takes PRIMARY. The change listener tells
-// those apart from X11 applications' selections by the X client that owns the new owner window.
+// Under XWayland the window manager bridges the Wayland primary selection: mutter's own X client takes
+// PRIMARY at every selection change of a Wayland client, a deselect included (it then owns PRIMARY
+// without any text). The change listener tells those apart from X11 applications' selections by the X
+// client that created the new owner window.
 class X11PrimarySelection final : public PrimarySelection {
 public:
     static constexpr int readTimeoutMs = 500;
@@ -26,8 +27,8 @@ public:
     std::optional<quint64> ownerChangedAt() override;
 
     // Called on the main thread at every new owner of PRIMARY. `fromWaylandClient`: the window manager
-    // owns it, so on a Wayland session a native Wayland window made the selection; on an X11 session
-    // that is the desktop shell's own text (GNOME Shell's entries), never an application window.
+    // owns it, so on a Wayland session a native Wayland window made the selection (on an X11 session it
+    // would be the window manager's own text, never an application's).
     void setChangeListener(std::function<void(bool fromWaylandClient)> listener);
 
 private:

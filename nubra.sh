@@ -28,14 +28,17 @@ PACKAGES=(
     # libraries
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
     libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libxres-dev libbenchmark-dev
+    libwayland-dev libwayland-bin libxkbcommon-dev
     # offline gloss backend data
     wordnet-base
     # test tools
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
     trayer xclip
+    # a headless wlroots desktop for the Wayland capture tests
+    sway xwayland x11-xserver-utils grim wl-clipboard
     # a headless GNOME (mutter) Wayland desktop for the Wayland capture suite, with screen pictures
-    mutter xwayland qt6-wayland pipewire pipewire-bin wireplumber gstreamer1.0-pipewire gstreamer1.0-tools
+    mutter qt6-wayland pipewire pipewire-bin wireplumber gstreamer1.0-pipewire gstreamer1.0-tools
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     # the applications the capture suite reads from
     firefox-esr chromium libreoffice-writer libreoffice-gtk3 evince gnome-text-editor gnome-terminal
@@ -262,7 +265,7 @@ run_bench() {
     cmake --build "$BUILD" --target bench_capture
     log "Selection capture in Firefox and Chromium on a long page, beside mousepad"
     cmake --build "$BUILD" --target bench_capture_apps
-    log "The application beside GoldenDict: start-up, idle memory and CPU, bubble and card latency"
+    log "The application beside a bare Qt tray program: start-up, idle memory and CPU; bubble and card beside curl"
     "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }
 

@@ -1,20 +1,51 @@
 #include "NubraPlatform/wayland/WaylandDesktop.h"
 
 WaylandDesktop::WaylandDesktop(const DesktopSession& session)
-    : m_capabilities(DesktopCapabilities::forSession(session)) {
+    : m_capabilities(DesktopCapabilities::forSession(session, m_wayland.globals())) {
     m_accessibility.setSelectionListener(
         [monitors = &m_eventMonitors](const SelectionChange& change) { monitors->post(change); });
-    // A Wayland application's selection reaches XWayland's PRIMARY through the window manager, even from
-    // an application without accessibility. X11 applications' selections are told by their release.
-    // Whether the new owner has text (a deselect leaves it empty) is for the capture to find out: reading
-    // it here would keep the main thread waiting on the owner.
-    m_primarySelection.setChangeListener([monitors = &m_eventMonitors](bool fromWaylandClient) {
-        if (fromWaylandClient)
-            monitors->post({SelectionChange::Source::primary, false, std::nullopt});
-    });
+    if (m_capabilities.primary == DesktopCapabilities::Primary::dataControl) {
+        m_dataControlPrimary.setChangeListener([monitors = &m_eventMonitors](bool cleared) {
+            monitors->post({SelectionChange::Source::primary, cleared, std::nullopt});
+        });
+    }
+    // Mutter hands a Wayland application's selection to XWayland's PRIMARY, even from an application
+    // without accessibility. X11 applications' selections are told by their release. Whether the new
+    // owner has text (a deselect leaves it empty) is for the capture to find out: reading it here would
+    // keep the main thread waiting on the owner.
+    if (m_capabilities.primary == DesktopCapabilities::Primary::xwaylandBridge) {
+        m_primarySelection.setChangeListener([monitors = &m_eventMonitors](bool fromWaylandClient) {
+            if (fromWaylandClient)
+                monitors->post({SelectionChange::Source::primary, false, std::nullopt});
+        });
+    }
+}
+
+WaylandDesktop::~WaylandDesktop() {
+    // The connection outlives the monitors the listener posts to.
+    m_dataControlPrimary.setChangeListener({});
+}
+
+std::function<std::optional<QRect>()> WaylandDesktop::compositorWindow() {
+    if (m_capabilities.placement != DesktopCapabilities::Placement::compositorOrigin)
+        return {};
+    return [this] { return m_compositorWindows.focusedWindowRect(); };
 }
 
 Desktop WaylandDesktop::desktop() {
-    return {m_accessibility, m_front,         m_treeless, m_x11,   m_pasteboard, m_primarySelection,
-            m_keyboard,      m_eventMonitors, m_hotkeys,  m_clock, m_tasks,      m_capabilities};
+    // Qt's clipboard on XWayland sees Wayland applications' clipboards only on some compositors;
+    // data-control sees them all, X11 applications' included.
+    const bool dataControl = m_capabilities.primary == DesktopCapabilities::Primary::dataControl;
+    Pasteboard& pasteboard = dataControl ? static_cast<Pasteboard&>(m_dataControlPasteboard) : m_pasteboard;
+    PrimarySelection& primary =
+        dataControl ? static_cast<PrimarySelection&>(m_dataControlPrimary) : m_primarySelection;
+    // X11 still names its last active window while a Wayland one has focus: the compositor knows.
+    FrontApplications& front = m_capabilities.placement == DesktopCapabilities::Placement::compositorOrigin
+                                   ? static_cast<FrontApplications&>(m_compositorFront)
+                                   : m_front;
+    SyntheticKeyboard& keyboard = m_capabilities.copy == DesktopCapabilities::Copy::virtualKeyboard
+                                      ? static_cast<SyntheticKeyboard&>(m_virtualKeyboard)
+                                      : m_keyboard;
+    return {m_accessibility, front,           m_treeless, m_x11,   pasteboard, primary,
+            keyboard,        m_eventMonitors, m_hotkeys,  m_clock, m_tasks,    m_capabilities};
 }

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArray>
+#include <QRect>
+#include <QString>
+
+#include <optional>
+
+// The focused window as the compositor knows it, over its IPC socket: sway and i3-compatible
+// compositors ($SWAYSOCK, $I3SOCK) and Hyprland. A native Wayland client learns no window position
+// from the protocol itself. Any failure (no socket, a slow or odd reply) gives nothing. Safe from any
+// thread; each call costs at most `timeoutMs`.
+class CompositorWindows {
+public:
+    static constexpr int timeoutMs = 200;
+    // A tree of a few hundred windows is well under this.
+    static constexpr qsizetype maxReplyBytes = 4 * 1024 * 1024;
+
+    struct Window {
+        QRect rect; // the content, in the compositor's layout coordinates
+        qint64 pid = 0;
+        // The Wayland app id, or the X11 window class of an XWayland window; empty when unnamed.
+        QString appId;
+    };
+
+    std::optional<Window> focusedWindow() const;
+    std::optional<QRect> focusedWindowRect() const;
+
+    // The focused window in a reply to sway's `get_tree` or Hyprland's `j/activewindow`.
+    static std::optional<Window> parseSwayTree(const QByteArray& reply);
+    static std::optional<Window> parseHyprlandActiveWindow(const QByteArray& reply);
+
+private:
+    static std::optional<QByteArray> askSway(const QString& socketPath);
+    static std::optional<QByteArray> askHyprland(const QString& socketPath);
+};

@@ -27,7 +27,7 @@ PACKAGES=(
     build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev ccache
     # libraries
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
-    libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libbenchmark-dev
+    libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libxres-dev libbenchmark-dev
     libwayland-dev libwayland-bin libxkbcommon-dev
     # offline gloss backend data
     wordnet-base
@@ -37,6 +37,9 @@ PACKAGES=(
     trayer xclip
     # a headless wlroots desktop for the Wayland capture tests
     sway xwayland x11-xserver-utils grim wl-clipboard
+    # a headless GNOME (mutter) Wayland desktop for the Wayland capture suite, with screen pictures
+    mutter qt6-wayland pipewire pipewire-bin wireplumber gstreamer1.0-pipewire gstreamer1.0-tools
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     # the applications the capture suite reads from
     firefox-esr chromium libreoffice-writer libreoffice-gtk3 evince gnome-text-editor gnome-terminal
     # package checks

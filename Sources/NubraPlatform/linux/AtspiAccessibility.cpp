@@ -56,9 +56,8 @@ QString roleName(AtspiRole role) {
 // keeps its words in objects nested under the focused document), and kept for the reads that follow.
 class AtspiElement final : public AccessibleElement {
 public:
-    AtspiElement(std::shared_ptr<AtspiThread> thread, AtspiAccessible* object,
-                 AtspiTextNode::ActiveWindow activeWindow)
-        : m_thread(std::move(thread)), m_object(object), m_activeWindow(std::move(activeWindow)) {}
+    AtspiElement(std::shared_ptr<AtspiThread> thread, AtspiAccessible* object, AtspiWindows windows)
+        : m_thread(std::move(thread)), m_object(object), m_windows(std::move(windows)) {}
     ~AtspiElement() override {
         AtspiAccessible* object = m_object;
         m_thread->call(
@@ -165,14 +164,14 @@ private:
 
     std::shared_ptr<AtspiThread> m_thread;
     AtspiAccessible* m_object;
-    AtspiTextNode::ActiveWindow m_activeWindow;
+    AtspiWindows m_windows;
     int m_radius = HypertextSelection::maxChars;
     std::optional<Snapshot> m_snapshot;
 };
 
 // Runs on the AT-SPI thread.
 std::optional<JoinedSelection> readSelection(AtspiThread& thread, AtspiAccessible* object, bool hasText,
-                                             int radius, const AtspiTextNode::ActiveWindow& window) {
+                                             int radius, const AtspiTextNode::Window& window) {
     // Leaves time to hand the answer back before the caller stops waiting.
     const QDeadlineTimer deadline(AtspiAccessibility::callTimeoutMs * 3 / 4);
     std::optional<JoinedSelection> joined;
@@ -205,7 +204,8 @@ AtspiElement::Snapshot AtspiElement::snapshot() {
     AtspiAccessible* object = m_object;
     const int radius = m_radius;
     AtspiThread* thread = m_thread.get();
-    AtspiTextNode::ActiveWindow window = m_activeWindow;
+    // Asked here, not on the AT-SPI thread: finding the process's windows may take a round trip to X.
+    AtspiTextNode::Window window = m_windows.windowOf(m_windows.showsX11Window ? processId() : std::nullopt);
     m_snapshot = m_thread
                      ->call(
                          [object, radius, thread, window]() {
@@ -229,8 +229,14 @@ AtspiElement::Snapshot AtspiElement::snapshot() {
 
 } // namespace
 
-AtspiAccessibility::AtspiAccessibility(AtspiTextNode::ActiveWindow activeWindow)
-    : m_thread(std::make_shared<AtspiThread>(dbusTimeoutMs)), m_activeWindow(std::move(activeWindow)) {}
+AtspiTextNode::Window AtspiWindows::windowOf(std::optional<qint64> processId) const {
+    if (!showsX11Window || (processId && showsX11Window(*processId)))
+        return {false, activeX11Window};
+    return {true, focusedWaylandWindow};
+}
+
+AtspiAccessibility::AtspiAccessibility(AtspiWindows windows)
+    : m_thread(std::make_shared<AtspiThread>(dbusTimeoutMs)), m_windows(std::move(windows)) {}
 
 AtspiAccessibility::~AtspiAccessibility() = default;
 
@@ -253,7 +259,7 @@ FocusQuery AtspiAccessibility::focusedElement() {
         return {FocusQuery::cannotComplete, nullptr};
     if (!*focused)
         return {FocusQuery::noValue, nullptr};
-    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, *focused, m_activeWindow)};
+    return {FocusQuery::success, std::make_shared<AtspiElement>(m_thread, *focused, m_windows)};
 }
 
 void AtspiAccessibility::openSettings() {

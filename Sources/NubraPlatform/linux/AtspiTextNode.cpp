@@ -1,6 +1,7 @@
 #include "NubraPlatform/linux/AtspiTextNode.h"
 
 #include "NubraPlatform/HypertextSelection.h"
+#include "NubraPlatform/TextPlacement.h"
 
 #include <atspi/atspi.h>
 
@@ -71,7 +72,7 @@ public:
     static constexpr int reach = 32;
     static constexpr int maxChildren = 1 << 16;
 
-    AtspiDocumentNode(AtspiAccessible* document, int from, AtspiTextNode::ActiveWindow window)
+    AtspiDocumentNode(AtspiAccessible* document, int from, AtspiTextNode::Window window)
         : m_document(ATSPI_ACCESSIBLE(g_object_ref(document))), m_from(from), m_window(std::move(window)) {}
     ~AtspiDocumentNode() override { g_object_unref(m_document); }
     AtspiDocumentNode(const AtspiDocumentNode&) = delete;
@@ -117,14 +118,14 @@ public:
 private:
     AtspiAccessible* m_document;
     int m_from;
-    AtspiTextNode::ActiveWindow m_window;
+    AtspiTextNode::Window m_window;
 };
 
 } // namespace
 
-AtspiTextNode::AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow)
+AtspiTextNode::AtspiTextNode(AtspiAccessible* object, Window window)
     : m_object(ATSPI_ACCESSIBLE(g_object_ref(object))), m_text(atspi_accessible_get_text_iface(object)),
-      m_activeWindow(std::move(activeWindow)) {}
+      m_window(std::move(window)) {}
 
 AtspiTextNode::~AtspiTextNode() {
     if (m_text)
@@ -135,7 +136,7 @@ AtspiTextNode::~AtspiTextNode() {
 std::unique_ptr<AtspiTextNode> AtspiTextNode::adopt(AtspiAccessible* object) const {
     if (!object)
         return nullptr;
-    auto node = std::make_unique<AtspiTextNode>(object, m_activeWindow);
+    auto node = std::make_unique<AtspiTextNode>(object, m_window);
     g_object_unref(object);
     return node;
 }
@@ -235,7 +236,7 @@ std::optional<TextNode::Nesting> AtspiTextNode::parent() {
             ask([&](GError** e) { return atspi_accessible_get_index_in_parent(m_object, e); }).value_or(-1);
         if (index < 0)
             return std::nullopt;
-        return Nesting{std::make_unique<AtspiDocumentNode>(up->m_object, index, m_activeWindow), index};
+        return Nesting{std::make_unique<AtspiDocumentNode>(up->m_object, index, m_window), index};
     }
     int offset = -1;
     if (AtspiHyperlink* hyperlink = atspi_accessible_get_hyperlink(m_object)) {
@@ -281,35 +282,35 @@ std::optional<QRectF> AtspiTextNode::characterExtents(AtspiText* text, int offse
 std::optional<QRectF> AtspiTextNode::extents(int start, int end) {
     if (!m_text || start >= end)
         return std::nullopt;
+    // A Wayland window the compositor does not place: no number of its toolkit says where the text is.
+    if (m_window.wayland && !m_window.rect)
+        return std::nullopt;
+    TextPlacement::Measured measured;
     // Qt counts the character at the end offset into the range.
     const int last = countsUtf16() ? end - 1 : end;
-    std::optional<QRectF> range =
+    measured.range =
         takeRect(ask([&](GError** e) {
                      return atspi_text_get_range_extents(m_text, start, last, ATSPI_COORD_TYPE_SCREEN, e);
                  }).value_or(nullptr));
-    // A browser that has published words before laying them out measures only part of the range, and
-    // some of its characters have no rectangle yet: then nothing is known.
-    std::optional<QRectF> first = characterExtents(m_text, start, ATSPI_COORD_TYPE_SCREEN);
-    std::optional<QRectF> final = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_SCREEN);
-    if (first && final)
-        return range ? range->united(*first).united(*final) : first->united(*final);
-    if (range || first || final)
-        return std::nullopt;
+    measured.first = characterExtents(m_text, start, ATSPI_COORD_TYPE_SCREEN);
+    measured.last = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_SCREEN);
+    if (!TextPlacement::needsWindow(measured, m_window.wayland))
+        return TextPlacement::onScreen(measured, {});
     // GTK 4 places characters relative to its window only, and measures no ranges.
-    first = characterExtents(m_text, start, ATSPI_COORD_TYPE_WINDOW);
-    final = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_WINDOW);
-    const std::optional<QPointF> origin = first && final ? windowOrigin() : std::nullopt;
-    if (!origin)
+    if (!measured.range && !measured.first && !measured.last) {
+        measured.firstInWindow = characterExtents(m_text, start, ATSPI_COORD_TYPE_WINDOW);
+        measured.lastInWindow = characterExtents(m_text, end - 1, ATSPI_COORD_TYPE_WINDOW);
+        if (!measured.firstInWindow || !measured.lastInWindow)
+            return std::nullopt;
+    }
+    TextPlacement::Window window{m_window.wayland, m_window.rect ? m_window.rect() : std::nullopt, {}};
+    if (!window.rect)
         return std::nullopt;
-    return first->united(*final).translated(*origin);
+    window.frame = frameSize();
+    return TextPlacement::onScreen(measured, window);
 }
 
-std::optional<QPointF> AtspiTextNode::windowOrigin() {
-    const std::optional<QRect> window = m_activeWindow ? m_activeWindow() : std::nullopt;
-    if (!window)
-        return std::nullopt;
-    // The toolkit counts from its window frame, which a shadow drawn by the toolkit itself surrounds
-    // inside the X window: the difference in size, shared equally between the sides.
+std::optional<QSizeF> AtspiTextNode::frameSize() {
     AtspiAccessible* top = ATSPI_ACCESSIBLE(g_object_ref(m_object));
     for (int depth = 0; depth < 64; ++depth) {
         AtspiAccessible* up = atspi_accessible_get_parent(top, nullptr);
@@ -321,15 +322,14 @@ std::optional<QPointF> AtspiTextNode::windowOrigin() {
         g_object_unref(top);
         top = up;
     }
-    QPointF margin;
+    std::optional<QSizeF> size;
     if (AtspiComponent* component = atspi_accessible_get_component_iface(top)) {
         if (AtspiRect* frame = atspi_component_get_extents(component, ATSPI_COORD_TYPE_WINDOW, nullptr)) {
-            margin = QPointF(std::max(0, window->width() - frame->width) / 2,
-                             std::max(0, window->height() - frame->height) / 2);
+            size = QSizeF(frame->width, frame->height);
             g_free(frame);
         }
         g_object_unref(component);
     }
     g_object_unref(top);
-    return QPointF(window->topLeft()) + margin;
+    return size;
 }

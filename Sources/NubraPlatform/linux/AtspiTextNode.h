@@ -13,12 +13,17 @@ typedef struct _AtspiText AtspiText;
 // owns the object, and all of them must be made on the AT-SPI thread.
 class AtspiTextNode final : public TextNode {
 public:
-    // The screen rectangle of the active window's inside, for toolkits that place text relative to
-    // their window (GTK 4).
-    using ActiveWindow = std::function<std::optional<QRect>()>;
+    // The window the object is shown in, asked only when a rectangle has to count from it.
+    struct Window {
+        // A native Wayland window: the toolkit counts every rectangle from it.
+        bool wayland = false;
+        // The screen rectangle of the window's inside: the active X11 window, or the focused Wayland
+        // window as the compositor tells; unset or nothing when unknown.
+        std::function<std::optional<QRect>()> rect;
+    };
 
     // Takes a reference of its own to `object`.
-    AtspiTextNode(AtspiAccessible* object, ActiveWindow activeWindow);
+    AtspiTextNode(AtspiAccessible* object, Window window);
     ~AtspiTextNode() override;
     AtspiTextNode(const AtspiTextNode&) = delete;
     AtspiTextNode& operator=(const AtspiTextNode&) = delete;
@@ -38,11 +43,11 @@ private:
     // The offset of the `index`-th U+FFFC in this object's text, or -1.
     int offsetOfEmbedded(int index);
     std::optional<QRectF> characterExtents(AtspiText* text, int offset, int coordinates);
-    // Where this object's window-relative coordinates begin on the screen.
-    std::optional<QPointF> windowOrigin();
+    // The size the toolkit gives the top-level frame this object is in.
+    std::optional<QSizeF> frameSize();
 
     AtspiAccessible* m_object;
     AtspiText* m_text = nullptr; // null when the object has no text
-    ActiveWindow m_activeWindow;
+    Window m_window;
     std::optional<bool> m_utf16; // read once
 };

@@ -27,7 +27,7 @@ public:
 
 private:
     DesktopCapabilities m_capabilities;
-    AtspiAccessibility accessibility{[this] { return x11.activeWindowRect(); }};
+    AtspiAccessibility accessibility{AtspiWindows{[this] { return x11.activeWindowRect(); }, {}, {}}};
     DesktopEntryNames entryNames;
     X11Desktop x11{entryNames};
     ProcTreelessApplications treeless{entryNames};

@@ -50,6 +50,24 @@ int X11Connection::rootHeight(Display* display) {
     return int(height);
 }
 
+QByteArray X11Connection::property(Display* display, unsigned long window, const char* name,
+                                   unsigned long type) {
+    Atom actualType = 0;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    const Atom atom = XInternAtom(display, name, True);
+    if (atom == None ||
+        XGetWindowProperty(display, window, atom, 0, 1024, False, type, &actualType, &format, &count, &after,
+                           &data) != Success ||
+        !data)
+        return {};
+    const QByteArray bytes(reinterpret_cast<const char*>(data),
+                           int(count * (format == 32 ? sizeof(long) : format / 8)));
+    XFree(data);
+    return bytes;
+}
+
 int X11Connection::trapErrors(const std::function<void()>& request) {
     XSync(m_display, False);
     lastError = 0;

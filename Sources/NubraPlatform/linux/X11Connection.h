@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 
 #include <functional>
@@ -22,6 +23,10 @@ public:
     // The height of the whole desktop (the root window) in device pixels, asked of the server: Xlib's
     // DisplayHeight keeps the size the screen had when the connection opened, before any monitor change.
     static int rootHeight(Display* display);
+
+    // One property of a window as raw bytes (32-bit items arrive as longs), bounded so a hostile client
+    // cannot make us read megabytes; empty when the window or the property is missing.
+    static QByteArray property(Display* display, unsigned long window, const char* name, unsigned long type);
 
     // Makes an X error on any of this process's Xlib connections a recorded code instead of Xlib's
     // default, which ends the process: a selection owner can hand us atoms that do not exist. Call once,

@@ -10,28 +10,6 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
-namespace {
-
-// One property of a window as raw bytes, bounded so a hostile client cannot make us read megabytes.
-QByteArray property(Display* display, Window window, const char* name, Atom type) {
-    Atom actualType = 0;
-    int format = 0;
-    unsigned long count = 0, after = 0;
-    unsigned char* data = nullptr;
-    const Atom atom = XInternAtom(display, name, True);
-    if (atom == None ||
-        XGetWindowProperty(display, window, atom, 0, 1024, False, type, &actualType, &format, &count, &after,
-                           &data) != Success ||
-        !data)
-        return {};
-    const QByteArray bytes(reinterpret_cast<const char*>(data),
-                           int(count * (format == 32 ? sizeof(long) : format / 8)));
-    XFree(data);
-    return bytes;
-}
-
-} // namespace
-
 X11Desktop::X11Desktop(DesktopEntryNames& entryNames) : m_entryNames(entryNames) {
     m_display = XOpenDisplay(nullptr);
     m_entryNames.prefetch();
@@ -44,7 +22,7 @@ X11Desktop::~X11Desktop() {
 
 unsigned long X11Desktop::activeWindow() {
     const QByteArray active =
-        property(m_display, DefaultRootWindow(m_display), "_NET_ACTIVE_WINDOW", XA_WINDOW);
+        X11Connection::property(m_display, DefaultRootWindow(m_display), "_NET_ACTIVE_WINDOW", XA_WINDOW);
     if (active.size() >= qsizetype(sizeof(long)))
         return *reinterpret_cast<const unsigned long*>(active.constData());
     // No window manager: walk up from the input focus to the window the client manages.
@@ -53,7 +31,7 @@ unsigned long X11Desktop::activeWindow() {
     XGetInputFocus(m_display, &focus, &revert);
     const Atom wmState = XInternAtom(m_display, "WM_STATE", True);
     for (Window window = focus; window > PointerRoot && wmState != None;) {
-        if (!property(m_display, window, "WM_STATE", wmState).isEmpty())
+        if (!X11Connection::property(m_display, window, "WM_STATE", wmState).isEmpty())
             return window;
         Window root = 0, parent = 0, *children = nullptr;
         unsigned int count = 0;
@@ -89,14 +67,15 @@ std::optional<FrontApp> X11Desktop::frontmost() {
             XFree(hint.res_class);
         }
         const Atom utf8 = XInternAtom(m_display, "UTF8_STRING", False);
-        hints.applicationId = QString::fromUtf8(property(m_display, window, "_GTK_APPLICATION_ID", utf8));
+        hints.applicationId =
+            QString::fromUtf8(X11Connection::property(m_display, window, "_GTK_APPLICATION_ID", utf8));
         if (hints.applicationId.isEmpty())
-            hints.applicationId =
-                QString::fromUtf8(property(m_display, window, "_KDE_NET_WM_DESKTOP_FILE", utf8));
-        const QByteArray pid = property(m_display, window, "_NET_WM_PID", XA_CARDINAL);
+            hints.applicationId = QString::fromUtf8(
+                X11Connection::property(m_display, window, "_KDE_NET_WM_DESKTOP_FILE", utf8));
+        const QByteArray pid = X11Connection::property(m_display, window, "_NET_WM_PID", XA_CARDINAL);
         if (pid.size() >= qsizetype(sizeof(long)))
             app.processId = qint64(*reinterpret_cast<const unsigned long*>(pid.constData()));
-        title = QString::fromUtf8(property(m_display, window, "_NET_WM_NAME", utf8));
+        title = QString::fromUtf8(X11Connection::property(m_display, window, "_NET_WM_NAME", utf8));
     }
     if (!hints.wmClass.isEmpty())
         app.identifier = hints.wmClass;
@@ -126,6 +105,25 @@ std::optional<QRect> X11Desktop::activeWindowRect() {
         !XTranslateCoordinates(m_display, window, DefaultRootWindow(m_display), 0, 0, &x, &y, &child))
         return std::nullopt;
     return QRect(x, y, attributes.width, attributes.height);
+}
+
+bool X11Desktop::showsWindowOf(qint64 processId) {
+    std::lock_guard guard(m_lock);
+    if (!m_display)
+        return false;
+    if (!m_clientProcessesRead.isValid() || m_clientProcessesRead.hasExpired(clientListTtlMs)) {
+        m_clientProcesses.clear();
+        const QByteArray clients =
+            X11Connection::property(m_display, DefaultRootWindow(m_display), "_NET_CLIENT_LIST", XA_WINDOW);
+        const auto* windows = reinterpret_cast<const unsigned long*>(clients.constData());
+        for (qsizetype i = 0; i < clients.size() / qsizetype(sizeof(long)); ++i) {
+            const QByteArray pid = X11Connection::property(m_display, windows[i], "_NET_WM_PID", XA_CARDINAL);
+            if (pid.size() >= qsizetype(sizeof(long)))
+                m_clientProcesses.insert(qint64(*reinterpret_cast<const unsigned long*>(pid.constData())));
+        }
+        m_clientProcessesRead.start();
+    }
+    return m_clientProcesses.contains(processId);
 }
 
 double X11Desktop::primaryScreenHeight() {

@@ -4,7 +4,9 @@
 #include "NubraPlatform/ScreenGeometry.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
 
+#include <QElapsedTimer>
 #include <QRect>
+#include <QSet>
 
 #include <mutex>
 
@@ -25,10 +27,17 @@ public:
     // The screen rectangle of the active window's inside, in device pixels.
     std::optional<QRect> activeWindowRect();
 
+    // Whether the process shows a top-level X11 window (_NET_CLIENT_LIST, _NET_WM_PID). The list is
+    // read again at most every `clientListTtlMs`, so that a run of reads costs one walk over it.
+    static constexpr int clientListTtlMs = 1000;
+    bool showsWindowOf(qint64 processId);
+
 private:
     unsigned long activeWindow();
 
     std::mutex m_lock;
     Display* m_display = nullptr;
+    QSet<qint64> m_clientProcesses;
+    QElapsedTimer m_clientProcessesRead;
     DesktopEntryNames& m_entryNames;
 };

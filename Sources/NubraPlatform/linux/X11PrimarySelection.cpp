@@ -4,7 +4,30 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/extensions/XRes.h>
 #include <X11/extensions/Xfixes.h>
+
+namespace {
+
+// The first window a window property names, 0 when none.
+Window windowIn(const QByteArray& property) {
+    return property.size() >= qsizetype(sizeof(long)) ? *reinterpret_cast<const Window*>(property.constData())
+                                                      : 0;
+}
+
+// The resource base of the X client that created `window`, 0 when the server cannot tell.
+XID clientOf(Display* display, Window window) {
+    XResClientIdSpec spec{window, XRES_CLIENT_ID_XID_MASK};
+    long count = 0;
+    XResClientIdValue* values = nullptr;
+    XID client = 0;
+    if (XResQueryClientIds(display, 1, &spec, &count, &values) == Success && count > 0)
+        client = values[0].spec.client;
+    XResClientIdsDestroy(count, values);
+    return client;
+}
+
+} // namespace
 
 X11PrimarySelection::X11PrimarySelection() {
     Display* display = m_watch.display();
@@ -20,9 +43,31 @@ X11PrimarySelection::X11PrimarySelection() {
         if (event.type != m_xfixesEventBase + XFixesSelectionNotify)
             return;
         const auto& notify = reinterpret_cast<const XFixesSelectionNotifyEvent&>(event);
-        if (notify.owner != None)
-            m_ownerChangedAt = quint64(notify.timestamp);
+        if (notify.owner == None)
+            return;
+        m_ownerChangedAt = quint64(notify.timestamp);
+        if (m_listener)
+            m_listener(ownedByWindowManager(notify.owner));
     });
+}
+
+void X11PrimarySelection::setChangeListener(std::function<void(bool fromWaylandClient)> listener) {
+    m_listener = std::move(listener);
+}
+
+bool X11PrimarySelection::ownedByWindowManager(unsigned long owner) {
+    Display* display = m_watch.display();
+    const Window root = DefaultRootWindow(display);
+    const Window manager =
+        windowIn(X11Connection::property(display, root, "_NET_SUPPORTING_WM_CHECK", XA_WINDOW));
+    int eventBase = 0;
+    int errorBase = 0;
+    if (manager != 0 && XResQueryExtension(display, &eventBase, &errorBase)) {
+        const XID client = clientOf(display, owner);
+        return client != 0 && client == clientOf(display, manager);
+    }
+    // Without X-Resource: the bridge takes PRIMARY for a Wayland window, and then no X11 window is active.
+    return windowIn(X11Connection::property(display, root, "_NET_ACTIVE_WINDOW", XA_WINDOW)) == 0;
 }
 
 std::optional<quint64> X11PrimarySelection::ownerChangedAt() {

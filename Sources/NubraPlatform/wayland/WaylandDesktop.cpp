@@ -9,6 +9,16 @@ WaylandDesktop::WaylandDesktop(const DesktopSession& session)
             monitors->post({SelectionChange::Source::primary, cleared, std::nullopt});
         });
     }
+    // Mutter hands a Wayland application's selection to XWayland's PRIMARY, even from an application
+    // without accessibility. X11 applications' selections are told by their release. Whether the new
+    // owner has text (a deselect leaves it empty) is for the capture to find out: reading it here would
+    // keep the main thread waiting on the owner.
+    if (m_capabilities.primary == DesktopCapabilities::Primary::xwaylandBridge) {
+        m_primarySelection.setChangeListener([monitors = &m_eventMonitors](bool fromWaylandClient) {
+            if (fromWaylandClient)
+                monitors->post({SelectionChange::Source::primary, false, std::nullopt});
+        });
+    }
 }
 
 WaylandDesktop::~WaylandDesktop() {
@@ -16,13 +26,10 @@ WaylandDesktop::~WaylandDesktop() {
     m_dataControlPrimary.setChangeListener({});
 }
 
-std::optional<QRect> WaylandDesktop::activeWindowRect() {
-    // The compositor knows every window; X11 only its own.
-    if (m_capabilities.placement == DesktopCapabilities::Placement::compositorOrigin) {
-        if (std::optional<QRect> window = m_compositorWindows.focusedWindowRect())
-            return window;
-    }
-    return m_x11.activeWindowRect();
+std::function<std::optional<QRect>()> WaylandDesktop::compositorWindow() {
+    if (m_capabilities.placement != DesktopCapabilities::Placement::compositorOrigin)
+        return {};
+    return [this] { return m_compositorWindows.focusedWindowRect(); };
 }
 
 Desktop WaylandDesktop::desktop() {

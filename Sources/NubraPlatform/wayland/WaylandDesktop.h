@@ -35,12 +35,16 @@ public:
     const DesktopCapabilities& capabilities() const override { return m_capabilities; }
 
 private:
-    std::optional<QRect> activeWindowRect();
+    // The focused window's rectangle where the compositor tells it; nothing to ask where it does not.
+    std::function<std::optional<QRect>()> compositorWindow();
 
     WaylandConnection m_wayland; // before the capabilities, which ask it what the compositor offers
     DesktopCapabilities m_capabilities;
     CompositorWindows m_compositorWindows;
-    AtspiAccessibility m_accessibility{[this] { return activeWindowRect(); }};
+    // Applications on XWayland are read as on X11; native Wayland windows count from the compositor's.
+    AtspiAccessibility m_accessibility{
+        AtspiWindows{[this] { return m_x11.activeWindowRect(); },
+                     [this](qint64 process) { return m_x11.showsWindowOf(process); }, compositorWindow()}};
     DesktopEntryNames m_entryNames;
     X11Desktop m_x11{m_entryNames};
     WaylandFrontApplications m_front{m_x11, m_accessibility, m_entryNames};

@@ -104,7 +104,6 @@ void SelectionMonitor::onMouseUp(const MouseEvent& event) {
         return;
     if (m_triggerMode == TriggerMode::hotkey)
         return;
-    m_releasedAtMs = m_desktop.clock.nowMs();
     m_gesture = CaptureTrigger::mouse(event.pressTime, event.dragged || event.clickCount >= 2);
     scheduleCapture();
 }
@@ -137,15 +136,14 @@ void SelectionMonitor::onSelectionChange(const SelectionChange& change) {
     const bool fromAccessibility = change.source == SelectionChange::Source::accessibility;
     m_gesture = CaptureTrigger::settled((settling && m_gesture.accessibilityChanged) || fromAccessibility,
                                         (settling && m_gesture.primaryChanged) || !fromAccessibility);
-    m_releasedAtMs = m_desktop.clock.nowMs();
-    scheduleCapture();
+    scheduleCapture(m_gesture.accessibilityChanged ? debounceMs : debounceMs + primaryOnlyGraceMs);
 }
 
-void SelectionMonitor::scheduleCapture() {
+void SelectionMonitor::scheduleCapture(int delayMs) {
     if (m_workItem)
         m_desktop.clock.cancel(*m_workItem);
     QPointer<SelectionMonitor> self(this);
-    m_workItem = m_desktop.clock.schedule(debounceMs, [self]() {
+    m_workItem = m_desktop.clock.schedule(delayMs, [self]() {
         if (!self)
             return;
         self->m_workItem.reset();
@@ -194,7 +192,7 @@ void SelectionMonitor::capture() {
     QPointer<SelectionMonitor> self(this);
     const bool oneWordOnly = m_gesture.settledSelection && m_triggerMode == TriggerMode::doubleClick;
     readSelection(
-        m_gesture, m_releasedAtMs + debounceMs, [self, oneWordOnly](std::optional<CaptureOutcome> outcome) {
+        m_gesture, m_desktop.clock.nowMs(), [self, oneWordOnly](std::optional<CaptureOutcome> outcome) {
             if (outcome && oneWordOnly && spansWords(outcome->snapshot.selectedText)) {
                 nbDebug(
                     QStringLiteral("selection: more than one word settled in double-click mode; not shown"));

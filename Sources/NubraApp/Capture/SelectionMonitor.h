@@ -31,6 +31,10 @@ public:
     using CaptureObserver = std::function<void(const CaptureOutcome&, qint64 latencyMs)>;
 
     static constexpr int debounceMs = 300;
+    // How much longer a selection only the primary selection told of waits: an application may tell
+    // accessibility that much later than the desktop hands its selection on (GTK 4 on GNOME), and
+    // accessibility brings the context.
+    static constexpr int primaryOnlyGraceMs = 300;
     static constexpr int escapeKeyCode = 53;
 
     SelectionMonitor(const Desktop& desktop, SelectionService& service, BubbleHost& bubble, CardHost& card,
@@ -60,7 +64,7 @@ signals:
 private:
     void onMouseUp(const MouseEvent& event);
     void onSelectionChange(const SelectionChange& change);
-    void scheduleCapture();
+    void scheduleCapture(int delayMs = debounceMs);
     void capture();
     // Reads on a background thread and calls `done` back on the main thread while the monitor lives.
     void readSelection(const CaptureTrigger& trigger, qint64 triggeredAtMs,
@@ -83,7 +87,6 @@ private:
     std::optional<EventMonitors::Token> m_selectionMonitor;
     std::optional<SelectionSnapshot> m_pendingSnapshot;
     std::optional<Clock::TaskId> m_workItem;
-    qint64 m_releasedAtMs = 0;
     CaptureTrigger m_gesture; // the last release (or change) of the burst the debounce is waiting out
     // Bumped by every read, refused capture and stop(): a read whose number is no longer current
     // finished too late and is dropped.

@@ -131,15 +131,32 @@ std::optional<CaptureOutcome> SelectionService::capture(int contextRadius, const
     if (const std::optional<FrontApp> front = m_desktop.frontApplications.frontmost())
         m_desktop.accessibility.enableApplication(front->processId);
 
-    // When focus could not be read, neither can the selection through it. A selection only PRIMARY told
-    // of was made where accessibility does not reach: what it knows as focused is elsewhere.
-    const bool probing =
-        guard == FocusGuard::ordinary && (!trigger.settledSelection || trigger.accessibilityChanged);
-    Probe probe = probing ? probeOnce(contextRadius) : Probe{};
-    if (probing && isBlank(probe.selected)) {
+    // When focus could not be read, neither can the selection through it.
+    const bool ordinary = guard == FocusGuard::ordinary;
+    const bool toldByPrimaryOnly = trigger.settledSelection && !trigger.accessibilityChanged;
+    Probe probe = ordinary ? probeOnce(contextRadius) : Probe{};
+    if (ordinary && !toldByPrimaryOnly && isBlank(probe.selected)) {
         // Some editors publish the selection a moment after the button comes up.
         m_desktop.clock.sleepFor(probeRetryMs);
         probe = probeOnce(contextRadius);
+    }
+    // A selection only PRIMARY told of was made where accessibility does not reach, or in an application
+    // that tells accessibility later than the desktop hands PRIMARY on (GTK 4 on GNOME): only the same
+    // words, now or a moment later, confirm that the element accessibility knows holds it; otherwise it
+    // holds an older selection.
+    if (ordinary && toldByPrimaryOnly) {
+        const std::optional<QString> primary = m_desktop.primarySelection.text();
+        const auto confirmed = [&primary](const Probe& read) {
+            return primary && !isBlank(read.selected) &&
+                   withoutEmbeddedObjects(*primary).trimmed() ==
+                       withoutEmbeddedObjects(*read.selected).trimmed();
+        };
+        if (!confirmed(probe) && probe.element && !isBlank(primary)) {
+            m_desktop.clock.sleepFor(probeRetryMs);
+            probe = probeOnce(contextRadius);
+        }
+        if (!confirmed(probe))
+            probe = Probe{};
     }
 
     if (probe.element && !isBlank(probe.selected) && probe.hasRange) {

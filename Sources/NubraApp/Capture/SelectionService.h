@@ -32,8 +32,9 @@ struct CaptureTrigger {
     // readable through the accessibility interface, and never into a terminal.
     static CaptureTrigger mouse(quint64 pressTime, bool selecting) { return {false, pressTime, selecting}; }
     // A selection that stopped changing, on a desktop that hides the pointer: the pointer's place says
-    // nothing about it; accessibility is asked only when it told of the change and PRIMARY only when it
-    // changed meanwhile; nothing is copied (whatever reported the change can be read).
+    // nothing about it; PRIMARY counts only when it changed meanwhile, and when only PRIMARY told of it,
+    // accessibility only with the same words; nothing is copied (whatever reported the change can be
+    // read).
     static CaptureTrigger settled(bool accessibilityChanged, bool primaryChanged) {
         return {false, 0, true, true, accessibilityChanged, primaryChanged};
     }

@@ -15,13 +15,12 @@ and clicked with the pointer; screenshots are left in the artifacts.
 import argparse
 import json
 import os
-import sqlite3
 import subprocess
 import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import (Failure, check, click, poll, run, set_bus_enabled, start_mousepad,  # noqa: E402
+from desktop_kit import (Failure, check, click, history_rows, poll, run, set_bus_enabled, start_mousepad,  # noqa: E402
                          start_service, visible_windows, widget, widgets, window_named, word_rect, xdotool,
                          xdotool_output)
 
@@ -47,18 +46,6 @@ def welcome_panel():
 
 def focused():
     return "".join(xdotool_output("getwindowfocus"))
-
-
-def history_rows():
-    path = os.path.join(os.environ["XDG_DATA_HOME"], "Nubra", "history.sqlite3")
-    if not os.path.exists(path):
-        return []
-    try:
-        with sqlite3.connect(f"file:{path}?mode=ro", uri=True, timeout=1) as db:
-            return db.execute("SELECT selected_text, context_before, context_after, gloss, source_app FROM history "
-                              "ORDER BY id").fetchall()
-    except sqlite3.Error:
-        return []
 
 
 def start_nubra(desktop, service, language="en", switch_off=False):

@@ -13,35 +13,22 @@ import argparse
 import os
 import re
 import shutil
-import sqlite3
 import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check, poll, skip, visible_windows, xdotool  # noqa: E402
+from desktop_kit import Failure, check, history_rows, poll, skip, visible_windows, xdotool  # noqa: E402
 from wayland_kit import Sway, Tool  # noqa: E402
 
 SENTENCE = "She sat on the bank of the river and watched the boats.\n"
 WORD = "river"
 
 
-def history_rows(env):
-    path = os.path.join(env["XDG_DATA_HOME"], "Nubra", "history.sqlite3")
-    if not os.path.exists(path):
-        return []
-    try:
-        with sqlite3.connect(f"file:{path}?mode=ro", uri=True, timeout=1) as db:
-            return db.execute("SELECT selected_text, context_before, context_after, gloss, source_app FROM history "
-                              "ORDER BY id").fetchall()
-    except sqlite3.Error:
-        return []
-
-
 def sized(width, height=None):
     return next((w for w in visible_windows("nubra") if w[3] == width and height in (None, w[4])), None)
 
 
-def start_service(sway, glossd, artifacts):
+def start_service(sway, glossd):
     service = sway.spawn([glossd, "--backend", "wordnet", "--port", "0"], stderr=subprocess.PIPE)
     line = service.stderr.readline()
     match = re.search(r"listening on (http://\S+)", line)
@@ -73,7 +60,7 @@ def main():
     with Sway(artifacts) as sway:
         tool = Tool(sway, args.tool)
         os.environ["DISPLAY"] = sway.env["DISPLAY"]  # xdotool reaches Nubra's windows on XWayland
-        service = start_service(sway, args.glossd, artifacts)
+        service = start_service(sway, args.glossd)
         env = dict(sway.env, NUBRA_BASE_URL=service, LANG="C.UTF-8", LANGUAGE="en",
                    NUBRA_DEBUG_LOG=os.path.join(artifacts, "debug.log"))
         nubra = sway.spawn([args.nubra], env=env, stderr=os.path.join(artifacts, "nubra-stderr.txt"))
@@ -111,7 +98,7 @@ def main():
         xdotool("mousemove", x + 22, y + 22)
         xdotool("click", "1")
         poll("the card", lambda: sized(356), 10)
-        rows = poll("the lookup in the history", lambda: [r for r in history_rows(env) if r[3]], 20)
+        rows = poll("the lookup in the history", lambda: [r for r in history_rows(env["XDG_DATA_HOME"]) if r[3]], 20)
         sway.screenshot("card")
         selected, before, after, gloss, source = rows[-1]
         check((selected, source) == (WORD, "Mousepad"), f"history row {rows[-1]}")

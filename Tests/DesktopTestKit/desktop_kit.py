@@ -11,6 +11,7 @@ import os
 import queue
 import re
 import shutil
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -114,6 +115,19 @@ def set_bus_enabled(enabled):
 
 def screenshot(path):
     subprocess.run(["import", "-window", "root", path], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def history_rows(data_home=None):
+    """Nubra's history as (selected, before, after, gloss, source) rows, oldest first; none before it exists."""
+    path = os.path.join(data_home or os.environ["XDG_DATA_HOME"], "Nubra", "history.sqlite3")
+    if not os.path.exists(path):
+        return []
+    try:
+        with sqlite3.connect(f"file:{path}?mode=ro", uri=True, timeout=1) as db:
+            return db.execute("SELECT selected_text, context_before, context_after, gloss, source_app FROM history "
+                              "ORDER BY id").fetchall()
+    except sqlite3.Error:
+        return []
 
 
 def home_env(home):

@@ -265,6 +265,8 @@ run_bench() {
     cmake --build "$BUILD" --target bench_capture
     log "Selection capture in Firefox and Chromium on a long page, beside mousepad"
     cmake --build "$BUILD" --target bench_capture_apps
+    log "Selection capture on Wayland (headless sway): settled selection to snapshot, beside a compositor round trip"
+    cmake --build "$BUILD" --target bench_capture_wayland
     log "The application beside a bare Qt tray program: start-up, idle memory and CPU; bubble and card beside curl"
     "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }

@@ -59,11 +59,13 @@ struct WaylandConnectionEvents {
         wl_callback_destroy(callback);
         auto* self = static_cast<WaylandConnection*>(data);
         self->bindDataControl();
-        wl_callback_add_listener(wl_display_sync(self->m_objects.display), &secondSyncListener, self);
+        self->m_sync = wl_display_sync(self->m_objects.display);
+        wl_callback_add_listener(self->m_sync, &secondSyncListener, self);
     }
     static void secondSync(void* data, wl_callback* callback, uint32_t) {
         wl_callback_destroy(callback);
         auto* self = static_cast<WaylandConnection*>(data);
+        self->m_sync = nullptr;
         if (self->m_dataControl)
             self->m_dataControl->initialSelectionsReceived();
         self->markStarted();
@@ -148,8 +150,8 @@ bool WaylandConnection::connectAndStart() {
         return false;
     m_registry = wl_display_get_registry(m_objects.display);
     wl_registry_add_listener(m_registry, &WaylandConnectionEvents::registryListener, this);
-    wl_callback_add_listener(wl_display_sync(m_objects.display), &WaylandConnectionEvents::firstSyncListener,
-                             this);
+    m_sync = wl_display_sync(m_objects.display);
+    wl_callback_add_listener(m_sync, &WaylandConnectionEvents::firstSyncListener, this);
     return true;
 }
 
@@ -310,6 +312,9 @@ void WaylandConnection::teardown() {
         wl_keyboard_release(m_keyboard);
     if (m_objects.seat)
         wl_seat_destroy(m_objects.seat);
+    if (m_sync)
+        wl_callback_destroy(m_sync);
+    m_sync = nullptr;
     if (m_registry)
         wl_registry_destroy(m_registry);
     if (m_objects.display) {

@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <vector>
 
+struct wl_callback;
 struct wl_display;
 struct wl_registry;
 struct wl_seat;
@@ -101,6 +102,8 @@ private:
 
     // Thread-confined.
     wl_registry* m_registry = nullptr;
+    // The start-up sync still awaiting its answer: a compositor that never answers leaves it to us.
+    wl_callback* m_sync = nullptr;
     wl_keyboard* m_keyboard = nullptr;
     uint32_t m_extName = 0;
     uint32_t m_wlrName = 0;

@@ -11,13 +11,12 @@ Exits 77 (skipped) when sway or XWayland are missing.
 """
 import argparse
 import os
-import re
 import shutil
 import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check, history_rows, poll, skip, visible_windows, xdotool  # noqa: E402
+from desktop_kit import Failure, check, history_rows, poll, skip, start_service, visible_windows, xdotool  # noqa: E402
 from wayland_kit import Sway, Tool  # noqa: E402
 
 SENTENCE = "She sat on the bank of the river and watched the boats.\n"
@@ -26,14 +25,6 @@ WORD = "river"
 
 def sized(width, height=None):
     return next((w for w in visible_windows("nubra") if w[3] == width and height in (None, w[4])), None)
-
-
-def start_service(sway, glossd):
-    service = sway.spawn([glossd, "--backend", "wordnet", "--port", "0"], stderr=subprocess.PIPE)
-    line = service.stderr.readline()
-    match = re.search(r"listening on (http://\S+)", line)
-    check(match, f"nubra-glossd did not start: {line!r}")
-    return match.group(1)
 
 
 def select_word(tool):
@@ -60,7 +51,7 @@ def main():
     with Sway(artifacts) as sway:
         tool = Tool(sway, args.tool)
         os.environ["DISPLAY"] = sway.env["DISPLAY"]  # xdotool reaches Nubra's windows on XWayland
-        service = start_service(sway, args.glossd)
+        service = start_service(sway, [args.glossd, "--backend", "wordnet"])
         env = dict(sway.env, NUBRA_BASE_URL=service, LANG="C.UTF-8", LANGUAGE="en",
                    NUBRA_DEBUG_LOG=os.path.join(artifacts, "debug.log"))
         nubra = sway.spawn([args.nubra], env=env, stderr=os.path.join(artifacts, "nubra-stderr.txt"))

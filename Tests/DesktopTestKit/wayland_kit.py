@@ -71,9 +71,11 @@ class Sway:
                 print(f"# left behind: {path}", flush=True)
 
     def spawn(self, argv, env=None, stdin=False, capture=False, stderr=None):
-        """`stderr`: None drops it, a path keeps it there."""
+        """`stderr`: None drops it, True makes it readable from the process, a path keeps it there."""
         if isinstance(stderr, str):
             stderr = open(stderr, "a", encoding="utf-8")
+        elif stderr is True:
+            stderr = subprocess.PIPE
         process = subprocess.Popen(argv, env=env or self.env, text=True,
                                    stdin=subprocess.PIPE if stdin else subprocess.DEVNULL,
                                    stdout=subprocess.PIPE if capture else subprocess.DEVNULL,

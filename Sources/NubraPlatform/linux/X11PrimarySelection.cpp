@@ -17,12 +17,13 @@ Window windowIn(const QByteArray& property) {
 
 // The resource base of the X client that created `window`, 0 when the server cannot tell.
 XID clientOf(Display* display, Window window) {
-    XResClientIdSpec spec{window, XRES_CLIENT_ID_XID_MASK};
+    XResClientIdSpec asked{window, XRES_CLIENT_ID_XID_MASK};
     long count = 0;
     XResClientIdValue* values = nullptr;
     XID client = 0;
-    if (XResQueryClientIds(display, 1, &spec, &count, &values) == Success && count > 0)
-        client = values[0].spec.client;
+    // Each answer begins with the client it names (a standard-layout struct's first member).
+    if (XResQueryClientIds(display, 1, &asked, &count, &values) == Success && count > 0)
+        client = reinterpret_cast<const XResClientIdSpec*>(&values[0])->client;
     XResClientIdsDestroy(count, values);
     return client;
 }

@@ -4,7 +4,8 @@
 mousepad holds a sentence; nubra-glossd answers on a free port; nubra runs against it with a private
 HOME. A double-click on a word brings the bubble while the editor keeps its focus, a click on the bubble
 opens the card with the streamed explanation, Escape closes it, and the history holds the lookup with its
-context. History: `nubra --history` opens the window, Return searches (exporting is tst_historyview's).
+context. History: `nubra --history` opens the window, Return searches (exporting is tst_historyview's). A word
+selected with the keyboard and `nubra --lookup` open the card at once.
 Settings: the trigger becomes "Hotkey", a new hot key is recorded and explains a word at once. `nubra
 --quit` ends a running Nubra. Onboarding: started with the accessibility switch off, Nubra shows its
 welcome notice without taking the focus; a second `nubra` opens the waiting screen, its button turns the
@@ -79,20 +80,36 @@ def screenshot(name, window, margin=0):
     subprocess.run(["import", "-window", "root", "-crop", crop, os.path.join(ARGS.artifacts, name)], check=False)
 
 
-def hotkey_lookup(editor, keys, word):
-    """Selects `word` in the editor with the keyboard and presses `keys` until the card opens."""
+def keyboard_lookup(editor, word, trigger, what):
+    """Selects `word` in the editor with the keyboard and calls `trigger` until the card opens."""
     deadline = time.monotonic() + 20
     while time.monotonic() < deadline:
         xdotool("windowactivate", "--sync", editor)
         xdotool("key", "ctrl+Home")
         xdotool("key", "--repeat", SENTENCE.index(word), "Right")
         xdotool("key", "--repeat", len(word), "shift+Right")
-        xdotool("key", keys)
+        trigger()
         try:
-            return poll("the card after the hot key", card, 3)
+            return poll(f"the card after {what}", card, 3)
         except Failure:
             pass
-    raise Failure(f"{keys} did not open the card")
+    raise Failure(f"{what} did not open the card")
+
+
+def hotkey_lookup(editor, keys, word):
+    return keyboard_lookup(editor, word, lambda: xdotool("key", keys), keys)
+
+
+def lookup_command(editor):
+    keyboard_lookup(editor, "watched", lambda: nubra("--lookup"), "nubra --lookup")
+    check(bubble() is None, "nubra --lookup showed a bubble")
+    check(focused() == editor, "nubra --lookup took the focus from the editor")
+    rows = poll("the lookup in the history", lambda: (rows := history_rows()) and rows[-1][0] == "watched" and rows, 20)
+    check(rows[-1][1].endswith("river and ") and rows[-1][2].startswith(" the boats"), f"context {rows[-1]}")
+    xdotool("key", "Escape")
+    poll("the card to close", lambda: card() is None, 5)
+    print("ok - `nubra --lookup` in selection mode opens the card at once for the word selected in the editor",
+          flush=True)
 
 
 def mouse_lookup(editor, rect):
@@ -239,6 +256,7 @@ def body(desktop):
     try:
         mouse_lookup(editor, rect)
         history_window(service)
+        lookup_command(editor)
         settings_window(editor)
         quit_nubra(first)
         print("ok - nubra --quit ends the running Nubra", flush=True)

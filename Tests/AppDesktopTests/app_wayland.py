@@ -5,7 +5,8 @@ Headless sway (wlroots): mousepad runs as a native Wayland application with acce
 against nubra-glossd with its own windows on XWayland. A word selected with the keyboard brings the
 bubble just above the word, once the selection has stopped changing; a click on it opens the card
 with the streamed explanation; the history holds the lookup with its context. Moving the caret
-without selecting brings nothing. Screenshots of the desktop are left in the artifacts.
+without selecting brings nothing; `nubra --lookup` opens the card for another word. Screenshots of the
+desktop are left in the artifacts.
 
 Exits 77 (skipped) when sway or XWayland are missing.
 """
@@ -27,11 +28,11 @@ def sized(width, height=None):
     return next((w for w in visible_windows("nubra") if w[3] == width and height in (None, w[4])), None)
 
 
-def select_word(tool):
+def select_word(tool, word):
     tool.keys("Control_L+Home")
-    for _ in range(SENTENCE.index(WORD)):
+    for _ in range(SENTENCE.index(word)):
         tool.keys("Right")
-    for _ in range(len(WORD)):
+    for _ in range(len(word)):
         tool.keys("Shift_L+Right")
 
 
@@ -76,7 +77,7 @@ def main():
         else:
             raise Failure("a caret move without a selection brought the bubble")
 
-        select_word(tool)
+        select_word(tool, WORD)
         bubble = poll("the bubble", lambda: sized(44, 44), 10)
         shot = sway.screenshot("bubble")
         content = editor["rect"]
@@ -95,6 +96,16 @@ def main():
         check((selected, source) == (WORD, "Mousepad"), f"history row {rows[-1]}")
         check(before.endswith("bank of the ") and after.startswith(" and watched"), f"context {before!r} {after!r}")
         check(WORD in gloss.lower(), f"the explanation {gloss[:80]!r}")
+
+        # What a shortcut in sway's own settings runs: the card opens for the selection, the bubble goes.
+        select_word(tool, "boats")
+        subprocess.run([args.nubra, "--lookup"], env=env, timeout=10, check=True)
+        rows = poll("the second lookup in the history",
+                    lambda: (rows := history_rows(env["XDG_DATA_HOME"])) and rows[-1][0] == "boats" and rows, 20)
+        check(rows[-1][1].endswith("watched the ") and rows[-1][2].startswith("."), f"context {rows[-1]}")
+        poll("the card without the bubble", lambda: sized(356) and sized(44, 44) is None, 5)
+        check(sway.focused_window()["id"] == editor["id"], "nubra --lookup took the focus from the editor")
+        sway.screenshot("lookup")
         subprocess.run([args.nubra, "--quit"], env=env, timeout=10)
         nubra.wait(timeout=10)
     print("ok: app_wayland on sway", flush=True)

@@ -48,7 +48,7 @@ private slots:
         QTest::newRow("settings then flag")
             << QStringList{u"--settings"_s, u"--dev"_s} << request(Action::settings, std::nullopt, true);
         QTest::newRow("pause") << QStringList{u"--pause"_s} << request(Action::pause);
-        QTest::newRow("resume") << QStringList{u"--resume"_s} << request(Action::resume);
+        QTest::newRow("lookup") << QStringList{u"--lookup"_s} << request(Action::lookup);
         QTest::newRow("quit") << QStringList{u"--quit"_s} << request(Action::quit);
         QTest::newRow("dev") << QStringList{u"--dev"_s} << request(Action::reopen, std::nullopt, true);
         // The restart repeats the old arguments after its own --replace, which may already be there.

@@ -204,10 +204,19 @@ private slots:
         QCOMPARE(journal, (QStringList{QStringLiteral("close"), QStringLiteral("trigger")}));
         QCOMPARE(triggered, QList<SelectionSnapshot>{expectedSnapshot()});
         QCOMPARE(bubble->shows, 0);
+
+        // In a selection mode the hot key (`nubra --lookup`) answers a release that is still settling.
+        monitor->setTriggerMode(TriggerMode::onSelection);
+        fake->eventMonitors.globalMouseUp(release());
+        monitor->triggerFromHotkey();
+        settle();
+        QCOMPARE(triggered.size(), 2);
+        QCOMPARE(bubble->shows, 0);
     }
 
     // A closed gate, a password field in front (probed with the read, never on the main thread) and a
-    // selection nobody can read: the bubble goes, and the hot key does nothing at all.
+    // selection nobody can read: the bubble goes, and the hot key opens nothing (behind an open gate it
+    // takes the bubble of the older selection away).
     void refusals_data() {
         QTest::addColumn<QString>("refusal");
         QTest::addColumn<int>("reads");
@@ -233,7 +242,7 @@ private slots:
         const QStringList before = journal;
         monitor->triggerFromHotkey();
         fake->tasks.drain();
-        QCOMPARE(journal, before);
+        QCOMPARE(journal, refusal == u"gate" ? before : before + QStringList{u"hide"_qs});
         QVERIFY(triggered.isEmpty());
 
         const int runs = fake->tasks.backgroundRuns();

@@ -211,6 +211,13 @@ void SelectionMonitor::capture() {
 void SelectionMonitor::triggerFromHotkey() {
     if (m_canCapture && !m_canCapture())
         return;
+    // The hot key answers the selection itself: a bubble for it, shown or still to come, would only
+    // stand beside the card.
+    if (m_workItem) {
+        m_desktop.clock.cancel(*m_workItem);
+        m_workItem.reset();
+    }
+    hideBubble();
     QPointer<SelectionMonitor> self(this);
     readSelection(CaptureTrigger::hotkey(), m_desktop.clock.nowMs(),
                   [self](std::optional<CaptureOutcome> outcome) {

@@ -145,6 +145,14 @@ void AppDelegate::perform(const LaunchRequest& request) {
     case LaunchRequest::Action::resume:
         settings.setPaused(false);
         break;
+    case LaunchRequest::Action::lookup:
+        // In any trigger mode, as the hot key would; before the permission is granted there is
+        // nothing to read, and the window that asks for it comes up instead.
+        if (m_monitor.isRunning())
+            m_monitor.triggerFromHotkey();
+        else
+            applicationShouldHandleReopen();
+        break;
     case LaunchRequest::Action::quit:
         QCoreApplication::quit();
         break;

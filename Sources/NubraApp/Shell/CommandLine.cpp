@@ -95,6 +95,8 @@ Parsed parse(const QStringList& arguments) {
             action = Action::pause;
         else if (name == u"--resume")
             action = Action::resume;
+        else if (name == u"--lookup")
+            action = Action::lookup;
         else if (name == u"--quit")
             action = Action::quit;
         else if (name == u"--dev")
@@ -144,6 +146,8 @@ QString helpText() {
         "  --settings [TAB]  open the settings window; TAB is general, gloss, privacy or about\n"
         "  --pause           pause capture\n"
         "  --resume          resume capture\n"
+        "  --lookup          explain the text selected now, as the hot key does; bind it to a\n"
+        "                    shortcut in the desktop's settings where Nubra cannot grab keys\n"
         "  --quit            quit the running Nubra\n"
         "\n"
         "Options:\n"

@@ -11,12 +11,13 @@ struct ActionName {
     QStringView name;
 };
 
-const std::array<ActionName, 6> actionNames = {{
+const std::array<ActionName, 7> actionNames = {{
     {Action::reopen, u"reopen"},
     {Action::history, u"history"},
     {Action::settings, u"settings"},
     {Action::pause, u"pause"},
     {Action::resume, u"resume"},
+    {Action::lookup, u"lookup"},
     {Action::quit, u"quit"},
 }};
 

@@ -17,6 +17,9 @@ struct LaunchRequest {
         settings,
         pause,
         resume,
+        // Captures the current selection as the hot key does and opens the card: what a desktop
+        // shortcut runs where Nubra cannot grab a key itself.
+        lookup,
         quit,
     };
 

@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+#include <algorithm>
+
 namespace {
 
 QProcessEnvironment environment(const QStringList& assignments) {
@@ -73,6 +75,15 @@ private slots:
         QCOMPARE(gnome.primary, C::Primary::xwaylandBridge);
         QCOMPARE(gnome.copy, C::Copy::x11WindowsOnly);
         QCOMPARE(gnome.placement, C::Placement::anchor);
+        QCOMPARE(gnome.hotkey, C::Hotkey::desktopSettings);
+
+        // KDE: what the portals offer decides the hot key and the copy into Wayland applications.
+        const DesktopSession kdeSession = DesktopSession::detect(
+            environment({u"WAYLAND_DISPLAY=wayland-0"_qs, u"DISPLAY=:0"_qs, u"XDG_CURRENT_DESKTOP=KDE"_qs}));
+        const C kde = C::forSession(kdeSession, {false, true, false}, {true, true});
+        QCOMPARE(kde.hotkey, C::Hotkey::portal);
+        QCOMPARE(kde.copy, C::Copy::remoteDesktop);
+        QCOMPARE(C::forSession(kdeSession, {false, true, false}).hotkey, C::Hotkey::x11WindowsOnly);
 
         const QStringList swayEnv{u"WAYLAND_DISPLAY=wayland-1"_qs, u"DISPLAY=:1"_qs, u"SWAYSOCK=/tmp/s"_qs};
         const C sway = C::forSession(DesktopSession::detect(environment(swayEnv)), {false, true, true});
@@ -93,6 +104,17 @@ private slots:
                  u"Session: Wayland (sway), with XWayland for X11 applications and Nubra's own windows"_qs);
         QVERIFY(report.join(u'\n').contains(u"wlr-data-control-unstable-v1"_qs));
         QVERIFY(gnome.report().join(u'\n').contains(u"top centre of the screen"_qs));
+        // Each capability says whether it works, and what to do where the user can make it work.
+        const QList<Capability> listed = kde.listing();
+        const QList<Capability> x11Listed = x11.listing();
+        QCOMPARE(listed.size(), x11Listed.size());
+        QVERIFY(std::all_of(x11Listed.cbegin(), x11Listed.cend(),
+                            [](const Capability& c) { return c.state == Capability::State::works; }));
+        const Capability& copy = listed.at(2);
+        QCOMPARE(copy.state, Capability::State::needsStep);
+        QVERIFY(copy.line().startsWith(u"→ Copy"_qs) &&
+                copy.line().contains(u" — turn it on in Settings"_qs));
+        QVERIFY(gnome.listing().last().line().contains(u"Settings › General"_qs));
         L10n::setOverride(QStringLiteral("zh"));
         QCOMPARE(bare.report().first(), u"会话：Wayland，没有 XWayland"_qs);
         QCOMPARE(bare.report().size(), x11.report().size());

@@ -6,11 +6,13 @@
 #include "NubraApp/Settings/GlossServiceRow.h"
 #include "NubraApp/Settings/HotkeyRow.h"
 #include "NubraApp/Settings/LaunchAtLoginToggle.h"
+#include "NubraApp/Settings/PickerStatusDelegate.h"
 #include "NubraApp/Settings/SettingPicker.h"
 #include "NubraApp/Settings/SettingsStyle.h"
 #include "NubraApp/Settings/TriggerModeNote.h"
 #include "NubraPlatform/Desktop.h"
 
+#include <QAbstractItemView>
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -58,6 +60,7 @@ QWidget* GeneralPage::selectionSection(AppState& state, const AppServices& servi
                                        state.settings().setTriggerMode(mode);
                                        state.persist();
                                    });
+    showAvailability(trigger);
     m_selectionForm->addRow(L10n::t(QStringLiteral("Trigger"), QStringLiteral("触发方式")), trigger);
     m_triggerNote = SettingsStyle::footnote(QString(), section);
     m_triggerNote->setObjectName(QStringLiteral("triggerNote"));
@@ -100,6 +103,18 @@ QWidget* GeneralPage::systemSection(AppState& state, const AppServices& services
 void GeneralPage::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     m_serviceRow->refresh();
+}
+
+void GeneralPage::showAvailability(QComboBox* trigger) {
+    trigger->setItemDelegate(new PickerStatusDelegate(trigger));
+    for (int i = 0; i < trigger->count(); ++i) {
+        const std::optional<TriggerMode> mode = fromRawValue<TriggerMode>(trigger->itemData(i).toString());
+        if (!mode)
+            continue;
+        const Capability status = TriggerModeNote::availability(*mode, m_capabilities);
+        trigger->setItemData(i, QString(status.mark() + status.detail), PickerStatusDelegate::statusRole);
+    }
+    trigger->view()->setMinimumWidth(trigger->view()->sizeHintForColumn(0));
 }
 
 void GeneralPage::followTriggerMode() {

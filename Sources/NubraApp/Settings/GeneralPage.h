@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class AppState;
+class QComboBox;
 class QLabel;
 struct DesktopCapabilities;
 class QFormLayout;
@@ -29,6 +30,8 @@ private:
     // The hot-key row is there in hotkey mode only; leaving that mode ends a recording. Under the picker,
     // what the mode does on this desktop where that differs from its name.
     void followTriggerMode();
+    // Beside each mode in the picker's list: whether it works on this desktop.
+    void showAvailability(QComboBox* trigger);
 
     AppState& m_state;
     const DesktopCapabilities& m_capabilities;

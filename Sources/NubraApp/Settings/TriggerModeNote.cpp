@@ -9,15 +9,33 @@ QString text(TriggerMode mode, const DesktopCapabilities& capabilities) {
         switch (capabilities.hotkey) {
         case DesktopCapabilities::Hotkey::grab:
             return {};
-        case DesktopCapabilities::Hotkey::x11WindowsOnly:
+        case DesktopCapabilities::Hotkey::portal:
             return L10n::t(
-                QStringLiteral("On this desktop the hot key works only while an X11 application is in "
-                               "front."),
-                QStringLiteral("在此桌面上，快捷键仅在 X11 应用位于前台时有效。"));
+                QStringLiteral("The desktop binds the hot key for Nubra and may ask you to confirm "
+                               "the keys."),
+                QStringLiteral("桌面会为 Nubra 绑定快捷键，并可能请你确认按键。"));
+        case DesktopCapabilities::Hotkey::desktopSettings:
+            return L10n::t(
+                QStringLiteral("On this desktop the hot key is a shortcut in the desktop's own "
+                               "settings that runs “nubra --lookup”."),
+                QStringLiteral("在此桌面上，快捷键是桌面自身设置中运行“nubra --lookup”的快捷键。"));
+        case DesktopCapabilities::Hotkey::x11WindowsOnly:
         case DesktopCapabilities::Hotkey::none:
-            return L10n::t(QStringLiteral("The hot key is not available on this desktop."),
-                           QStringLiteral("此桌面不支持快捷键。"));
+            break;
         }
+        const QString manual = L10n::t(
+            QStringLiteral(
+                " A shortcut for “nubra --lookup” in the desktop's keyboard settings works everywhere."),
+            QStringLiteral("在桌面的键盘设置中为“nubra --lookup”设一个快捷键，即可处处使用。"));
+        if (capabilities.hotkey == DesktopCapabilities::Hotkey::x11WindowsOnly)
+            return L10n::t(
+                       QStringLiteral("On this desktop the hot key works only while an X11 application is "
+                                      "in front."),
+                       QStringLiteral("在此桌面上，快捷键仅在 X11 应用位于前台时有效。")) +
+                   manual;
+        return L10n::t(QStringLiteral("This desktop passes no keys to Nubra."),
+                       QStringLiteral("此桌面不向 Nubra 传递按键。")) +
+               manual;
     }
     if (capabilities.seesAllGestures())
         return {};
@@ -50,6 +68,54 @@ QString text(TriggerMode mode, const DesktopCapabilities& capabilities) {
         note += L10n::t(QStringLiteral(" Without XWayland the bubble cannot be shown."),
                         QStringLiteral("没有 XWayland 时无法显示气泡。"));
     return note;
+}
+
+Capability availability(TriggerMode mode, const DesktopCapabilities& capabilities) {
+    Capability status;
+    const auto set = [&status](Capability::State state, const QString& en, const QString& zh) {
+        status.state = state;
+        status.detail = L10n::t(en, zh);
+        return status;
+    };
+    const auto works = [&] {
+        return set(Capability::State::works, QStringLiteral("works here"), QStringLiteral("可用"));
+    };
+    const auto x11Only = [&] {
+        return set(Capability::State::needsStep, QStringLiteral("X11 applications only"),
+                   QStringLiteral("仅限 X11 应用"));
+    };
+    if (mode == TriggerMode::hotkey) {
+        switch (capabilities.hotkey) {
+        case DesktopCapabilities::Hotkey::grab:
+        case DesktopCapabilities::Hotkey::portal:
+            return works();
+        case DesktopCapabilities::Hotkey::x11WindowsOnly:
+            return x11Only();
+        case DesktopCapabilities::Hotkey::desktopSettings:
+            break;
+        case DesktopCapabilities::Hotkey::none:
+            if (!capabilities.session.isWayland())
+                return set(Capability::State::notPossible, QStringLiteral("not possible here"),
+                           QStringLiteral("此处不可用"));
+            break;
+        }
+        return set(Capability::State::needsStep, QStringLiteral("needs a desktop shortcut"),
+                   QStringLiteral("需设置桌面快捷键"));
+    }
+    if (!capabilities.showsBubble())
+        return set(Capability::State::notPossible, QStringLiteral("no bubble here"),
+                   QStringLiteral("此处无气泡"));
+    switch (capabilities.gestures) {
+    case DesktopCapabilities::Gestures::everywhere:
+        return works();
+    case DesktopCapabilities::Gestures::x11WindowsOnly:
+    case DesktopCapabilities::Gestures::none:
+        break;
+    }
+    // Settled selections stand in for the release; Alt held in a Wayland application stays unseen.
+    if (mode == TriggerMode::optionSelection)
+        return x11Only();
+    return works();
 }
 
 } // namespace TriggerModeNote

@@ -11,4 +11,8 @@ namespace TriggerModeNote {
 
 QString text(TriggerMode mode, const DesktopCapabilities& capabilities);
 
+// Whether the mode works on this desktop, in a few words for the trigger picker ("works here",
+// "X11 applications only", "needs a shortcut").
+Capability availability(TriggerMode mode, const DesktopCapabilities& capabilities);
+
 } // namespace TriggerModeNote

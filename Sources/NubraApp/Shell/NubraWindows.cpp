@@ -117,8 +117,8 @@ QWidget* makePermissionWindow(AppState& state) {
     QObject::connect(view, &PermissionFlowView::closeRequested, window, &QWidget::hide);
     QObject::connect(view, &PermissionFlowView::guideShown, window,
                      [view] { listTreelessApplications(view); });
-    // Where some applications cannot be followed as on X11, the guide says what works here.
-    if (theServices && !theServices->desktop.capabilities.seesAllGestures())
+    // The guide says what works in this session, and what the user can do where something needs a step.
+    if (theServices)
         view->showDesktopCapabilities(theServices->desktop.capabilities.report());
     fitPermissionWindow(window);
     return centredWithState(window, state);

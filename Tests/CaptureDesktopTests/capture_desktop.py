@@ -60,6 +60,14 @@ def drag(first, last):
     xdotool("mouseup", 1)
 
 
+def drag_holding(key, first, last):
+    xdotool("keydown", key)
+    try:
+        drag(first, last)
+    finally:
+        xdotool("keyup", key)
+
+
 def expect_password_refused(lines, field):
     """Clicks into the password field, then double-clicks in it: nothing may be captured."""
     xdotool("mousemove", field["startX"], field["y"])
@@ -209,14 +217,24 @@ def run_checks(desktop, textwindow_lines):
         check(lines.next_json(2) is None, "optionSelection captured a drag without Alt")
         double_click(words["mike"])  # a fresh selection, so the Alt drag below must really select
         check(lines.next_json(1.5) is None, "optionSelection captured a double-click without Alt")
-        xdotool("keydown", "alt")
-        try:
-            drag(words["delta"], words["foxtrot"])
-        finally:
-            xdotool("keyup", "alt")
+        drag_holding("alt", words["delta"], words["foxtrot"])
         got = lines.next_json(5)
         check(got is not None and got["text"] == "delta echo foxtrot", f"drag with Alt: {got}")
     case("optionSelection: only a drag with Alt captures", option_rule)
+    probe.terminate()
+    probe.wait()
+
+    probe, lines = start_probe(desktop, "optionSelection", "--hold", "command")
+
+    def super_rule():
+        double_click(words["mike"])  # not captured: no key held; a fresh selection for the drag
+        drag_holding("super", words["delta"], words["foxtrot"])
+        got = lines.next_json(5)
+        check(got is not None and got["text"] == "delta echo foxtrot", f"drag with Super: {got}")
+        double_click(words["mike"])
+        drag_holding("alt", words["delta"], words["foxtrot"])
+        check(lines.next_json(2) is None, "optionSelection on Super captured a drag with Alt")
+    case("optionSelection on Super: a drag with Super captures, one with Alt does not", super_rule)
     probe.terminate()
     probe.wait()
 

@@ -13,7 +13,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import (SCREEN_H, Failure, Lines, check, run, start_mousepad, stop, window_named,  # noqa: E402
+from desktop_kit import (SCREEN_H, Failure, Lines, check, poll, run, start_mousepad, stop, window_named,  # noqa: E402
                          xdotool, xdotool_output)
 
 ARGS = None
@@ -42,8 +42,8 @@ def double_click(word):
 
 
 def activate(title):
-    window = window_named(title)
-    check(window, f"{title} is not on the desktop")
+    # The window may report its words before the window manager has mapped it.
+    window = poll(f"{title} on the desktop", lambda: window_named(title), 10)
     xdotool("windowactivate", "--sync", window)
 
 

@@ -184,7 +184,8 @@ private slots:
             << TriggerMode::optionSelection << superKey << super << 1 << true;
         QTest::newRow("option selection on super, with alt")
             << TriggerMode::optionSelection << superKey << alt << 1 << false;
-        QTest::newRow("double-click mode, one click") << TriggerMode::doubleClick << altKey << alt << 1 << false;
+        QTest::newRow("double-click mode, one click")
+            << TriggerMode::doubleClick << altKey << alt << 1 << false;
         QTest::newRow("double-click mode, two clicks")
             << TriggerMode::doubleClick << altKey << quint64(0) << 2 << true;
         QTest::newRow("hot key mode") << TriggerMode::hotkey << altKey << alt << 2 << false;

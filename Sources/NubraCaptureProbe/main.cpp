@@ -69,8 +69,7 @@ int main(int argc, char** argv) {
                                           QStringLiteral("units"), QStringLiteral("200"));
     const QCommandLineOption holdOption(
         QStringLiteral("hold"),
-        QStringLiteral("Key optionSelection waits for: option (Alt) or command "
-                       "(Super)."),
+        QStringLiteral("Key optionSelection waits for: option (Alt) or command (Super)."),
         QStringLiteral("key"), QStringLiteral("option"));
     const QCommandLineOption diagnoseOption(QStringLiteral("diagnose"),
                                             QStringLiteral("Print the diagnosis."));

@@ -52,7 +52,6 @@ public:
     // Read afresh at every release, so a change while running applies to the next one.
     void setTriggerMode(TriggerMode mode) { m_triggerMode = mode; }
     // The key Option selection waits for; read at every release too.
-    OptionModifier optionModifier() const { return m_optionModifier; }
     void setOptionModifier(OptionModifier modifier) { m_optionModifier = modifier; }
     int contextRadius() const { return m_contextRadius; }
     bool autoHideDismissEnabled() const { return m_autoHideDismissEnabled; }

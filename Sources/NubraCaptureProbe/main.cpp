@@ -2,7 +2,7 @@
 // standard output, for scripted and manual checks.
 //
 //   nubra-capture-probe [--trigger onSelection|optionSelection|doubleClick|hotkey] [--radius N]
-//                       [--report-stalls]
+//                       [--hold option|command] [--report-stalls]
 //   nubra-capture-probe --diagnose
 //
 // With --report-stalls the probe also watches its own main thread, the one that runs Nubra's interface,
@@ -67,20 +67,25 @@ int main(int argc, char** argv) {
                                            QStringLiteral("mode"), QStringLiteral("onSelection"));
     const QCommandLineOption radiusOption(QStringLiteral("radius"), QStringLiteral("Context radius."),
                                           QStringLiteral("units"), QStringLiteral("200"));
+    const QCommandLineOption holdOption(
+        QStringLiteral("hold"),
+        QStringLiteral("Key optionSelection waits for: option (Alt) or command (Super)."),
+        QStringLiteral("key"), QStringLiteral("option"));
     const QCommandLineOption diagnoseOption(QStringLiteral("diagnose"),
                                             QStringLiteral("Print the diagnosis."));
     const QCommandLineOption stallsOption(QStringLiteral("report-stalls"),
                                           QStringLiteral("Report every stall of the main thread."));
-    parser.addOptions({triggerOption, radiusOption, diagnoseOption, stallsOption});
+    parser.addOptions({triggerOption, radiusOption, holdOption, diagnoseOption, stallsOption});
     parser.process(app);
 
     const std::optional<TriggerMode> mode = fromRawValue<TriggerMode>(parser.value(triggerOption));
     bool radiusOk = false;
     const int radius = parser.value(radiusOption).toInt(&radiusOk);
-    if (!mode || !radiusOk || radius < 0) {
+    const std::optional<OptionModifier> hold = fromRawValue<OptionModifier>(parser.value(holdOption));
+    if (!mode || !radiusOk || radius < 0 || !hold) {
         std::fputs(
             "nubra-capture-probe: --trigger takes onSelection, optionSelection, doubleClick or hotkey; "
-            "--radius a number of 0 or more\n",
+            "--radius a number of 0 or more; --hold option or command\n",
             stderr);
         return 2;
     }
@@ -97,6 +102,7 @@ int main(int argc, char** argv) {
     InvisibleBubble bubble;
     NoCard card;
     SelectionMonitor monitor(desktop, service, bubble, card);
+    monitor.setOptionModifier(*hold);
     HotkeyManager hotkeys(desktop.hotkeys);
     hotkeys.onHotkey = [&monitor]() { monitor.triggerFromHotkey(); };
     if (*mode == TriggerMode::hotkey)

@@ -185,11 +185,11 @@ def settings_window(editor):
     window = poll("the settings window", lambda: window_named("Nubra Settings"), 15)
     click(poll("the trigger picker", lambda: widget("combo box", name="^On selection$"), 5))
     click(poll("the Hotkey choice", lambda: widget("list item", name="^Hotkey$"), 5))
-    poll("the hot-key row", lambda: widget("label", name="^⌥G$"), 5)
+    poll("the hot-key row", lambda: widget("label", name=r"^Alt\+G$"), 5)
     click(widget("push button", name="^Re-record$"))
     poll("the recording prompt", lambda: widget("label", name=r"^Press keys… \(Esc to cancel\)$"), 5)
     xdotool("key", "ctrl+alt+k")
-    poll("the recorded hot key", lambda: widget("label", name="^⌃⌥K$"), 5)
+    poll("the recorded hot key", lambda: widget("label", name=r"^Ctrl\+Alt\+K$"), 5)
     screenshot("settings.png", window)
     print("ok - the settings window switches to hotkey mode and records a new hot key", flush=True)
 

@@ -13,7 +13,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import (SCREEN_H, Failure, Lines, check, run, start_mousepad, stop, window_named,  # noqa: E402
+from desktop_kit import (SCREEN_H, Failure, Lines, check, poll, run, start_mousepad, stop, window_named,  # noqa: E402
                          xdotool, xdotool_output)
 
 ARGS = None
@@ -42,8 +42,8 @@ def double_click(word):
 
 
 def activate(title):
-    window = window_named(title)
-    check(window, f"{title} is not on the desktop")
+    # The window may report its words before the window manager has mapped it.
+    window = poll(f"{title} on the desktop", lambda: window_named(title), 10)
     xdotool("windowactivate", "--sync", window)
 
 
@@ -58,6 +58,14 @@ def drag(first, last):
     xdotool("mousemove", (first["startX"] + last["endX"]) // 2, last["y"])
     xdotool("mousemove", last["endX"] - 1, last["y"])
     xdotool("mouseup", 1)
+
+
+def drag_holding(key, first, last):
+    xdotool("keydown", key)
+    try:
+        drag(first, last)
+    finally:
+        xdotool("keyup", key)
 
 
 def expect_password_refused(lines, field):
@@ -209,14 +217,24 @@ def run_checks(desktop, textwindow_lines):
         check(lines.next_json(2) is None, "optionSelection captured a drag without Alt")
         double_click(words["mike"])  # a fresh selection, so the Alt drag below must really select
         check(lines.next_json(1.5) is None, "optionSelection captured a double-click without Alt")
-        xdotool("keydown", "alt")
-        try:
-            drag(words["delta"], words["foxtrot"])
-        finally:
-            xdotool("keyup", "alt")
+        drag_holding("alt", words["delta"], words["foxtrot"])
         got = lines.next_json(5)
         check(got is not None and got["text"] == "delta echo foxtrot", f"drag with Alt: {got}")
     case("optionSelection: only a drag with Alt captures", option_rule)
+    probe.terminate()
+    probe.wait()
+
+    probe, lines = start_probe(desktop, "optionSelection", "--hold", "command")
+
+    def super_rule():
+        double_click(words["mike"])  # not captured: no key held; a fresh selection for the drag
+        drag_holding("super", words["delta"], words["foxtrot"])
+        got = lines.next_json(5)
+        check(got is not None and got["text"] == "delta echo foxtrot", f"drag with Super: {got}")
+        double_click(words["mike"])
+        drag_holding("alt", words["delta"], words["foxtrot"])
+        check(lines.next_json(2) is None, "optionSelection on Super captured a drag with Alt")
+    case("optionSelection on Super: a drag with Super captures, one with Alt does not", super_rule)
     probe.terminate()
     probe.wait()
 

@@ -167,25 +167,37 @@ private slots:
 
     void triggerModes_data() {
         QTest::addColumn<TriggerMode>("mode");
+        QTest::addColumn<OptionModifier>("key");
         QTest::addColumn<quint64>("modifiers");
         QTest::addColumn<int>("clicks");
         QTest::addColumn<bool>("captures");
-        const quint64 option = HotkeyCombo::optionFlag;
-        QTest::newRow("on selection") << TriggerMode::onSelection << quint64(0) << 1 << true;
-        QTest::newRow("option selection without option")
-            << TriggerMode::optionSelection << quint64(HotkeyCombo::controlFlag) << 2 << false;
-        QTest::newRow("option selection with option and shift")
-            << TriggerMode::optionSelection << (option | HotkeyCombo::shiftFlag) << 1 << true;
-        QTest::newRow("double-click mode, one click") << TriggerMode::doubleClick << option << 1 << false;
-        QTest::newRow("double-click mode, two clicks") << TriggerMode::doubleClick << quint64(0) << 2 << true;
-        QTest::newRow("hot key mode") << TriggerMode::hotkey << option << 2 << false;
+        const quint64 alt = HotkeyCombo::optionFlag;
+        const quint64 super = HotkeyCombo::commandFlag;
+        const OptionModifier altKey = OptionModifier::option;
+        const OptionModifier superKey = OptionModifier::command;
+        QTest::newRow("on selection") << TriggerMode::onSelection << altKey << quint64(0) << 1 << true;
+        QTest::newRow("option selection without alt")
+            << TriggerMode::optionSelection << altKey << (HotkeyCombo::controlFlag | super) << 2 << false;
+        QTest::newRow("option selection with alt and shift")
+            << TriggerMode::optionSelection << altKey << (alt | HotkeyCombo::shiftFlag) << 1 << true;
+        QTest::newRow("option selection on super, with super")
+            << TriggerMode::optionSelection << superKey << super << 1 << true;
+        QTest::newRow("option selection on super, with alt")
+            << TriggerMode::optionSelection << superKey << alt << 1 << false;
+        QTest::newRow("double-click mode, one click")
+            << TriggerMode::doubleClick << altKey << alt << 1 << false;
+        QTest::newRow("double-click mode, two clicks")
+            << TriggerMode::doubleClick << altKey << quint64(0) << 2 << true;
+        QTest::newRow("hot key mode") << TriggerMode::hotkey << altKey << alt << 2 << false;
     }
     void triggerModes() {
         QFETCH(TriggerMode, mode);
+        QFETCH(OptionModifier, key);
         QFETCH(quint64, modifiers);
         QFETCH(int, clicks);
         QFETCH(bool, captures);
         start(mode);
+        monitor->setOptionModifier(key);
         releaseAndSettle(modifiers, clicks);
         QCOMPARE(gateAsked, captures ? 1 : 0);
         QCOMPARE(bubble->shows, captures ? 1 : 0);

@@ -120,27 +120,33 @@ private slots:
         QVERIFY(!row->isVisibleTo(&view));
         choose(view, "triggerPicker", u"Hotkey"_qs);
         QVERIFY(row->isVisibleTo(&view));
-        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+        QCOMPARE(hotkeyText(view), u"Alt+G"_qs);
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5 && kit.hotKey()->modifiers == 0x800);
 
         // While recording, the hot key is off so that it cannot take the keys; Escape brings it back.
         click(view, "recordButton");
         QCOMPARE(hotkeyText(view), u"Press keys… (Esc to cancel)"_qs);
         QCOMPARE(kit.fake.hotkeys.hotKeys(), 0);
+        // The modifiers held so far show as they are pressed and go as they are let go.
+        QTest::keyPress(view.window()->windowHandle(), Qt::Key_Control);
+        QTest::keyPress(view.window()->windowHandle(), Qt::Key_Shift, Qt::ControlModifier);
+        QCOMPARE(hotkeyText(view), u"Ctrl+Shift+…"_qs);
+        QTest::keyRelease(view.window()->windowHandle(), Qt::Key_Shift, Qt::ControlModifier);
+        QCOMPARE(hotkeyText(view), u"Press keys… (Esc to cancel)"_qs);
         press(view, Qt::Key_G);                                       // no modifier
         press(view, Qt::Key_A, Qt::AltModifier);                      // key code 0
         press(view, Qt::Key_1, Qt::AltModifier | Qt::KeypadModifier); // another modifier
         press(view, Qt::Key_F5, Qt::AltModifier);                     // no key for a hot key
         QCOMPARE(hotkeyText(view), u"Press keys… (Esc to cancel)"_qs);
         press(view, Qt::Key_Escape, Qt::AltModifier);
-        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+        QCOMPARE(hotkeyText(view), u"Alt+G"_qs);
         QVERIFY(!kit.defaults.contains(u"hotkey.keyCode"_qs));
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5);
 
         // Accepted: saved and registered at once.
         click(view, "recordButton");
         press(view, Qt::Key_Space, Qt::AltModifier);
-        QCOMPARE(hotkeyText(view), u"⌥Space"_qs);
+        QCOMPARE(hotkeyText(view), u"Alt+Space"_qs);
         QCOMPARE(kit.defaults.integer(u"hotkey.keyCode"_qs), 49);
         QCOMPARE(kit.defaults.integer(u"hotkey.modifiers"_qs), 0x80000);
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 49 && kit.hotKey()->modifiers == 0x800);
@@ -148,11 +154,11 @@ private slots:
         // Shift makes a digit a symbol before Qt reports it; the digit key is what is recorded.
         click(view, "recordButton");
         press(view, Qt::Key_Exclam, Qt::ShiftModifier | Qt::ControlModifier);
-        QCOMPARE(hotkeyText(view), u"⇧⌃1"_qs);
+        QCOMPARE(hotkeyText(view), u"Ctrl+Shift+1"_qs);
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 18 && kit.hotKey()->modifiers == 0x1200);
 
         click(view, "resetButton");
-        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+        QCOMPARE(hotkeyText(view), u"Alt+G"_qs);
         QCOMPARE(kit.defaults.integer(u"hotkey.keyCode"_qs), 5);
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5);
 
@@ -170,7 +176,31 @@ private slots:
         view.close();
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5);
         view.show();
-        QCOMPARE(hotkeyText(view), u"⌥G"_qs);
+        QCOMPARE(hotkeyText(view), u"Alt+G"_qs);
+    }
+
+    // Option selection is named by the key it waits for, chosen beside it and saved at once.
+    void optionSelectionNamesTheKeyToHold() {
+        Kit kit;
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        auto* trigger = child<QComboBox>(view, "triggerPicker");
+        auto* key = child<QComboBox>(view, "optionModifierPicker");
+        QVERIFY(!key->isVisibleTo(&view));
+        choose(view, "triggerPicker", u"Alt + Selection"_qs);
+        QVERIFY(key->isVisibleTo(&view));
+        QCOMPARE(key->currentText(), u"Alt"_qs);
+
+        choose(view, "optionModifierPicker", u"Super"_qs);
+        QCOMPARE(kit.settings().optionModifier(), OptionModifier::command);
+        QCOMPARE(kit.defaults.string(u"optionModifier"_qs), u"command"_qs);
+        QCOMPARE(trigger->currentText(), u"Super + Selection"_qs);
+
+        kit.settings().setOptionModifier(OptionModifier::option);
+        QCOMPARE(key->currentText(), u"Alt"_qs);
+        QCOMPARE(trigger->currentText(), u"Alt + Selection"_qs);
+        choose(view, "triggerPicker", u"Hotkey"_qs);
+        QVERIFY(!key->isVisibleTo(&view));
     }
 
     void launchAtLoginFollowsTheAutostartEntry() {

@@ -39,6 +39,8 @@ QVariant readBack(const AppSettings& settings, const QString& key) {
         return rawValue(settings.modelTier());
     if (key == u"autoHide")
         return settings.autoHide();
+    if (key == u"optionModifier")
+        return rawValue(settings.optionModifier());
     return rawValue(settings.triggerMode());
 }
 
@@ -60,6 +62,7 @@ private slots:
         QTest::newRow("unknown tier") << "modelTier" << QVariant("turbo");
         QTest::newRow("unreadable switch") << "autoHide" << QVariant("maybe");
         QTest::newRow("unknown trigger") << "trigger" << QVariant("tripleClick");
+        QTest::newRow("modifier by its key name") << "optionModifier" << QVariant("super");
     }
 
     void unusableValuesKeepDefaults() {
@@ -73,7 +76,7 @@ private slots:
         QCOMPARE(readBack(settings, key), builtIn);
     }
 
-    // A new launch over the same settings file restores exactly the stored eight; the rest starts over.
+    // A new launch over the same settings file restores exactly the stored nine; the rest starts over.
     void persistRoundTripsThroughTheSettingsFile() {
         QTemporaryDir dir;
         const QString file = dir.filePath("Nubra.conf");
@@ -88,6 +91,7 @@ private slots:
             settings.setRecordHistory(false);
             settings.setOutputLang("ja");
             settings.setTriggerMode(TriggerMode::doubleClick);
+            settings.setOptionModifier(OptionModifier::command);
             settings.setPaused(true);
             settings.setHistoryLimit(5);
             settings.setExcludedApps({});
@@ -104,6 +108,7 @@ private slots:
         QVERIFY(!next.recordHistory());
         QCOMPARE(next.outputLang(), QStringLiteral("ja"));
         QCOMPARE(next.triggerMode(), TriggerMode::doubleClick);
+        QCOMPARE(next.optionModifier(), OptionModifier::command);
         QVERIFY(!next.paused());
         QCOMPARE(next.historyLimit(), 100);
         QCOMPARE(next.excludedApps(), SelectionGate::defaultExcludedApps());

@@ -51,6 +51,7 @@ private slots:
         QCOMPARE(rawValues<ModelTier>(), (QStringList{u"fast"_qs, u"quality"_qs}));
         QCOMPARE(rawValues<TriggerMode>(), (QStringList{u"onSelection"_qs, u"optionSelection"_qs,
                                                         u"doubleClick"_qs, u"hotkey"_qs}));
+        QCOMPARE(rawValues<OptionModifier>(), (QStringList{u"option"_qs, u"command"_qs}));
     }
 
     // Every case has an English name and a Chinese one of its own; any other language shows English.
@@ -59,6 +60,7 @@ private slots:
         checkDisplayNames<GlossLength>();
         checkDisplayNames<ModelTier>();
         checkDisplayNames<TriggerMode>();
+        checkDisplayNames<OptionModifier>();
     }
 
     void rawValueConstructionIsExactAndCaseSensitive() {

@@ -93,11 +93,14 @@ void SelectionMonitor::stop() {
 
 void SelectionMonitor::onMouseUp(const MouseEvent& event) {
     if (m_triggerMode == TriggerMode::optionSelection) {
-        const bool hasOption = (event.modifierFlags & HotkeyCombo::optionFlag) != 0;
-        nbDebug(QStringLiteral("optsel: mode=optionSelection mods=%1 hasOpt=%2")
+        const std::uint64_t wanted =
+            m_optionModifier == OptionModifier::command ? HotkeyCombo::commandFlag : HotkeyCombo::optionFlag;
+        const bool held = (event.modifierFlags & wanted) != 0;
+        nbDebug(QStringLiteral("optsel: mode=optionSelection key=%1 mods=%2 held=%3")
+                    .arg(rawValue(m_optionModifier))
                     .arg(event.modifierFlags)
-                    .arg(hasOption ? QStringLiteral("true") : QStringLiteral("false")));
-        if (!hasOption)
+                    .arg(held ? QStringLiteral("true") : QStringLiteral("false")));
+        if (!held)
             return;
     }
     if (m_triggerMode == TriggerMode::doubleClick && event.clickCount < 2)

@@ -51,6 +51,8 @@ public:
     TriggerMode triggerMode() const { return m_triggerMode; }
     // Read afresh at every release, so a change while running applies to the next one.
     void setTriggerMode(TriggerMode mode) { m_triggerMode = mode; }
+    // The key Option selection waits for; read at every release too.
+    void setOptionModifier(OptionModifier modifier) { m_optionModifier = modifier; }
     int contextRadius() const { return m_contextRadius; }
     bool autoHideDismissEnabled() const { return m_autoHideDismissEnabled; }
     void setAutoHideDismissEnabled(bool enabled) { m_autoHideDismissEnabled = enabled; }
@@ -95,6 +97,7 @@ private:
     Gate m_canCapture;
     bool m_isRunning = false;
     TriggerMode m_triggerMode = TriggerMode::onSelection;
+    OptionModifier m_optionModifier = OptionModifier::option;
     int m_contextRadius = 200;
     bool m_autoHideDismissEnabled = true;
     CaptureObserver m_observer;

@@ -50,7 +50,7 @@ public:
     // starts), unless `context` is gone by then.
     void whenCredentialRead(QObject* context, std::function<void()> then);
 
-    // Writes the eight stored settings.
+    // Writes the nine stored settings.
     void persist() { m_settings.persist(); }
 
     // Appends "AppState init: api.baseURL=<url>" to the debug log, only if the log already exists.

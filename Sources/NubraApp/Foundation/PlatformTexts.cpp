@@ -93,6 +93,12 @@ constexpr std::array entries{
            u"Mac 菜单栏上的 AI 划词注解，选中即解，不打断阅读。"},
           {u"AI gloss in your system tray — select, glance, keep reading.",
            u"系统托盘里的 AI 划词注解，选中即解，不打断阅读。"}},
+    Entry{PlatformText::altSelectionTrigger,
+          {u"⌥ + Selection", u"⌥ + 选中"},
+          {u"Alt + Selection", u"Alt + 选中"}},
+    Entry{PlatformText::superSelectionTrigger,
+          {u"⌘ + Selection", u"⌘ + 选中"},
+          {u"Super + Selection", u"Super + 选中"}},
 };
 
 QString toQString(std::u16string_view text) {
@@ -124,6 +130,13 @@ QString text(PlatformText id, DesktopPlatform platform) {
     }
     Q_UNREACHABLE();
     return {};
+}
+
+QString triggerModeName(TriggerMode mode, OptionModifier modifier) {
+    if (mode != TriggerMode::optionSelection)
+        return displayName(mode);
+    return text(modifier == OptionModifier::command ? PlatformText::superSelectionTrigger
+                                                    : PlatformText::altSelectionTrigger);
 }
 
 bool installQtTranslations(QCoreApplication& app) {

@@ -2,6 +2,7 @@
 
 #include "NubraApp/Foundation/AppServices.h"
 #include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/PlatformTexts.h"
 #include "NubraApp/Settings/AccessibilityButton.h"
 #include "NubraApp/Settings/GlossServiceRow.h"
 #include "NubraApp/Settings/HotkeyRow.h"
@@ -62,6 +63,27 @@ QWidget* GeneralPage::selectionSection(AppState& state, const AppServices& servi
                                    });
     showAvailability(trigger);
     m_selectionForm->addRow(L10n::t(QStringLiteral("Trigger"), QStringLiteral("触发方式")), trigger);
+    // Option selection is named by the key it waits for.
+    const auto nameTriggerModes = [trigger, &settings] {
+        for (int i = 0; i < trigger->count(); ++i)
+            if (const auto mode = fromRawValue<TriggerMode>(trigger->itemData(i).toString()))
+                trigger->setItemText(i, PlatformTexts::triggerModeName(*mode, settings.optionModifier()));
+    };
+    nameTriggerModes();
+    connect(&settings, &AppSettings::optionModifierChanged, trigger, nameTriggerModes);
+
+    m_modifierPicker = new QComboBox(section);
+    m_modifierPicker->setObjectName(QStringLiteral("optionModifierPicker"));
+    m_modifierPicker->setToolTip(L10n::t(QStringLiteral("Choose Super where holding Alt while dragging moves "
+                                                        "the window."),
+                                         QStringLiteral("若按住 Alt 拖动会移动窗口，请选择 Super 键。")));
+    bindSettingPicker<OptionModifier>(m_modifierPicker, settings, &AppSettings::optionModifier,
+                                      &AppSettings::optionModifierChanged, [&state](OptionModifier modifier) {
+                                          state.settings().setOptionModifier(modifier);
+                                          state.persist();
+                                      });
+    m_selectionForm->addRow(L10n::t(QStringLiteral("Key to hold"), QStringLiteral("按住的键")),
+                            m_modifierPicker);
     m_triggerNote = SettingsStyle::footnote(QString(), section);
     m_triggerNote->setObjectName(QStringLiteral("triggerNote"));
     m_selectionForm->addRow(m_triggerNote);
@@ -122,6 +144,8 @@ void GeneralPage::followTriggerMode() {
     if (!hotkey)
         m_hotkeyRow->recorder().abandon();
     m_selectionForm->setRowVisible(m_hotkeyRow, hotkey);
+    m_selectionForm->setRowVisible(m_modifierPicker,
+                                   m_state.settings().triggerMode() == TriggerMode::optionSelection);
     const QString note = TriggerModeNote::text(m_state.settings().triggerMode(), m_capabilities);
     m_triggerNote->setText(note);
     m_selectionForm->setRowVisible(m_triggerNote, !note.isEmpty());

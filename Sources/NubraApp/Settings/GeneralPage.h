@@ -11,8 +11,8 @@ class GlossServiceRow;
 class HotkeyRow;
 struct AppServices;
 
-// The general tab: how a lookup is triggered (with the hot key in hotkey mode, and what the mode does on
-// this desktop), pausing, dismissing
+// The general tab: how a lookup is triggered (with the hot key in hotkey mode, the key to hold in
+// Option-selection mode, and what the mode does on this desktop), pausing, dismissing
 // the card, launch at login, the accessibility permission and, when it is not running, the local
 // gloss service.
 class GeneralPage final : public QWidget {
@@ -27,8 +27,9 @@ protected:
 private:
     QWidget* selectionSection(AppState& state, const AppServices& services);
     QWidget* systemSection(AppState& state, const AppServices& services);
-    // The hot-key row is there in hotkey mode only; leaving that mode ends a recording. Under the picker,
-    // what the mode does on this desktop where that differs from its name.
+    // The hot-key row is there in hotkey mode only; leaving that mode ends a recording. The key to hold
+    // is there in Option-selection mode only. Under the picker, what the mode does on this desktop where
+    // that differs from its name.
     void followTriggerMode();
     // Beside each mode in the picker's list: whether it works on this desktop.
     void showAvailability(QComboBox* trigger);
@@ -37,6 +38,7 @@ private:
     const DesktopCapabilities& m_capabilities;
     QLabel* m_triggerNote = nullptr;
     QFormLayout* m_selectionForm = nullptr;
+    QComboBox* m_modifierPicker = nullptr;
     HotkeyRow* m_hotkeyRow = nullptr;
     GlossServiceRow* m_serviceRow = nullptr;
 };

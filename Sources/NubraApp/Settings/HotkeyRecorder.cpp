@@ -11,7 +11,26 @@
 
 namespace {
 constexpr std::uint64_t escapeKeyCode = 53;
+
+// The flag of a modifier key itself. Its own press or release may or may not be counted in the
+// event's modifiers yet, depending on the platform plugin.
+std::uint64_t modifierKeyFlag(int key) {
+    switch (key) {
+    case Qt::Key_Shift:
+        return HotkeyCombo::shiftFlag;
+    case Qt::Key_Control:
+        return HotkeyCombo::controlFlag;
+    case Qt::Key_Alt:
+        return HotkeyCombo::optionFlag;
+    case Qt::Key_Meta:
+    case Qt::Key_Super_L:
+    case Qt::Key_Super_R:
+        return HotkeyCombo::commandFlag;
+    default:
+        return 0;
+    }
 }
+} // namespace
 
 HotkeyRecorder::HotkeyRecorder(HotkeyManager& hotkeys, Defaults& defaults, QObject* parent)
     : QObject(parent), m_hotkeys(hotkeys), m_defaults(defaults) {}
@@ -38,6 +57,7 @@ std::optional<HotkeyCombo> HotkeyRecorder::stop() {
     if (m_window)
         m_window->removeEventFilter(this);
     m_window = nullptr;
+    m_held = 0;
     emit recordingChanged(false);
     return std::exchange(m_suspended, std::nullopt);
 }
@@ -74,6 +94,14 @@ bool HotkeyRecorder::eventFilter(QObject* watched, QEvent* event) {
     const auto* key = static_cast<QKeyEvent*>(event);
     const std::optional<std::uint64_t> keyCode = QtKeyMap::ansiKeyCode(key->key(), key->modifiers());
     const std::uint64_t flags = QtKeyMap::modifierFlags(key->modifiers());
+    const std::uint64_t ownFlag = modifierKeyFlag(key->key());
+    const std::uint64_t held = event->type() == QEvent::KeyPress
+                                   ? (flags | ownFlag) & HotkeyCombo::modifierMask
+                                   : flags & ~ownFlag & HotkeyCombo::modifierMask;
+    if (held != m_held) {
+        m_held = held;
+        emit heldModifiersChanged();
+    }
     nbDebug(QStringLiteral("hotkey-rec: event type=%1 keyCode=%2 mods=%3")
                 .arg(int(event->type()))
                 .arg(keyCode ? QString::number(*keyCode) : QStringLiteral("none"))

@@ -25,6 +25,8 @@ public:
     ~HotkeyRecorder() override;
 
     bool isRecording() const { return m_window != nullptr; }
+    // The modifiers held so far while recording, as HotkeyCombo flags.
+    std::uint64_t heldModifiers() const { return m_held; }
 
     // Listens to the key events of `window` until Escape or a combination that is accepted: a key the
     // hot key can use with at least one of Shift, Control, Alt and Super, and no other modifier.
@@ -38,6 +40,7 @@ public:
 
 signals:
     void recordingChanged(bool recording);
+    void heldModifiersChanged();
     // The stored combination changed.
     void comboChanged();
 
@@ -52,4 +55,5 @@ private:
     Defaults& m_defaults;
     QPointer<QWindow> m_window;
     std::optional<HotkeyCombo> m_suspended;
+    std::uint64_t m_held = 0;
 };

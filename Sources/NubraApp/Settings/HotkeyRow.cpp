@@ -30,6 +30,7 @@ HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent
     connect(record, &QPushButton::clicked, this, [this] { m_recorder->start(window()->windowHandle()); });
     connect(reset, &QPushButton::clicked, this, [this] { m_recorder->adopt(HotkeyCombo::defaultCombo()); });
     connect(m_recorder, &HotkeyRecorder::recordingChanged, this, &HotkeyRow::render);
+    connect(m_recorder, &HotkeyRecorder::heldModifiersChanged, this, &HotkeyRow::render);
     connect(m_recorder, &HotkeyRecorder::comboChanged, this, &HotkeyRow::render);
     render();
 }
@@ -37,8 +38,10 @@ HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent
 void HotkeyRow::render() {
     QFont font = this->font();
     if (m_recorder->isRecording()) {
-        m_text->setText(L10n::t(QStringLiteral("Press keys… (Esc to cancel)"),
-                                QStringLiteral("请按下组合键…（Esc 取消）")));
+        const std::uint64_t held = m_recorder->heldModifiers();
+        m_text->setText(held ? HotkeyCombo::modifiersPrefix(held) + u"…"
+                             : L10n::t(QStringLiteral("Press keys… (Esc to cancel)"),
+                                       QStringLiteral("请按下组合键…（Esc 取消）")));
         SettingsStyle::setSecondary(m_text);
     } else {
         m_text->setText(HotkeyCombo::load(m_defaults).display());

@@ -9,7 +9,8 @@ class HotkeyManager;
 class QLabel;
 
 // The stored hot key in a monospaced font, with "Re-record" (record a new one in this window) and
-// "Reset" (back to Option+G). While recording the text asks for the keys instead.
+// "Reset" (back to Alt+G). While recording the text asks for the keys instead, or shows the modifiers
+// held so far.
 class HotkeyRow final : public QWidget {
     Q_OBJECT
 

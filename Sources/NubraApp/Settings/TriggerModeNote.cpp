@@ -48,11 +48,11 @@ QString text(TriggerMode mode, const DesktopCapabilities& capabilities) {
                     QStringLiteral("在 Wayland 应用中，选区停止变化 0.3 秒后才算选定。"));
         break;
     case TriggerMode::optionSelection:
-        note = L10n::t(
-            QStringLiteral("This desktop does not show Nubra the Alt key held in Wayland applications: "
-                           "there, select the text and press the hot key."),
-            QStringLiteral("此桌面不让 Nubra 看到在 Wayland 应用中按住的 Alt 键：在这些应用中，"
-                           "请选中文字后按快捷键。"));
+        note =
+            L10n::t(QStringLiteral("This desktop does not show Nubra the keys held in Wayland applications: "
+                                   "there, select the text and press the hot key."),
+                    QStringLiteral("此桌面不让 Nubra 看到在 Wayland 应用中按住的键：在这些应用中，"
+                                   "请选中文字后按快捷键。"));
         break;
     case TriggerMode::doubleClick:
         note =

@@ -61,6 +61,8 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
     AppSettings& settings = m_state.settings();
     connect(&settings, &AppSettings::autoHideChanged, this,
             [this]() { m_monitor.setAutoHideDismissEnabled(m_state.settings().autoHide()); });
+    connect(&settings, &AppSettings::optionModifierChanged, this,
+            [this]() { m_monitor.setOptionModifier(m_state.settings().optionModifier()); });
     connect(&settings, &AppSettings::triggerModeChanged, this, &AppDelegate::onTriggerModeChanged);
 }
 
@@ -108,6 +110,7 @@ void AppDelegate::startSelectionMonitor() {
                         });
                     });
     m_monitor.setAutoHideDismissEnabled(settings.autoHide());
+    m_monitor.setOptionModifier(settings.optionModifier());
     m_tray.menu().refresh();
     nbDebug(QStringLiteral("capture: selection monitor started, trigger=") +
             rawValue(settings.triggerMode()));

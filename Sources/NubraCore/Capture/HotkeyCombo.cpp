@@ -4,21 +4,31 @@
 
 #include <QHash>
 
+#include <array>
+#include <string_view>
+#include <utility>
+
 bool HotkeyCombo::isMeaningful() const {
     return keyCode != 0 && (modifiers & ~modifierMask) == 0 && (modifiers & modifierMask) != 0;
 }
 
-QString HotkeyCombo::display() const {
+QString HotkeyCombo::modifiersPrefix(std::uint64_t modifiers) {
+    // The order Qt and KDE write them in (GTK puts Shift first): Ctrl+Alt+Shift+Super.
+    static constexpr std::array<std::pair<std::uint64_t, std::u16string_view>, 4> names{{
+        {controlFlag, u"Ctrl+"},
+        {optionFlag, u"Alt+"},
+        {shiftFlag, u"Shift+"},
+        {commandFlag, u"Super+"},
+    }};
     QString text;
-    if (modifiers & commandFlag)
-        text += u"⌘";
-    if (modifiers & shiftFlag)
-        text += u"⇧";
-    if (modifiers & controlFlag)
-        text += u"⌃";
-    if (modifiers & optionFlag)
-        text += u"⌥";
-    return text + keyName(keyCode);
+    for (const auto& [flag, name] : names)
+        if (modifiers & flag)
+            text += QString::fromUtf16(name.data(), qsizetype(name.size()));
+    return text;
+}
+
+QString HotkeyCombo::display() const {
+    return modifiersPrefix(modifiers) + keyName(keyCode);
 }
 
 std::uint32_t HotkeyCombo::carbonModifiers() const {
@@ -36,22 +46,23 @@ std::uint32_t HotkeyCombo::carbonModifiers() const {
 
 QString HotkeyCombo::keyName(std::uint64_t keyCode) {
     static const QHash<std::uint64_t, QString> names{
-        // Special keys first; letters and digits by their ANSI virtual key codes.
-        {36, QStringLiteral("Return")}, {48, QStringLiteral("Tab")},  {49, QStringLiteral("Space")},
-        {51, QStringLiteral("Delete")}, {53, QStringLiteral("Esc")},  {123, QStringLiteral("←")},
-        {124, QStringLiteral("→")},     {125, QStringLiteral("↓")},   {126, QStringLiteral("↑")},
-        {0, QStringLiteral("A")},       {1, QStringLiteral("S")},     {2, QStringLiteral("D")},
-        {3, QStringLiteral("F")},       {4, QStringLiteral("H")},     {5, QStringLiteral("G")},
-        {6, QStringLiteral("Z")},       {7, QStringLiteral("X")},     {8, QStringLiteral("C")},
-        {9, QStringLiteral("V")},       {11, QStringLiteral("B")},    {12, QStringLiteral("Q")},
-        {13, QStringLiteral("W")},      {14, QStringLiteral("E")},    {15, QStringLiteral("R")},
-        {16, QStringLiteral("Y")},      {17, QStringLiteral("T")},    {18, QStringLiteral("1")},
-        {19, QStringLiteral("2")},      {20, QStringLiteral("3")},    {21, QStringLiteral("4")},
-        {22, QStringLiteral("6")},      {23, QStringLiteral("5")},    {25, QStringLiteral("9")},
-        {26, QStringLiteral("7")},      {28, QStringLiteral("8")},    {29, QStringLiteral("0")},
-        {31, QStringLiteral("O")},      {32, QStringLiteral("U")},    {34, QStringLiteral("I")},
-        {35, QStringLiteral("P")},      {37, QStringLiteral("L")},    {38, QStringLiteral("J")},
-        {40, QStringLiteral("K")},      {45, QStringLiteral("N")},    {46, QStringLiteral("M")},
+        // Special keys first, named as Linux desktops name them (the ANSI "Delete" is the key above
+        // Return); letters and digits by their ANSI virtual key codes.
+        {36, QStringLiteral("Return")},    {48, QStringLiteral("Tab")},   {49, QStringLiteral("Space")},
+        {51, QStringLiteral("Backspace")}, {53, QStringLiteral("Esc")},   {123, QStringLiteral("Left")},
+        {124, QStringLiteral("Right")},    {125, QStringLiteral("Down")}, {126, QStringLiteral("Up")},
+        {0, QStringLiteral("A")},          {1, QStringLiteral("S")},      {2, QStringLiteral("D")},
+        {3, QStringLiteral("F")},          {4, QStringLiteral("H")},      {5, QStringLiteral("G")},
+        {6, QStringLiteral("Z")},          {7, QStringLiteral("X")},      {8, QStringLiteral("C")},
+        {9, QStringLiteral("V")},          {11, QStringLiteral("B")},     {12, QStringLiteral("Q")},
+        {13, QStringLiteral("W")},         {14, QStringLiteral("E")},     {15, QStringLiteral("R")},
+        {16, QStringLiteral("Y")},         {17, QStringLiteral("T")},     {18, QStringLiteral("1")},
+        {19, QStringLiteral("2")},         {20, QStringLiteral("3")},     {21, QStringLiteral("4")},
+        {22, QStringLiteral("6")},         {23, QStringLiteral("5")},     {25, QStringLiteral("9")},
+        {26, QStringLiteral("7")},         {28, QStringLiteral("8")},     {29, QStringLiteral("0")},
+        {31, QStringLiteral("O")},         {32, QStringLiteral("U")},     {34, QStringLiteral("I")},
+        {35, QStringLiteral("P")},         {37, QStringLiteral("L")},     {38, QStringLiteral("J")},
+        {40, QStringLiteral("K")},         {45, QStringLiteral("N")},     {46, QStringLiteral("M")},
     };
     const auto found = names.constFind(keyCode);
     return found != names.constEnd() ? *found : u"Key" + QString::number(keyCode);

@@ -20,19 +20,22 @@ struct HotkeyCombo {
     std::uint64_t keyCode = 0; // 0 means no key
     std::uint64_t modifiers = 0;
 
-    // Option+G.
+    // Alt+G.
     static HotkeyCombo defaultCombo() { return {5, optionFlag}; }
 
     // A key, at least one modifier, and no flag outside the four modifiers.
     bool isMeaningful() const;
 
-    // Modifier symbols in the order ⌘ ⇧ ⌃ ⌥, then the key's name: ⌥G, ⌘⇧Space.
+    // As Linux desktops write a shortcut: the modifiers, then the key's name: Alt+G, Ctrl+Shift+Space.
+    // The Command flag is the Super key, as the X11 grab and the recorder map it.
     QString display() const;
+    // The modifiers of `modifiers`, each followed by "+": "Ctrl+Shift+" (empty for none).
+    static QString modifiersPrefix(std::uint64_t modifiers);
 
     // The Carbon modifier mask: Command 0x100, Shift 0x200, Option 0x800, Control 0x1000.
     std::uint32_t carbonModifiers() const;
 
-    // Option+G when no key code of 1 or more is stored.
+    // Alt+G when no key code of 1 or more is stored.
     static HotkeyCombo load(const Defaults& defaults);
     void save(Defaults& defaults) const;
 

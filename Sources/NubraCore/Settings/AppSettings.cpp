@@ -12,6 +12,7 @@ const QString autoHide = QStringLiteral("autoHide");
 const QString recordHistory = QStringLiteral("recordHistory");
 const QString outputLang = QStringLiteral("outputLang");
 const QString trigger = QStringLiteral("trigger");
+const QString optionModifier = QStringLiteral("optionModifier");
 } // namespace Key
 
 template <typename E>
@@ -40,6 +41,7 @@ void AppSettings::loadPersisted() {
     if (const auto stored = m_defaults.string(Key::outputLang))
         setOutputLang(*stored);
     loadChoice<TriggerMode>(m_defaults, Key::trigger, *this, &AppSettings::setTriggerMode);
+    loadChoice<OptionModifier>(m_defaults, Key::optionModifier, *this, &AppSettings::setOptionModifier);
 }
 
 void AppSettings::persist() {
@@ -51,4 +53,5 @@ void AppSettings::persist() {
     m_defaults.setValue(Key::recordHistory, m_recordHistory);
     m_defaults.setValue(Key::outputLang, m_outputLang);
     m_defaults.setValue(Key::trigger, rawValue(m_triggerMode));
+    m_defaults.setValue(Key::optionModifier, rawValue(m_optionModifier));
 }

@@ -24,6 +24,8 @@ class AppSettings : public QObject {
     Q_PROPERTY(QString outputLang READ outputLang WRITE setOutputLang NOTIFY outputLangChanged)
     Q_PROPERTY(int historyLimit READ historyLimit WRITE setHistoryLimit NOTIFY historyLimitChanged)
     Q_PROPERTY(TriggerMode triggerMode READ triggerMode WRITE setTriggerMode NOTIFY triggerModeChanged)
+    Q_PROPERTY(OptionModifier optionModifier READ optionModifier WRITE setOptionModifier NOTIFY
+                   optionModifierChanged)
     Q_PROPERTY(bool autoHide READ autoHide WRITE setAutoHide NOTIFY autoHideChanged)
     Q_PROPERTY(PermissionPhase permissionPhase READ permissionPhase WRITE setPermissionPhase NOTIFY
                    permissionPhaseChanged)
@@ -42,6 +44,7 @@ public:
     const QString& outputLang() const { return m_outputLang; }
     int historyLimit() const { return m_historyLimit; }
     TriggerMode triggerMode() const { return m_triggerMode; }
+    OptionModifier optionModifier() const { return m_optionModifier; }
     bool autoHide() const { return m_autoHide; }
     PermissionPhase permissionPhase() const { return m_permissionPhase; }
     const QSet<QString>& excludedApps() const { return m_excludedApps; }
@@ -55,6 +58,9 @@ public:
     void setOutputLang(const QString& value) { update(m_outputLang, value, &AppSettings::outputLangChanged); }
     void setHistoryLimit(int value) { update(m_historyLimit, value, &AppSettings::historyLimitChanged); }
     void setTriggerMode(TriggerMode value) { update(m_triggerMode, value, &AppSettings::triggerModeChanged); }
+    void setOptionModifier(OptionModifier value) {
+        update(m_optionModifier, value, &AppSettings::optionModifierChanged);
+    }
     void setAutoHide(bool value) { update(m_autoHide, value, &AppSettings::autoHideChanged); }
     void setPermissionPhase(PermissionPhase value) {
         update(m_permissionPhase, value, &AppSettings::permissionPhaseChanged);
@@ -63,10 +69,10 @@ public:
         update(m_excludedApps, value, &AppSettings::excludedAppsChanged);
     }
 
-    // Reads the eight stored settings over the current values, key by key; a missing or unusable
+    // Reads the nine stored settings over the current values, key by key; a missing or unusable
     // value keeps what is there. The credential is not a setting and is loaded by the caller.
     void loadPersisted();
-    // Writes the eight stored settings in their fixed key order. Paused, the history limit and the
+    // Writes the nine stored settings in their fixed key order. Paused, the history limit and the
     // excluded applications are never stored.
     void persist();
 
@@ -80,6 +86,7 @@ signals:
     void outputLangChanged();
     void historyLimitChanged();
     void triggerModeChanged();
+    void optionModifierChanged();
     void autoHideChanged();
     void permissionPhaseChanged();
     void excludedAppsChanged();
@@ -102,6 +109,7 @@ private:
     QString m_outputLang = QStringLiteral("auto");
     int m_historyLimit = 100;
     TriggerMode m_triggerMode = TriggerMode::onSelection;
+    OptionModifier m_optionModifier = OptionModifier::option;
     bool m_autoHide = true;
     PermissionPhase m_permissionPhase = PermissionPhase::notTrusted;
     QSet<QString> m_excludedApps = SelectionGate::defaultExcludedApps();

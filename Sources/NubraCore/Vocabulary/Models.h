@@ -16,6 +16,9 @@ enum class GlossStyle { plain, academic, coding, languageLearning };
 enum class GlossLength { short_, medium, detailed };
 enum class ModelTier { fast, quality };
 enum class TriggerMode { onSelection, optionSelection, doubleClick, hotkey };
+// The key held during a selection in Option-selection mode, by the flag it sets: Option is Alt, Command
+// is Super. Window managers that move windows on Alt+drag leave Super to Nubra.
+enum class OptionModifier { option, command };
 
 // The most of a selection that capture keeps (UTF-16 units on the range path, user-perceived
 // characters when only the selected text is known).
@@ -63,6 +66,14 @@ template <> struct Table<TriggerMode> {
         {TriggerMode::optionSelection, u"optionSelection", u"⌥ + Selection", u"⌥ + 选中"},
         {TriggerMode::doubleClick, u"doubleClick", u"Double-click", u"双击/三击选中"},
         {TriggerMode::hotkey, u"hotkey", u"Hotkey", u"快捷键"},
+    }};
+};
+
+// Named as the keys are labelled on Linux keyboards; the setting exists for Linux window managers.
+template <> struct Table<OptionModifier> {
+    static constexpr std::array<Entry<OptionModifier>, 2> entries{{
+        {OptionModifier::option, u"option", u"Alt", u"Alt 键"},
+        {OptionModifier::command, u"command", u"Super", u"Super 键"},
     }};
 };
 

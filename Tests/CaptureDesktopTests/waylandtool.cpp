@@ -18,6 +18,7 @@
 #include "NubraPlatform/wayland/VirtualKeyboard.h"
 #include "NubraPlatform/wayland/WaylandConnection.h"
 
+#include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringList>
@@ -154,7 +155,8 @@ QJsonObject copy(WaylandConnection& connection) {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv); // for KWin's window reports over D-Bus
     WaylandConnection connection;
     if (!connection.connected()) {
         std::cerr << "nubra-test-wayland: no Wayland compositor to connect to\n";

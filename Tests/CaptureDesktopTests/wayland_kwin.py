@@ -48,7 +48,7 @@ def nothing_before_a_selection(kwin, tool, probe, window):
 
 def primary_from_qt(kwin, tool, probe, window):
     """Each selection of the Qt window reaches data-control as a change, and reads back whole; Nubra
-    captures the settled one from there."""
+    captures the settled one from there. A caret move that ends the selection gives nothing."""
     for word in ("charlie", "delta"):
         probe.drain()
         window.select(word)
@@ -56,11 +56,19 @@ def primary_from_qt(kwin, tool, probe, window):
         check(tool.ask("primary").get("text") == word, f"the primary selection read {tool.ask('primary')}")
         got = probe.next_json(5)
         check(got and got.get("text") == word and got.get("path") == "primary", f"the probe captured {got}")
+    window.select("")
+    got = probe.next_json(1.5)
+    check(got is None, f"a caret move captured {got}")
 
 
 def accessibility_from_qt(kwin, tool, probe, window):
-    """A Qt window on the accessibility bus is read there, with the words around the selection."""
+    """A Qt window on the accessibility bus is read there, with the words around the selection. The
+    active window KWin tells follows the windows that close and open."""
+    closed = window.process.pid
+    window.process.terminate()
+    poll("the closed window gone", lambda: tool.ask("window").get("pid") != closed, 5)
     window = TextWindow(kwin, ARGS.textwindow, "Nubra KWin Accessible", accessible=True)
+    poll("the new window active", lambda: tool.ask("window").get("pid") == window.process.pid, 5)
     # A window just shown joins the accessibility bus when it is ready: select until a capture comes.
     got = None
     for _ in range(10):

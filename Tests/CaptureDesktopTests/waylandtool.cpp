@@ -8,7 +8,8 @@
 //   primary            the primary selection's text
 //   copy               the copy fallback as the capture does it: save the clipboard, Control+C in the
 //                      user's keymap, read what it copied, put the saved clipboard back
-//   window             the focused window's rectangle and pid from the compositor's IPC
+//   window             the focused window's rectangle and pid from the compositor's IPC (KWin: from
+//                      the script KWinWindows loads into it)
 // A change of the primary selection is reported as {"event": "primary", "cleared": bool}.
 #include "NubraCore/Capture/ClipboardSnapshot.h"
 #include "NubraPlatform/wayland/CompositorWindows.h"

@@ -102,12 +102,12 @@ def active_window(kwin, tool, probe, window):
 
 
 def main():
+    global ARGS
     parser = argparse.ArgumentParser()
     parser.add_argument("--tool", required=True)
     parser.add_argument("--probe", required=True)
     parser.add_argument("--textwindow", required=True)
     parser.add_argument("--artifacts", required=True)
-    global ARGS
     ARGS = args = parser.parse_args()
     artifacts = os.path.join(args.artifacts, "wayland_kwin")
     shutil.rmtree(artifacts, ignore_errors=True)

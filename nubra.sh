@@ -40,6 +40,8 @@ PACKAGES=(
     # a headless GNOME (mutter) Wayland desktop for the Wayland capture suite, with screen pictures
     mutter qt6-wayland pipewire pipewire-bin wireplumber gstreamer1.0-pipewire gstreamer1.0-tools
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+    # a headless KDE Plasma compositor (KWin) for the Wayland capture suite
+    kwin-wayland
     # the applications the capture suite reads from
     firefox-esr chromium libreoffice-writer libreoffice-gtk3 evince gnome-text-editor gnome-terminal
     # package checks

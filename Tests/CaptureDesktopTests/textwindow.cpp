@@ -6,13 +6,18 @@
 #include <QClipboard>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QSocketNotifier>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
 
 #include <cstdio>
+#include <iostream>
+#include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -34,6 +39,25 @@ void printWord(QPlainTextEdit& edit, const QString& word) {
                            {QStringLiteral("y"), left.y()},
                            {QStringLiteral("height"), first.height()}};
     std::puts(QJsonDocument(line).toJson(QJsonDocument::Compact).constData());
+}
+
+void press(QWidget& widget, Qt::Key key, Qt::KeyboardModifiers modifiers) {
+    QKeyEvent down(QEvent::KeyPress, key, modifiers);
+    QKeyEvent up(QEvent::KeyRelease, key, modifiers);
+    QApplication::sendEvent(&widget, &down);
+    QApplication::sendEvent(&widget, &up);
+}
+
+// Selects `word` as the keyboard does, with Shift+Right from its start, so that the editor publishes
+// the selection (PRIMARY) as it would for a user. An empty word moves the caret, ending the selection.
+void selectWord(QPlainTextEdit& edit, const QString& word) {
+    QTextCursor cursor = edit.textCursor();
+    cursor.setPosition(word.isEmpty() ? 0 : int(prose.indexOf(word)));
+    edit.setTextCursor(cursor);
+    if (word.isEmpty())
+        press(edit, Qt::Key_Right, Qt::NoModifier);
+    for (qsizetype i = 0; i < word.size(); ++i)
+        press(edit, Qt::Key_Right, Qt::ShiftModifier);
 }
 
 } // namespace
@@ -63,6 +87,18 @@ int main(int argc, char** argv) {
     password->setObjectName(QStringLiteral("password"));
     layout->addWidget(edit);
     layout->addWidget(password);
+    // With "--select-from-stdin", each line on stdin names a word for the window to select: for desktops
+    // where a test cannot type.
+    if (arguments.contains(QStringLiteral("--select-from-stdin"))) {
+        auto* input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, &window);
+        QObject::connect(input, &QSocketNotifier::activated, &window, [input, edit] {
+            std::string line;
+            if (std::getline(std::cin, line))
+                selectWord(*edit, QString::fromStdString(line));
+            else
+                input->setEnabled(false);
+        });
+    }
     window.resize(900, 300);
     window.move(40, 40);
     window.show();

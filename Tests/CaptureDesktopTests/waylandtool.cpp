@@ -8,7 +8,8 @@
 //   primary            the primary selection's text
 //   copy               the copy fallback as the capture does it: save the clipboard, Control+C in the
 //                      user's keymap, read what it copied, put the saved clipboard back
-//   window             the focused window's rectangle and pid from the compositor's IPC
+//   window             the focused window's rectangle and pid from the compositor's IPC (KWin: from
+//                      the script KWinWindows loads into it)
 // A change of the primary selection is reported as {"event": "primary", "cleared": bool}.
 #include "NubraCore/Capture/ClipboardSnapshot.h"
 #include "NubraPlatform/wayland/CompositorWindows.h"
@@ -18,6 +19,7 @@
 #include "NubraPlatform/wayland/VirtualKeyboard.h"
 #include "NubraPlatform/wayland/WaylandConnection.h"
 
+#include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringList>
@@ -154,7 +156,8 @@ QJsonObject copy(WaylandConnection& connection) {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv); // for KWin's window reports over D-Bus
     WaylandConnection connection;
     if (!connection.connected()) {
         std::cerr << "nubra-test-wayland: no Wayland compositor to connect to\n";

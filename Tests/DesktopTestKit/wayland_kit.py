@@ -40,7 +40,13 @@ def _compositor_user():
         return pwd.getpwnam(COMPOSITOR_USER)
 
 
-class Sway:
+class HeadlessCompositor:
+    """What every headless compositor of the tests shares: the processes it started, stopped by PID on
+    the way out; private folders, removed then; and a session bus with the accessibility bus on.
+    Subclasses name the `tools` they need and start the compositor in `_start`, setting `env`."""
+
+    tools = ("dbus-daemon", "gdbus")
+
     def __init__(self, artifacts):
         self.artifacts = artifacts
         self.children = []
@@ -50,7 +56,7 @@ class Sway:
         self.shots = 0
 
     def __enter__(self):
-        for tool in ("sway", "swaymsg", "Xwayland", "xhost", "grim", "wl-copy", "wl-paste", "dbus-daemon", "gdbus"):
+        for tool in self.tools:
             if not shutil.which(tool):
                 skip(f"{tool} is not installed")
         try:
@@ -90,6 +96,30 @@ class Sway:
             os.chown(path, owner.pw_uid, owner.pw_gid)
         os.chmod(path, 0o700)
         return path
+
+    def _start(self):
+        raise NotImplementedError
+
+    def _start_session_bus(self):
+        bus = self.spawn(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"], capture=True)
+        address = bus.stdout.readline().strip()
+        check(address, "the session bus did not start")
+        self.env["DBUS_SESSION_BUS_ADDRESS"] = address
+        launcher = "/usr/libexec/at-spi-bus-launcher"
+        if not os.path.exists(launcher):
+            skip("at-spi2-core's bus launcher is missing")
+        self.spawn([launcher, "--launch-immediately"])
+        gdbus = ["gdbus", "call", "--session", "--dest", "org.a11y.Bus", "--object-path", "/org/a11y/bus", "--method"]
+        poll("the accessibility bus", lambda: subprocess.run([*gdbus, "org.a11y.Bus.GetAddress"], env=self.env,
+                                                             capture_output=True).returncode == 0, 10)
+        subprocess.run([*gdbus, "org.freedesktop.DBus.Properties.Set", "org.a11y.Status", "IsEnabled", "<true>"],
+                       env=self.env, check=True, stdout=subprocess.DEVNULL)
+
+
+class Sway(HeadlessCompositor):
+    """sway with XWayland, as an unprivileged user of its own when we are root."""
+
+    tools = ("sway", "swaymsg", "Xwayland", "xhost", "grim", "wl-copy", "wl-paste", "dbus-daemon", "gdbus")
 
     def _start(self):
         user = _compositor_user()
@@ -138,21 +168,6 @@ class Sway:
             poll("root's access to XWayland", lambda: _read(granted), 10)
         self._start_session_bus()
 
-    def _start_session_bus(self):
-        bus = self.spawn(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"], capture=True)
-        address = bus.stdout.readline().strip()
-        check(address, "the session bus did not start")
-        self.env["DBUS_SESSION_BUS_ADDRESS"] = address
-        launcher = "/usr/libexec/at-spi-bus-launcher"
-        if not os.path.exists(launcher):
-            skip("at-spi2-core's bus launcher is missing")
-        self.spawn([launcher, "--launch-immediately"])
-        gdbus = ["gdbus", "call", "--session", "--dest", "org.a11y.Bus", "--object-path", "/org/a11y/bus", "--method"]
-        poll("the accessibility bus", lambda: subprocess.run([*gdbus, "org.a11y.Bus.GetAddress"], env=self.env,
-                                                             capture_output=True).returncode == 0, 10)
-        subprocess.run([*gdbus, "org.freedesktop.DBus.Properties.Set", "org.a11y.Status", "IsEnabled", "<true>"],
-                       env=self.env, check=True, stdout=subprocess.DEVNULL)
-
     def stop_compositor(self):
         """Ends sway as a crash would, for the clients that must live on without it."""
         stop(self.compositor)
@@ -199,13 +214,14 @@ def _read(path):
 class Tool:
     """nubra-test-wayland on the compositor: keys typed on a virtual keyboard, and Nubra's own view of
     the selections and windows (see waylandtool.cpp). Start it before the applications: the seat has
-    no keyboard until its virtual one arrives."""
+    no keyboard until its virtual one arrives (`keyboard=False` on compositors that offer none)."""
 
-    def __init__(self, sway, path):
+    def __init__(self, sway, path, keyboard=True):
         self.process = sway.spawn([path], stdin=True, capture=True, stderr=subprocess.PIPE)
         self.lines = Lines(self.process)
         self.events = []
-        check(self.ask("keyboard").get("ok"), "sway did not take a virtual keyboard")
+        if keyboard:
+            check(self.ask("keyboard").get("ok"), "sway did not take a virtual keyboard")
 
     def ask(self, command, timeout=10):
         self.process.stdin.write(command + "\n")

@@ -1,5 +1,7 @@
 #include "NubraPlatform/wayland/CompositorWindows.h"
 
+#include "NubraPlatform/wayland/KWinWindows.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -113,6 +115,14 @@ std::optional<QJsonObject> focusedNode(const QJsonObject& node, int depth) {
 
 } // namespace
 
+CompositorWindows::CompositorWindows() {
+    const bool plasma = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':').contains(u"KDE");
+    if (plasma && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        m_kwin = std::make_unique<KWinWindows>();
+}
+
+CompositorWindows::~CompositorWindows() = default;
+
 std::optional<CompositorWindows::Window> CompositorWindows::parseSwayTree(const QByteArray& reply) {
     const QJsonDocument document = QJsonDocument::fromJson(reply);
     if (!document.isObject())
@@ -184,7 +194,7 @@ std::optional<CompositorWindows::Window> CompositorWindows::focusedWindow() cons
             askHyprland(runtime + QStringLiteral("/hypr/") + signature + QStringLiteral("/.socket.sock"));
         return reply ? parseHyprlandActiveWindow(*reply) : std::nullopt;
     }
-    return std::nullopt;
+    return m_kwin ? m_kwin->activeWindow() : std::nullopt;
 }
 
 std::optional<QRect> CompositorWindows::focusedWindowRect() const {

@@ -4,12 +4,15 @@
 #include <QRect>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
+class KWinWindows;
+
 // The focused window as the compositor knows it, over its IPC socket: sway and i3-compatible
-// compositors ($SWAYSOCK, $I3SOCK) and Hyprland. A native Wayland client learns no window position
-// from the protocol itself. Any failure (no socket, a slow or odd reply) gives nothing. Safe from any
-// thread; each call costs at most `timeoutMs`.
+// compositors ($SWAYSOCK, $I3SOCK), Hyprland, and KWin (through a script of ours, see KWinWindows). A native
+// Wayland client learns no window position from the protocol itself. Any failure (no socket, a slow or odd
+// reply) gives nothing. Safe from any thread; each call costs at most `timeoutMs`.
 class CompositorWindows {
 public:
     static constexpr int timeoutMs = 200;
@@ -23,6 +26,9 @@ public:
         QString appId;
     };
 
+    CompositorWindows();
+    ~CompositorWindows();
+
     std::optional<Window> focusedWindow() const;
     std::optional<QRect> focusedWindowRect() const;
 
@@ -33,4 +39,6 @@ public:
 private:
     static std::optional<QByteArray> askSway(const QString& socketPath);
     static std::optional<QByteArray> askHyprland(const QString& socketPath);
+
+    std::unique_ptr<KWinWindows> m_kwin; // in a Plasma session only
 };

@@ -40,9 +40,11 @@ DesktopCapabilities DesktopCapabilities::forSession(const DesktopSession& sessio
         can.copy = Copy::remoteDesktop;
     else
         can.copy = xwayland ? Copy::x11WindowsOnly : Copy::none;
-    // sway and i3-compatible compositors and Hyprland tell where the focused window is.
-    const bool toldOrigins =
-        session.compositor == QLatin1String("sway") || session.compositor == QLatin1String("Hyprland");
+    // sway and i3-compatible compositors and Hyprland tell where the focused window is, KWin through a
+    // script of ours.
+    const bool toldOrigins = session.compositor == QLatin1String("sway") ||
+                             session.compositor == QLatin1String("Hyprland") ||
+                             session.family == DesktopSession::Family::kde;
     can.placement = toldOrigins && xwayland ? Placement::compositorOrigin : Placement::anchor;
     can.ownWindowsPlaced = xwayland;
     if (portals.globalShortcuts)

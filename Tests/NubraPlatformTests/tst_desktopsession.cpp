@@ -83,6 +83,7 @@ private slots:
         const C kde = C::forSession(kdeSession, {false, true, false}, {true, true});
         QCOMPARE(kde.hotkey, C::Hotkey::portal);
         QCOMPARE(kde.copy, C::Copy::remoteDesktop);
+        QCOMPARE(kde.placement, C::Placement::compositorOrigin);
         QCOMPARE(C::forSession(kdeSession, {false, true, false}).hotkey, C::Hotkey::x11WindowsOnly);
 
         const QStringList swayEnv{u"WAYLAND_DISPLAY=wayland-1"_qs, u"DISPLAY=:1"_qs, u"SWAYSOCK=/tmp/s"_qs};

@@ -73,7 +73,7 @@ private slots:
         QCOMPARE(readBack(settings, key), builtIn);
     }
 
-    // A new launch over the same settings file restores exactly the stored eight; the rest starts over.
+    // A new launch over the same settings file restores exactly the stored settings; the rest starts over.
     void persistRoundTripsThroughTheSettingsFile() {
         QTemporaryDir dir;
         const QString file = dir.filePath("Nubra.conf");
@@ -88,6 +88,7 @@ private slots:
             settings.setRecordHistory(false);
             settings.setOutputLang("ja");
             settings.setTriggerMode(TriggerMode::doubleClick);
+            settings.setRemoteDesktopCopy(true);
             settings.setPaused(true);
             settings.setHistoryLimit(5);
             settings.setExcludedApps({});
@@ -104,6 +105,7 @@ private slots:
         QVERIFY(!next.recordHistory());
         QCOMPARE(next.outputLang(), QStringLiteral("ja"));
         QCOMPARE(next.triggerMode(), TriggerMode::doubleClick);
+        QVERIFY(next.remoteDesktopCopy());
         QVERIFY(!next.paused());
         QCOMPARE(next.historyLimit(), 100);
         QCOMPARE(next.excludedApps(), SelectionGate::defaultExcludedApps());

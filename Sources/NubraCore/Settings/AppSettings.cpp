@@ -12,6 +12,7 @@ const QString autoHide = QStringLiteral("autoHide");
 const QString recordHistory = QStringLiteral("recordHistory");
 const QString outputLang = QStringLiteral("outputLang");
 const QString trigger = QStringLiteral("trigger");
+const QString remoteDesktopCopy = QStringLiteral("remoteDesktopCopy");
 } // namespace Key
 
 template <typename E>
@@ -40,6 +41,8 @@ void AppSettings::loadPersisted() {
     if (const auto stored = m_defaults.string(Key::outputLang))
         setOutputLang(*stored);
     loadChoice<TriggerMode>(m_defaults, Key::trigger, *this, &AppSettings::setTriggerMode);
+    if (const auto stored = m_defaults.boolean(Key::remoteDesktopCopy))
+        setRemoteDesktopCopy(*stored);
 }
 
 void AppSettings::persist() {
@@ -51,4 +54,5 @@ void AppSettings::persist() {
     m_defaults.setValue(Key::recordHistory, m_recordHistory);
     m_defaults.setValue(Key::outputLang, m_outputLang);
     m_defaults.setValue(Key::trigger, rawValue(m_triggerMode));
+    m_defaults.setValue(Key::remoteDesktopCopy, m_remoteDesktopCopy);
 }

@@ -71,7 +71,7 @@ PortalRequest::PortalRequest(const QDBusConnection& bus, const QDBusMessage& cal
             finish(failed, {});
             return;
         }
-        // Portals before 0.9 ignored handle_token and named the request themselves.
+        // Older portals ignore handle_token and name the request themselves.
         if (reply.value().path() != m_requestPath) {
             unwatch();
             watch(reply.value().path());

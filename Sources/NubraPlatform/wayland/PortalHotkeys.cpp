@@ -73,10 +73,7 @@ std::optional<GlobalHotkeys::DesktopBinding> PortalHotkeys::desktopBinding() con
     // The latest registration is the one the user sees.
     if (m_portal != true || m_registrations.empty())
         return std::nullopt;
-    const Registration& latest = m_registrations.rbegin()->second;
-    if (!latest.session)
-        return DesktopBinding{DesktopBinding::State::failed, {}};
-    return latest.session->binding();
+    return m_registrations.rbegin()->second.session->binding();
 }
 
 void PortalHotkeys::watchDesktopBinding(QObject* context, std::function<void()> changed) {

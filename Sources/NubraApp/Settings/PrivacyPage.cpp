@@ -84,10 +84,8 @@ QWidget* PrivacyPage::remoteControlSection() {
     auto* section = new QGroupBox(L10n::t(QStringLiteral("Copying"), QStringLiteral("复制")), this);
     auto* form = new QFormLayout(section);
     AppSettings& settings = m_state.settings();
-    m_remoteControl =
-        new QCheckBox(L10n::t(QStringLiteral("Let the desktop's remote control press Ctrl+C for Nubra"),
-                              QStringLiteral("允许通过桌面的远程控制为 Nubra 按下 Ctrl+C")),
-                      section);
+    m_remoteControl = new QCheckBox(
+        L10n::t(QStringLiteral("Copy in Wayland windows"), QStringLiteral("在 Wayland 窗口中复制")), section);
     m_remoteControl->setObjectName(QStringLiteral("remoteDesktopCopyToggle"));
     m_remoteControl->setChecked(settings.remoteDesktopCopy());
     connect(&settings, &AppSettings::remoteDesktopCopyChanged, m_remoteControl,

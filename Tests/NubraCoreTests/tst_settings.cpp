@@ -76,7 +76,7 @@ private slots:
         QCOMPARE(readBack(settings, key), builtIn);
     }
 
-    // A new launch over the same settings file restores exactly the stored nine; the rest starts over.
+    // A new launch over the same settings file restores exactly the stored settings; the rest starts over.
     void persistRoundTripsThroughTheSettingsFile() {
         QTemporaryDir dir;
         const QString file = dir.filePath("Nubra.conf");
@@ -92,6 +92,7 @@ private slots:
             settings.setOutputLang("ja");
             settings.setTriggerMode(TriggerMode::doubleClick);
             settings.setOptionModifier(OptionModifier::command);
+            settings.setRemoteDesktopCopy(true);
             settings.setPaused(true);
             settings.setHistoryLimit(5);
             settings.setExcludedApps({});
@@ -109,6 +110,7 @@ private slots:
         QCOMPARE(next.outputLang(), QStringLiteral("ja"));
         QCOMPARE(next.triggerMode(), TriggerMode::doubleClick);
         QCOMPARE(next.optionModifier(), OptionModifier::command);
+        QVERIFY(next.remoteDesktopCopy());
         QVERIFY(!next.paused());
         QCOMPARE(next.historyLimit(), 100);
         QCOMPARE(next.excludedApps(), SelectionGate::defaultExcludedApps());

@@ -29,6 +29,8 @@ public:
     void followTriggerMode(TriggerMode mode, const Defaults& defaults);
 
     std::optional<HotkeyCombo> registeredCombo() const { return m_registeredCombo; }
+    // The desktop's hot keys, for what it says about the key it bound.
+    GlobalHotkeys& globalHotkeys() const { return m_hotkeys; }
 
     std::function<void()> onHotkey;
 

@@ -1,5 +1,6 @@
 #include "NubraApp/Settings/HotkeyRow.h"
 
+#include "NubraApp/Capture/HotkeyManager.h"
 #include "NubraApp/Settings/SettingsStyle.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
@@ -7,10 +8,12 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QVBoxLayout>
 
 HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent)
-    : QWidget(parent), m_defaults(defaults), m_recorder(new HotkeyRecorder(hotkeys, defaults, this)),
-      m_text(new QLabel(this)) {
+    : QWidget(parent), m_hotkeys(hotkeys), m_defaults(defaults),
+      m_recorder(new HotkeyRecorder(hotkeys, defaults, this)), m_text(new QLabel(this)),
+      m_desktopBinding(new QLabel(this)) {
     setObjectName(QStringLiteral("hotkeyRow"));
     m_text->setObjectName(QStringLiteral("hotkeyText"));
     auto* record = new QPushButton(L10n::t(QStringLiteral("Re-record"), QStringLiteral("重新录制")), this);
@@ -22,7 +25,10 @@ HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent
 
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_text, 1);
+    auto* key = new QVBoxLayout;
+    key->addWidget(m_text);
+    key->addWidget(m_desktopBinding);
+    layout->addLayout(key, 1);
     layout->addWidget(record);
     layout->addWidget(reset);
 
@@ -33,6 +39,45 @@ HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent
     connect(m_recorder, &HotkeyRecorder::heldModifiersChanged, this, &HotkeyRow::render);
     connect(m_recorder, &HotkeyRecorder::comboChanged, this, &HotkeyRow::render);
     render();
+
+    m_desktopBinding->setObjectName(QStringLiteral("hotkeyDesktopBinding"));
+    m_desktopBinding->setWordWrap(true);
+    SettingsStyle::setCaption(m_desktopBinding);
+    SettingsStyle::setSecondary(m_desktopBinding);
+    hotkeys.globalHotkeys().watchDesktopBinding(this, [this] { renderDesktopBinding(); });
+    renderDesktopBinding();
+}
+
+void HotkeyRow::renderDesktopBinding() {
+    using State = GlobalHotkeys::DesktopBinding::State;
+    const std::optional<GlobalHotkeys::DesktopBinding> binding = m_hotkeys.globalHotkeys().desktopBinding();
+    m_desktopBinding->setVisible(binding.has_value());
+    if (!binding)
+        return;
+    switch (binding->state) {
+    case State::asking:
+        m_desktopBinding->setText(L10n::t(QStringLiteral("Waiting for the desktop to bind the hot key…"),
+                                          QStringLiteral("正在等待桌面绑定快捷键…")));
+        break;
+    case State::bound:
+        m_desktopBinding->setText(
+            binding->trigger.isEmpty()
+                ? L10n::t(QStringLiteral("Bound by the desktop."), QStringLiteral("已由桌面绑定。"))
+                : L10n::t(QStringLiteral("Bound by the desktop: %1"), QStringLiteral("已由桌面绑定：%1"))
+                      .arg(binding->trigger));
+        break;
+    case State::declined:
+        m_desktopBinding->setText(L10n::t(
+            QStringLiteral("Not bound: the desktop's shortcut dialog was cancelled or left the key unset. "
+                           "Re-record to be asked again."),
+            QStringLiteral("未绑定：桌面的快捷键对话框被取消，或未设置按键。重新录制即可再次询问。")));
+        break;
+    case State::failed:
+        m_desktopBinding->setText(
+            L10n::t(QStringLiteral("Not bound: the desktop could not bind the hot key."),
+                    QStringLiteral("未绑定：桌面无法绑定快捷键。")));
+        break;
+    }
 }
 
 void HotkeyRow::render() {

@@ -22,8 +22,12 @@ public:
 
 private:
     void render();
+    // Under the key, where the desktop binds it itself: what it bound, or that it bound nothing.
+    void renderDesktopBinding();
 
+    HotkeyManager& m_hotkeys;
     Defaults& m_defaults;
     HotkeyRecorder* m_recorder;
     QLabel* m_text;
+    QLabel* m_desktopBinding;
 };

@@ -1,11 +1,13 @@
 #include "NubraApp/Settings/SettingsView.h"
 
+#include "NubraApp/Foundation/AppServices.h"
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Settings/AboutPage.h"
 #include "NubraApp/Settings/ExplanationPage.h"
 #include "NubraApp/Settings/GeneralPage.h"
 #include "NubraApp/Settings/PrivacyPage.h"
 #include "NubraCore/Vocabulary/L10n.h"
+#include "NubraPlatform/Desktop.h"
 
 #include <QIcon>
 #include <QTabWidget>
@@ -23,7 +25,8 @@ SettingsView::SettingsView(AppState& state, const AppServices& services, std::op
     m_tabs->addTab(new ExplanationPage(state.settings(), m_tabs),
                    QIcon::fromTheme(QStringLiteral("accessories-dictionary")),
                    L10n::t(QStringLiteral("Explanation"), QStringLiteral("解释")));
-    m_tabs->addTab(new PrivacyPage(state, m_tabs), QIcon::fromTheme(QStringLiteral("security-high")),
+    m_tabs->addTab(new PrivacyPage(state, services.desktop.keyboard, m_tabs),
+                   QIcon::fromTheme(QStringLiteral("security-high")),
                    L10n::t(QStringLiteral("Privacy"), QStringLiteral("隐私")));
     m_tabs->addTab(new AboutPage(m_tabs), QIcon::fromTheme(QStringLiteral("help-about")),
                    L10n::t(QStringLiteral("About"), QStringLiteral("关于")));

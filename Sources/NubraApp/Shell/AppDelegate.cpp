@@ -8,6 +8,7 @@
 #include "NubraCore/History/HistoryFile.h"
 #include "NubraCore/Service/TokenStore.h"
 #include "NubraCore/Support/DebugLog.h"
+#include "NubraPlatform/SyntheticKeyboard.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -64,6 +65,8 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
     connect(&settings, &AppSettings::optionModifierChanged, this,
             [this]() { m_monitor.setOptionModifier(m_state.settings().optionModifier()); });
     connect(&settings, &AppSettings::triggerModeChanged, this, &AppDelegate::onTriggerModeChanged);
+    connect(&settings, &AppSettings::remoteDesktopCopyChanged, this,
+            [this]() { m_desktop.keyboard.setPermissionWanted(m_state.settings().remoteDesktopCopy()); });
 }
 
 AppDelegate::~AppDelegate() {
@@ -75,6 +78,8 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::applicationDidFinishLaunching() {
     // A tray utility has no main window: nothing to hide from a task bar here.
     m_permission.start(m_state);
+    // A desktop that asks before letting Nubra type asks now, so that no copy waits on its dialog.
+    m_desktop.keyboard.setPermissionWanted(m_state.settings().remoteDesktopCopy());
     const PermissionPhase phase = m_state.settings().permissionPhase();
     if (phase == PermissionPhase::active || phase == PermissionPhase::done)
         startSelectionMonitor();

@@ -13,6 +13,7 @@ const QString recordHistory = QStringLiteral("recordHistory");
 const QString outputLang = QStringLiteral("outputLang");
 const QString trigger = QStringLiteral("trigger");
 const QString optionModifier = QStringLiteral("optionModifier");
+const QString remoteDesktopCopy = QStringLiteral("remoteDesktopCopy");
 } // namespace Key
 
 template <typename E>
@@ -42,6 +43,8 @@ void AppSettings::loadPersisted() {
         setOutputLang(*stored);
     loadChoice<TriggerMode>(m_defaults, Key::trigger, *this, &AppSettings::setTriggerMode);
     loadChoice<OptionModifier>(m_defaults, Key::optionModifier, *this, &AppSettings::setOptionModifier);
+    if (const auto stored = m_defaults.boolean(Key::remoteDesktopCopy))
+        setRemoteDesktopCopy(*stored);
 }
 
 void AppSettings::persist() {
@@ -54,4 +57,5 @@ void AppSettings::persist() {
     m_defaults.setValue(Key::outputLang, m_outputLang);
     m_defaults.setValue(Key::trigger, rawValue(m_triggerMode));
     m_defaults.setValue(Key::optionModifier, rawValue(m_optionModifier));
+    m_defaults.setValue(Key::remoteDesktopCopy, m_remoteDesktopCopy);
 }

@@ -30,6 +30,8 @@ class AppSettings : public QObject {
     Q_PROPERTY(PermissionPhase permissionPhase READ permissionPhase WRITE setPermissionPhase NOTIFY
                    permissionPhaseChanged)
     Q_PROPERTY(QSet<QString> excludedApps READ excludedApps WRITE setExcludedApps NOTIFY excludedAppsChanged)
+    Q_PROPERTY(bool remoteDesktopCopy READ remoteDesktopCopy WRITE setRemoteDesktopCopy NOTIFY
+                   remoteDesktopCopyChanged)
 
 public:
     // Starts from the built-in values; nothing is read until loadPersisted().
@@ -48,6 +50,8 @@ public:
     bool autoHide() const { return m_autoHide; }
     PermissionPhase permissionPhase() const { return m_permissionPhase; }
     const QSet<QString>& excludedApps() const { return m_excludedApps; }
+    // Whether the synthetic copy may go through a remote-desktop session the desktop asks the user about.
+    bool remoteDesktopCopy() const { return m_remoteDesktopCopy; }
 
     void setStyle(GlossStyle value) { update(m_style, value, &AppSettings::styleChanged); }
     void setLength(GlossLength value) { update(m_length, value, &AppSettings::lengthChanged); }
@@ -68,12 +72,15 @@ public:
     void setExcludedApps(const QSet<QString>& value) {
         update(m_excludedApps, value, &AppSettings::excludedAppsChanged);
     }
+    void setRemoteDesktopCopy(bool value) {
+        update(m_remoteDesktopCopy, value, &AppSettings::remoteDesktopCopyChanged);
+    }
 
-    // Reads the nine stored settings over the current values, key by key; a missing or unusable
-    // value keeps what is there. The credential is not a setting and is loaded by the caller.
+    // Reads the stored settings over the current values, key by key; a missing or unusable value keeps
+    // what is there. The credential is not a setting and is loaded by the caller.
     void loadPersisted();
-    // Writes the nine stored settings in their fixed key order. Paused, the history limit and the
-    // excluded applications are never stored.
+    // Writes the nine stored settings in their fixed key order, then the Linux remote-desktop switch.
+    // Paused, the history limit and the excluded applications are never stored.
     void persist();
 
 signals:
@@ -90,6 +97,7 @@ signals:
     void autoHideChanged();
     void permissionPhaseChanged();
     void excludedAppsChanged();
+    void remoteDesktopCopyChanged();
 
 private:
     template <typename T> void update(T& field, const T& value, void (AppSettings::*notify)()) {
@@ -113,4 +121,5 @@ private:
     bool m_autoHide = true;
     PermissionPhase m_permissionPhase = PermissionPhase::notTrusted;
     QSet<QString> m_excludedApps = SelectionGate::defaultExcludedApps();
+    bool m_remoteDesktopCopy = false;
 };

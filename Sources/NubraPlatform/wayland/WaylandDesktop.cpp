@@ -45,7 +45,7 @@ Desktop WaylandDesktop::desktop() {
                                    : m_front;
     SyntheticKeyboard& keyboard = m_capabilities.copy == DesktopCapabilities::Copy::virtualKeyboard
                                       ? static_cast<SyntheticKeyboard&>(m_virtualKeyboard)
-                                      : m_keyboard;
-    return {m_accessibility, front,           m_treeless, m_x11,   pasteboard, primary,
-            keyboard,        m_eventMonitors, m_hotkeys,  m_clock, m_tasks,    m_capabilities};
+                                      : m_portalKeyboard;
+    return {m_accessibility, front,           m_treeless,      m_x11,   pasteboard, primary,
+            keyboard,        m_eventMonitors, m_portalHotkeys, m_clock, m_tasks,    m_capabilities};
 }

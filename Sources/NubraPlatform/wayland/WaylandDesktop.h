@@ -15,17 +15,20 @@
 #include "NubraPlatform/wayland/CompositorWindows.h"
 #include "NubraPlatform/wayland/DataControlPasteboard.h"
 #include "NubraPlatform/wayland/DataControlPrimarySelection.h"
+#include "NubraPlatform/wayland/PortalHotkeys.h"
+#include "NubraPlatform/wayland/PortalKeyboard.h"
 #include "NubraPlatform/wayland/VirtualKeyboard.h"
 #include "NubraPlatform/wayland/WaylandConnection.h"
 #include "NubraPlatform/wayland/WaylandEventMonitors.h"
 #include "NubraPlatform/wayland/WaylandFrontApplications.h"
 
-// The real desktop of a Wayland session. Nubra's own windows, X11 applications, screens and the hot key
-// go through XWayland as on X11; Wayland applications are read through accessibility, whose selection
-// changes stand in for the pointer gestures Wayland keeps to itself. Where the compositor offers
-// data-control and the virtual keyboard (wlroots), the clipboard, the primary selection and the copy go
-// through a Wayland connection of our own, which also sees Wayland applications; window origins come
-// from the compositor's IPC where it has one (sway, Hyprland).
+// The real desktop of a Wayland session. Nubra's own windows, X11 applications, screens and, where the
+// desktop has no shortcuts portal, the hot key go through XWayland as on X11; Wayland applications are read
+// through accessibility, whose selection changes stand in for the pointer gestures Wayland keeps to itself.
+// Where the compositor offers data-control and the virtual keyboard (wlroots), the clipboard, the primary
+// selection and the copy go through a Wayland connection of our own, which also sees Wayland applications;
+// elsewhere the copy reaches them through the desktop's remote-desktop portal once the user allows it. Window
+// origins come from the compositor's IPC where it has one (sway, Hyprland).
 class WaylandDesktop final : public PlatformDesktop {
 public:
     explicit WaylandDesktop(const DesktopSession& session);
@@ -56,8 +59,10 @@ private:
     DataControlPasteboard m_dataControlPasteboard{m_wayland};
     DataControlPrimarySelection m_dataControlPrimary{m_wayland};
     VirtualKeyboard m_virtualKeyboard{m_wayland};
+    PortalKeyboard m_portalKeyboard{m_keyboard, QDBusConnection::sessionBus()};
     WaylandEventMonitors m_eventMonitors;
     X11Hotkeys m_hotkeys;
+    PortalHotkeys m_portalHotkeys{m_hotkeys, QDBusConnection::sessionBus()};
     QtClock m_clock;
     QtTaskRunner m_tasks;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NubraPlatform/DesktopShortcuts.h"
 #include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/linux/AtspiAccessibility.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
@@ -58,6 +59,7 @@ private:
     VirtualKeyboard m_virtualKeyboard{m_wayland};
     WaylandEventMonitors m_eventMonitors;
     X11Hotkeys m_hotkeys;
+    std::unique_ptr<DesktopShortcuts> m_shortcuts;
     QtClock m_clock;
     QtTaskRunner m_tasks;
 };

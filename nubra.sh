@@ -28,7 +28,7 @@ PACKAGES=(
     # libraries
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
     libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libxres-dev libbenchmark-dev
-    libwayland-dev libwayland-bin libxkbcommon-dev
+    libwayland-dev libwayland-bin libxkbcommon-dev libglib2.0-dev
     # offline gloss backend data
     wordnet-base
     # test tools
@@ -42,6 +42,8 @@ PACKAGES=(
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     # a headless KDE Plasma compositor (KWin) for the Wayland capture suite
     kwin-wayland
+    # GNOME's own shortcuts, beside which the hot key's custom shortcut is set up in tests
+    gsettings-desktop-schemas gnome-settings-daemon-common mutter-common
     # the applications the capture suite reads from
     firefox-esr chromium libreoffice-writer libreoffice-gtk3 evince gnome-text-editor gnome-terminal
     # package checks

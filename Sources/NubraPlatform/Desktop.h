@@ -3,6 +3,7 @@
 class Accessibility;
 struct DesktopCapabilities;
 class Clock;
+class DesktopShortcuts;
 class EventMonitors;
 class FrontApplications;
 class GlobalHotkeys;
@@ -25,6 +26,7 @@ struct Desktop {
     SyntheticKeyboard& keyboard;
     EventMonitors& eventMonitors;
     GlobalHotkeys& hotkeys;
+    DesktopShortcuts& shortcuts; // where the desktop runs the lookup on a key of its own
     Clock& clock;
     TaskRunner& tasks;
     const DesktopCapabilities& capabilities;

@@ -53,6 +53,7 @@ class HeadlessCompositor:
         self.dirs = []
         self.env = None
         self.compositor = None
+        self.config = None  # the configuration file sway reads on `swaymsg reload`
         self.shots = 0
 
     def __enter__(self):
@@ -124,7 +125,7 @@ class Sway(HeadlessCompositor):
     def _start(self):
         user = _compositor_user()
         sway_runtime = self._private_dir("nubra-sway-", user)
-        config = os.path.join(sway_runtime, "config")
+        config = self.config = os.path.join(sway_runtime, "config")
         with open(config, "w", encoding="utf-8") as f:
             f.write(CONFIG)
         if user:

@@ -4,9 +4,12 @@
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
 #include <QDir>
+#include <QGuiApplication>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QScopeGuard>
 #include <QTabWidget>
@@ -45,6 +48,10 @@ void choose(const QWidget& view, const char* picker, const QString& text) {
 
 QString hotkeyText(const QWidget& view) {
     return child<QLabel>(view, "hotkeyText")->text();
+}
+
+QString shortcutStatus(const QWidget& view) {
+    return child<QLabel>(view, "desktopShortcutStatus")->text();
 }
 
 void press(const QWidget& view, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -120,6 +127,7 @@ private slots:
         QVERIFY(!row->isVisibleTo(&view));
         choose(view, "triggerPicker", u"Hotkey"_qs);
         QVERIFY(row->isVisibleTo(&view));
+        QVERIFY(!child<QWidget>(view, "desktopShortcutPanel")->isVisibleTo(&view)); // grabbed here
         QCOMPARE(hotkeyText(view), u"Alt+G"_qs);
         QVERIFY(kit.hotKey() && kit.hotKey()->keyCode == 5 && kit.hotKey()->modifiers == 0x800);
 
@@ -201,6 +209,69 @@ private slots:
         QCOMPARE(trigger->currentText(), u"Alt + Selection"_qs);
         choose(view, "triggerPicker", u"Hotkey"_qs);
         QVERIFY(!key->isVisibleTo(&view));
+    }
+
+    void desktopShortcutIsSetUpAndFollowsTheHotkey() {
+        Kit kit;
+        kit.fake.shortcuts.kind = DesktopShortcuts::Setup::automatic;
+        kit.settings().setTriggerMode(TriggerMode::hotkey);
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        auto* add = child<QPushButton>(view, "addShortcutButton");
+        auto* remove = child<QPushButton>(view, "removeShortcutButton");
+        QCOMPARE(shortcutStatus(view), u"GNOME does not know this shortcut yet."_qs);
+        QVERIFY(add->isVisibleTo(&view) && !remove->isVisibleTo(&view));
+
+        click(view, "addShortcutButton");
+        QCOMPARE(kit.fake.shortcuts.bound, HotkeyCombo::defaultCombo());
+        QCOMPARE(shortcutStatus(view), u"Set up in GNOME settings: Alt+G"_qs);
+        QVERIFY(!add->isVisibleTo(&view) && remove->isVisibleTo(&view));
+
+        // A binding that is set up moves to a new combination.
+        click(view, "recordButton");
+        press(view, Qt::Key_Space, Qt::AltModifier);
+        QCOMPARE(kit.fake.shortcuts.bound, (HotkeyCombo{49, HotkeyCombo::optionFlag}));
+        QCOMPARE(shortcutStatus(view), u"Set up in GNOME settings: Alt+Space"_qs);
+
+        click(view, "removeShortcutButton");
+        QVERIFY(!kit.fake.shortcuts.bound);
+        QVERIFY(add->isVisibleTo(&view));
+
+        // A combination the desktop uses is reported and not taken.
+        kit.fake.shortcuts.takenBy = u"Switch applications"_qs;
+        click(view, "addShortcutButton");
+        QVERIFY(!kit.fake.shortcuts.bound);
+        QCOMPARE(
+            shortcutStatus(view),
+            u"Alt+Space is already used by GNOME for “Switch applications”. Record another combination."_qs);
+
+        kit.fake.shortcuts.failing = true;
+        click(view, "resetButton");
+        QCOMPARE(shortcutStatus(view), u"Could not read or change the GNOME settings."_qs);
+        QVERIFY(!add->isEnabled());
+    }
+
+    void desktopShortcutLineIsOfferedAndChecked() {
+        Kit kit;
+        kit.fake.shortcuts.kind = DesktopShortcuts::Setup::configLine;
+        kit.fake.shortcuts.name = u"sway"_qs;
+        kit.settings().setTriggerMode(TriggerMode::hotkey);
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        const QString line = kit.fake.shortcuts.configLine(HotkeyCombo::defaultCombo());
+        QCOMPARE(child<QLineEdit>(view, "desktopShortcutLine")->text(), line);
+        click(view, "copyLineButton");
+        QCOMPARE(QGuiApplication::clipboard()->text(), line);
+        QCOMPARE(shortcutStatus(view),
+                 u"Not in the configuration sway has loaded: add the line, then reload sway."_qs);
+
+        // The user adds the line; the window shown again asks sway afresh.
+        kit.fake.shortcuts.bound = HotkeyCombo::defaultCombo();
+        view.hide();
+        view.show();
+        QCOMPARE(shortcutStatus(view), u"Active in sway."_qs);
     }
 
     void launchAtLoginFollowsTheAutostartEntry() {

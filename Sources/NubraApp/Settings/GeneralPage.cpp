@@ -92,7 +92,7 @@ QWidget* GeneralPage::selectionSection(AppState& state, const AppServices& servi
         "pauseToggle", L10n::t(QStringLiteral("Pause selection popups"), QStringLiteral("暂停划词")),
         settings, &AppSettings::paused, &AppSettings::setPaused, &AppSettings::pausedChanged, section));
 
-    m_hotkeyRow = new HotkeyRow(services.hotkeys, state.defaults(), section);
+    m_hotkeyRow = new HotkeyRow(services.hotkeys, state.defaults(), services.desktop.shortcuts, section);
     m_selectionForm->addRow(m_hotkeyRow);
 
     m_selectionForm->addRow(settingToggle(

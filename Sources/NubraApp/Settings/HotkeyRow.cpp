@@ -1,6 +1,7 @@
 #include "NubraApp/Settings/HotkeyRow.h"
 
 #include "NubraApp/Capture/HotkeyManager.h"
+#include "NubraApp/Settings/DesktopShortcutPanel.h"
 #include "NubraApp/Settings/SettingsStyle.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
@@ -10,10 +11,11 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent)
+HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, DesktopShortcuts& shortcuts, QWidget* parent)
     : QWidget(parent), m_hotkeys(hotkeys), m_defaults(defaults),
       m_recorder(new HotkeyRecorder(hotkeys, defaults, this)), m_text(new QLabel(this)),
-      m_desktopBinding(new QLabel(this)) {
+      m_desktopBinding(new QLabel(this)),
+      m_desktopShortcut(new DesktopShortcutPanel(shortcuts, *m_recorder, defaults, this)) {
     setObjectName(QStringLiteral("hotkeyRow"));
     m_text->setObjectName(QStringLiteral("hotkeyText"));
     auto* record = new QPushButton(L10n::t(QStringLiteral("Re-record"), QStringLiteral("重新录制")), this);
@@ -23,14 +25,15 @@ HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent
     for (QPushButton* button : {record, reset})
         button->setAutoDefault(false);
 
-    auto* layout = new QHBoxLayout(this);
+    auto* keys = new QHBoxLayout;
+    keys->addWidget(m_text, 1);
+    keys->addWidget(record);
+    keys->addWidget(reset);
+    auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    auto* key = new QVBoxLayout;
-    key->addWidget(m_text);
-    key->addWidget(m_desktopBinding);
-    layout->addLayout(key, 1);
-    layout->addWidget(record);
-    layout->addWidget(reset);
+    layout->addLayout(keys);
+    layout->addWidget(m_desktopBinding);
+    layout->addWidget(m_desktopShortcut);
 
     // Pressed again while recording, Re-record changes nothing: the recording goes on.
     connect(record, &QPushButton::clicked, this, [this] { m_recorder->start(window()->windowHandle()); });

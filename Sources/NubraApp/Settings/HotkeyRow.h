@@ -5,20 +5,25 @@
 #include <QWidget>
 
 class Defaults;
+class DesktopShortcutPanel;
+class DesktopShortcuts;
 class HotkeyManager;
 class QLabel;
 
 // The stored hot key in a monospaced font, with "Re-record" (record a new one in this window) and
 // "Reset" (back to Alt+G). While recording the text asks for the keys instead, or shows the modifiers
-// held so far.
+// held so far. Under it the key the desktop bound where it binds it (the GlobalShortcuts portal), and
+// where the desktop runs the lookup on a shortcut of its own, the state of that shortcut.
 class HotkeyRow final : public QWidget {
     Q_OBJECT
 
 public:
-    // Both must outlive the row.
-    HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, QWidget* parent = nullptr);
+    // All three must outlive the row.
+    HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, DesktopShortcuts& shortcuts,
+              QWidget* parent = nullptr);
 
     HotkeyRecorder& recorder() { return *m_recorder; }
+    DesktopShortcutPanel& desktopShortcut() { return *m_desktopShortcut; }
 
 private:
     void render();
@@ -30,4 +35,5 @@ private:
     HotkeyRecorder* m_recorder;
     QLabel* m_text;
     QLabel* m_desktopBinding;
+    DesktopShortcutPanel* m_desktopShortcut;
 };

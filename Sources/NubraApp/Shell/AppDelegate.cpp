@@ -9,6 +9,7 @@
 #include "NubraCore/Service/TokenStore.h"
 #include "NubraCore/Support/DebugLog.h"
 #include "NubraPlatform/SyntheticKeyboard.h"
+#include "NubraPlatform/DesktopShortcuts.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -123,6 +124,9 @@ void AppDelegate::startSelectionMonitor() {
 
 void AppDelegate::onTriggerModeChanged() {
     const TriggerMode mode = m_state.settings().triggerMode();
+    // A shortcut set up in the desktop's settings belongs to hotkey mode and goes with it.
+    if (mode != TriggerMode::hotkey && m_desktop.shortcuts.setup() == DesktopShortcuts::Setup::automatic)
+        m_desktop.shortcuts.remove([](const DesktopShortcuts::Status&) {});
     if (!m_monitor.isRunning())
         return;
     m_monitor.setTriggerMode(mode);

@@ -19,6 +19,6 @@ std::optional<TreelessApp> FakeTreelessApplications::application(qint64 processI
 }
 
 Desktop FakeDesktop::desktop() {
-    return {accessibility, frontApplications, treeless, screen, pasteboard, primarySelection,
-            keyboard,      eventMonitors,     hotkeys,  clock,  tasks,      capabilities};
+    return {accessibility, frontApplications, treeless,  screen, pasteboard, primarySelection, keyboard,
+            eventMonitors, hotkeys,           shortcuts, clock,  tasks,      capabilities};
 }

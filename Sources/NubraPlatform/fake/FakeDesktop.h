@@ -9,6 +9,7 @@
 #include "NubraPlatform/TreelessApplications.h"
 #include "NubraPlatform/fake/FakeAccessibility.h"
 #include "NubraPlatform/fake/FakeClock.h"
+#include "NubraPlatform/fake/FakeDesktopShortcuts.h"
 #include "NubraPlatform/fake/FakeEventMonitors.h"
 #include "NubraPlatform/fake/FakeGlobalHotkeys.h"
 #include "NubraPlatform/fake/FakeKeyboard.h"
@@ -59,6 +60,7 @@ struct FakeDesktop {
     FakeKeyboard keyboard{pasteboard};
     FakeEventMonitors eventMonitors;
     FakeGlobalHotkeys hotkeys;
+    FakeDesktopShortcuts shortcuts;
     FakeClock clock;
     FakeTaskRunner tasks;
     DesktopCapabilities capabilities =

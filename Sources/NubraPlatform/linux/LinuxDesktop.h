@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NubraPlatform/DesktopShortcuts.h"
 #include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/linux/AtspiAccessibility.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
@@ -20,8 +21,8 @@ public:
         : m_capabilities(DesktopCapabilities::forSession(session)) {}
 
     Desktop desktop() override {
-        return {accessibility, x11,           treeless, x11,   pasteboard, primarySelection,
-                keyboard,      eventMonitors, hotkeys,  clock, tasks,      m_capabilities};
+        return {accessibility, x11,     treeless,  x11,   pasteboard, primarySelection, keyboard,
+                eventMonitors, hotkeys, shortcuts, clock, tasks,      m_capabilities};
     }
     const DesktopCapabilities& capabilities() const override { return m_capabilities; }
 
@@ -36,6 +37,7 @@ private:
     X11Keyboard keyboard{pasteboard};
     X11EventMonitors eventMonitors;
     X11Hotkeys hotkeys;
+    NoDesktopShortcuts shortcuts; // the hot key is grabbed
     QtClock clock;
     QtTaskRunner tasks;
 };

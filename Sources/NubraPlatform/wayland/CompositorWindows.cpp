@@ -155,11 +155,13 @@ CompositorWindows::parseHyprlandActiveWindow(const QByteArray& reply) {
     return Window{rect, window.value(u"pid").toInteger(), window.value(u"class").toString()};
 }
 
-std::optional<QByteArray> CompositorWindows::askSway(const QString& socketPath) {
+std::optional<QByteArray> CompositorWindows::askSway(const QString& socketPath, quint32 type,
+                                                     const QByteArray& payload) {
     IpcSocket socket(socketPath);
     QByteArray request(swayMagic, 6);
-    quint32 header[2] = {0, qToLittleEndian(swayGetTree)};
+    quint32 header[2] = {qToLittleEndian(quint32(payload.size())), qToLittleEndian(type)};
     request.append(reinterpret_cast<const char*>(header), sizeof header);
+    request.append(payload);
     if (!socket.send(request))
         return std::nullopt;
     const std::optional<QByteArray> head = socket.receive(swayHeaderBytes, swayHeaderBytes);
@@ -172,9 +174,10 @@ std::optional<QByteArray> CompositorWindows::askSway(const QString& socketPath) 
     return socket.receive(qsizetype(length), maxReplyBytes);
 }
 
-std::optional<QByteArray> CompositorWindows::askHyprland(const QString& socketPath) {
+std::optional<QByteArray> CompositorWindows::askHyprland(const QString& socketPath,
+                                                         const QByteArray& request) {
     IpcSocket socket(socketPath);
-    if (!socket.send(QByteArrayLiteral("j/activewindow")))
+    if (!socket.send(request))
         return std::nullopt;
     return socket.receive(-1, maxReplyBytes);
 }
@@ -183,18 +186,24 @@ std::optional<CompositorWindows::Window> CompositorWindows::focusedWindow() cons
     for (const char* variable : {"SWAYSOCK", "I3SOCK"}) {
         const QString path = qEnvironmentVariable(variable);
         if (!path.isEmpty()) {
-            const std::optional<QByteArray> reply = askSway(path);
+            const std::optional<QByteArray> reply = askSway(path, swayGetTree);
             return reply ? parseSwayTree(*reply) : std::nullopt;
         }
     }
-    const QString signature = qEnvironmentVariable("HYPRLAND_INSTANCE_SIGNATURE");
-    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    if (!signature.isEmpty() && !runtime.isEmpty() && !signature.contains(u'/')) {
-        const std::optional<QByteArray> reply =
-            askHyprland(runtime + QStringLiteral("/hypr/") + signature + QStringLiteral("/.socket.sock"));
+    const QString hyprland = hyprlandSocket();
+    if (!hyprland.isEmpty()) {
+        const std::optional<QByteArray> reply = askHyprland(hyprland, QByteArrayLiteral("j/activewindow"));
         return reply ? parseHyprlandActiveWindow(*reply) : std::nullopt;
     }
     return m_kwin ? m_kwin->activeWindow() : std::nullopt;
+}
+
+QString CompositorWindows::hyprlandSocket() {
+    const QString signature = qEnvironmentVariable("HYPRLAND_INSTANCE_SIGNATURE");
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (signature.isEmpty() || runtime.isEmpty() || signature.contains(u'/'))
+        return {};
+    return runtime + QStringLiteral("/hypr/") + signature + QStringLiteral("/.socket.sock");
 }
 
 std::optional<QRect> CompositorWindows::focusedWindowRect() const {

@@ -36,9 +36,14 @@ public:
     static std::optional<Window> parseSwayTree(const QByteArray& reply);
     static std::optional<Window> parseHyprlandActiveWindow(const QByteArray& reply);
 
-private:
-    static std::optional<QByteArray> askSway(const QString& socketPath);
-    static std::optional<QByteArray> askHyprland(const QString& socketPath);
+    // One request over sway's IPC socket (message type 4 is get_tree), and the reply's payload.
+    static std::optional<QByteArray> askSway(const QString& socketPath, quint32 type,
+                                             const QByteArray& payload = {});
+    // One request over Hyprland's socket ("j/activewindow"), and its reply.
+    static std::optional<QByteArray> askHyprland(const QString& socketPath, const QByteArray& request);
+    // Hyprland's socket in this session; empty outside Hyprland.
+    static QString hyprlandSocket();
 
+private:
     std::unique_ptr<KWinWindows> m_kwin; // in a Plasma session only
 };

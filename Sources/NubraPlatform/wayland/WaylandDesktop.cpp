@@ -1,7 +1,35 @@
 #include "NubraPlatform/wayland/WaylandDesktop.h"
 
+#include "NubraPlatform/wayland/GnomeShortcuts.h"
+#include "NubraPlatform/wayland/HyprlandShortcuts.h"
+#include "NubraPlatform/wayland/SwayShortcuts.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+// Where the hot key cannot be grabbed for Wayland applications, the compositor runs the lookup on a
+// binding of its own: GNOME's custom shortcuts, or a line of sway's or Hyprland's configuration.
+std::unique_ptr<DesktopShortcuts> shortcutsFor(const DesktopSession& session) {
+    const QString program = QCoreApplication::applicationFilePath();
+    std::unique_ptr<BlockingShortcuts> settings;
+    const QString swaySocket = qEnvironmentVariable("SWAYSOCK");
+    if (session.family == DesktopSession::Family::gnome && GnomeShortcuts::available())
+        settings = std::make_unique<GnomeShortcuts>(program);
+    else if (session.compositor == u"sway" && !swaySocket.isEmpty())
+        settings = std::make_unique<SwayShortcuts>(program, swaySocket);
+    else if (session.compositor == u"Hyprland")
+        settings = std::make_unique<HyprlandShortcuts>(program, CompositorWindows::hyprlandSocket());
+    if (!settings)
+        return std::make_unique<NoDesktopShortcuts>();
+    return std::make_unique<DesktopShortcutsThread>(std::move(settings));
+}
+
+} // namespace
+
 WaylandDesktop::WaylandDesktop(const DesktopSession& session)
-    : m_capabilities(DesktopCapabilities::forSession(session, m_wayland.globals())) {
+    : m_capabilities(DesktopCapabilities::forSession(session, m_wayland.globals())),
+      m_shortcuts(shortcutsFor(session)) {
     m_accessibility.setSelectionListener(
         [monitors = &m_eventMonitors](const SelectionChange& change) { monitors->post(change); });
     if (m_capabilities.primary == DesktopCapabilities::Primary::dataControl) {
@@ -46,6 +74,7 @@ Desktop WaylandDesktop::desktop() {
     SyntheticKeyboard& keyboard = m_capabilities.copy == DesktopCapabilities::Copy::virtualKeyboard
                                       ? static_cast<SyntheticKeyboard&>(m_virtualKeyboard)
                                       : m_portalKeyboard;
-    return {m_accessibility, front,           m_treeless,      m_x11,   pasteboard, primary,
-            keyboard,        m_eventMonitors, m_portalHotkeys, m_clock, m_tasks,    m_capabilities};
+    return {m_accessibility, front,           m_treeless,      m_x11,        pasteboard, primary,
+            keyboard,        m_eventMonitors, m_portalHotkeys, *m_shortcuts, m_clock,    m_tasks,
+            m_capabilities};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NubraPlatform/DesktopShortcuts.h"
 #include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/linux/AtspiAccessibility.h"
 #include "NubraPlatform/linux/DesktopEntryNames.h"
@@ -63,6 +64,7 @@ private:
     WaylandEventMonitors m_eventMonitors;
     X11Hotkeys m_hotkeys;
     PortalHotkeys m_portalHotkeys{m_hotkeys, QDBusConnection::sessionBus()};
+    std::unique_ptr<DesktopShortcuts> m_shortcuts;
     QtClock m_clock;
     QtTaskRunner m_tasks;
 };

@@ -144,6 +144,11 @@ Capability copyEntry(const DesktopCapabilities& can) {
         entry.detail = L10n::t(QStringLiteral("through a virtual keyboard"), QStringLiteral("经由虚拟键盘"));
         return entry;
     case DesktopCapabilities::Copy::remoteDesktop:
+        if (can.remoteDesktopAllowed) {
+            entry.detail = L10n::t(QStringLiteral("through the desktop's remote control"),
+                                   QStringLiteral("经由桌面的远程控制"));
+            return entry;
+        }
         entry.state = State::needsStep;
         entry.detail =
             L10n::t(QStringLiteral("through the desktop's remote control, off until you turn it on"),

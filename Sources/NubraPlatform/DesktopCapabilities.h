@@ -60,6 +60,8 @@ struct DesktopCapabilities {
     Primary primary = Primary::x11;
     QString primaryProtocol; // the data-control protocol in use, when that is the source
     Copy copy = Copy::xtest;
+    // With Copy::remoteDesktop: the user turned it on and the desktop agreed.
+    bool remoteDesktopAllowed = false;
     Placement placement = Placement::exact;
     // Nubra's own windows are X11 windows: placed where asked and never taking focus. Without that
     // there is no bubble.

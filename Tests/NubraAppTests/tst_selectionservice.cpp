@@ -364,6 +364,21 @@ private slots:
                               QStringLiteral("→ Permission chain is fine. Select text in another app, then "
                                              "run diagnosis again.")}));
 
+        // What is learnt after start-up: the desktop binds the hot key itself; the copy through its remote
+        // control needs the user's step until the desktop agreed.
+        fake->hotkeys.binds = true;
+        fake->keyboard.permissionState = SyntheticKeyboard::Permission::refused;
+        lines = service->diagnose().split(QLatin1Char('\n'));
+        QVERIFY(
+            lines.contains(u"✓ Hot key: through the desktop's global shortcuts, which may ask you to confirm "
+                           "the keys"_qs));
+        QVERIFY(lines.filter(u"→ Copy for applications without accessibility"_qs).size() == 1);
+        fake->keyboard.permissionState = SyntheticKeyboard::Permission::granted;
+        QVERIFY(service->diagnose().contains(
+            u"✓ Copy for applications without accessibility: through the desktop's remote control"_qs));
+        fake->hotkeys.binds = false;
+        fake->keyboard.permissionState = SyntheticKeyboard::Permission::notNeeded;
+
         // Each application running without its tree, with what it costs and how to turn the tree on.
         fake->treeless.apps = {{u"Chromium"_qs, TreelessApp::Kind::chromiumBrowser, 10},
                                {u"Visual Studio Code"_qs, TreelessApp::Kind::electron, 11}};

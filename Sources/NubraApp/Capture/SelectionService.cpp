@@ -1,5 +1,6 @@
 #include "NubraApp/Capture/SelectionService.h"
 
+#include "NubraApp/Capture/SessionCapabilities.h"
 #include "NubraApp/Foundation/PlatformTexts.h"
 
 #include "NubraCore/Capture/ClipboardSnapshot.h"
@@ -370,7 +371,7 @@ QString SelectionService::diagnose() {
     for (const TreelessApp& app : treeless)
         lines << treelessAdvice(app);
     lines << QString();
-    lines << m_desktop.capabilities.report();
+    lines << SessionCapabilities::now(m_desktop).report();
     lines << QString();
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCause);
     lines << PlatformTexts::text(PlatformText::diagnosisCommonCauseFix);

@@ -1,5 +1,6 @@
 #include "NubraApp/Settings/GeneralPage.h"
 
+#include "NubraApp/Capture/SessionCapabilities.h"
 #include "NubraApp/Foundation/AppServices.h"
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Foundation/PlatformTexts.h"
@@ -39,7 +40,7 @@ QCheckBox* settingToggle(const char* name, const QString& text, AppSettings& set
 } // namespace
 
 GeneralPage::GeneralPage(AppState& state, const AppServices& services, QWidget* parent)
-    : QWidget(parent), m_state(state), m_capabilities(services.desktop.capabilities) {
+    : QWidget(parent), m_state(state), m_capabilities(SessionCapabilities::now(services.desktop)) {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(selectionSection(state, services));
     layout->addWidget(systemSection(state, services));

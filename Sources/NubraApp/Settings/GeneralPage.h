@@ -1,11 +1,12 @@
 #pragma once
 
+#include "NubraPlatform/DesktopCapabilities.h"
+
 #include <QWidget>
 
 class AppState;
 class QComboBox;
 class QLabel;
-struct DesktopCapabilities;
 class QFormLayout;
 class GlossServiceRow;
 class HotkeyRow;
@@ -35,7 +36,8 @@ private:
     void showAvailability(QComboBox* trigger);
 
     AppState& m_state;
-    const DesktopCapabilities& m_capabilities;
+    // As of the window's making: the trigger picker and its note describe them.
+    const DesktopCapabilities m_capabilities;
     QLabel* m_triggerNote = nullptr;
     QFormLayout* m_selectionForm = nullptr;
     QComboBox* m_modifierPicker = nullptr;

@@ -1,5 +1,6 @@
 #include "NubraApp/Shell/NubraWindows.h"
 
+#include "NubraApp/Capture/SessionCapabilities.h"
 #include "NubraApp/Foundation/AppServices.h"
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Foundation/HistoryNotifier.h"
@@ -119,7 +120,7 @@ QWidget* makePermissionWindow(AppState& state) {
                      [view] { listTreelessApplications(view); });
     // The guide says what works in this session, and what the user can do where something needs a step.
     if (theServices)
-        view->showDesktopCapabilities(theServices->desktop.capabilities.report());
+        view->showDesktopCapabilities(SessionCapabilities::now(theServices->desktop).report());
     fitPermissionWindow(window);
     return centredWithState(window, state);
 }

@@ -16,6 +16,9 @@ public:
 
     int installStatus = 0;
     int registerStatus = 0;
+    std::optional<bool> binds = false; // whether the desktop binds keys itself
+
+    std::optional<bool> desktopBinds() const override { return binds; }
 
     Installed installHandler(std::function<void(quint32, quint32)> onPressed) override;
     void removeHandler(HandlerRef handler) override;

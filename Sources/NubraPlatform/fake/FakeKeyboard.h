@@ -20,8 +20,10 @@ public:
     std::optional<QString> copiedText;
     QList<CopyStroke> strokes;
     int copies = 0;
+    Permission permissionState = Permission::notNeeded;
 
     bool beginCopy() override { return canBegin; }
+    Permission permission() const override { return permissionState; }
     bool post(CopyStroke stroke) override;
 
 private:

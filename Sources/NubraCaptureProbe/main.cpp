@@ -7,6 +7,10 @@
 //
 // With --report-stalls the probe also watches its own main thread, the one that runs Nubra's interface,
 // and prints {"event":"stall","ms":N} whenever it could not run for more than 20 ms.
+//
+// "ms" is the capture's own time, from the end of the wait for the selection to settle to the
+// snapshot; "at" the moment it was printed on the system's monotonic clock (CLOCK_MONOTONIC, the one
+// Python's time.monotonic() reads), so that a script can place the settle moment beside what it saw.
 
 #include "NubraApp/Capture/BubbleHost.h"
 #include "NubraApp/Capture/CaptureGate.h"
@@ -27,6 +31,7 @@
 #include <QThreadPool>
 #include <QTimer>
 
+#include <chrono>
 #include <cstdio>
 
 namespace {
@@ -123,7 +128,11 @@ int main(int argc, char** argv) {
                                                     {QStringLiteral("height"), s.bounds.height()}}},
              {QStringLiteral("path"), capturePathName(outcome.path)},
              {QStringLiteral("placed"), outcome.placed},
-             {QStringLiteral("ms"), latencyMs}});
+             {QStringLiteral("ms"), latencyMs},
+             {QStringLiteral("at"), double(std::chrono::duration_cast<std::chrono::microseconds>(
+                                               std::chrono::steady_clock::now().time_since_epoch())
+                                               .count()) /
+                                        1000.0}});
     });
     const QSet<QString> excluded = SelectionGate::defaultExcludedApps();
     monitor.start(*mode, radius,

@@ -7,6 +7,9 @@
 #include <QTimeZone>
 
 #include <limits>
+#include <thread>
+
+#include <sqlite3.h>
 
 namespace {
 
@@ -141,6 +144,22 @@ private slots:
         store.insert(record);
         QCOMPARE(sqliteColumn(m_path, "SELECT created_at FROM history ORDER BY id;").value(1),
                  u"2026-03-05T15:00:00.005Z"_qs);
+    }
+
+    void aReaderOfTheFileDelaysAnInsertWithoutLosingIt() {
+        HistoryStore store(m_path);
+        sqlite3* reader = nullptr;
+        QCOMPARE(sqlite3_open(m_path.toUtf8().constData(), &reader), SQLITE_OK);
+        QCOMPARE(sqlite3_exec(reader, "BEGIN; SELECT count(*) FROM history;", nullptr, nullptr, nullptr),
+                 SQLITE_OK);
+        std::thread finishes([reader] {
+            std::this_thread::sleep_for(HistoryStore::busyTimeout / 5);
+            sqlite3_exec(reader, "COMMIT;", nullptr, nullptr, nullptr);
+        });
+        store.insert(makeRecord(u"kept"_qs, at(1)));
+        finishes.join();
+        sqlite3_close(reader);
+        QCOMPARE(texts(store.recent(10)), QStringList{u"kept"_qs});
     }
 
     void costIsClampedTo32Bits() {

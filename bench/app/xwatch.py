@@ -68,7 +68,10 @@ class XWatch(threading.Thread):
 
     def run(self):
         while True:
-            event = self.display.next_event()
+            try:
+                event = self.display.next_event()
+            except xerror.ConnectionClosedError:
+                return  # the X server went first, as XWayland does with its compositor
             now = time.monotonic()
             if event.type == X.CreateNotify:
                 self._select(event.window)

@@ -48,11 +48,15 @@ int NubraApplication::run(int argc, char** argv) {
     const LaunchRequest& request = parsed.request;
 
     const DesktopSession session = PlatformDesktop::prepareProcess();
-    if (session.kind == DesktopSession::Kind::none) {
-        // Without a display there is no desktop to run on, but a running Nubra can still be told.
-        QCoreApplication app(argc, argv);
+    // A running Nubra takes the request before this process pays for a connection to the display,
+    // which is most of the time a desktop shortcut running `nubra --lookup` waits for. Without a
+    // display there is no desktop to run on, but a running Nubra can still be told.
+    if (!request.replace || session.kind == DesktopSession::Kind::none) {
+        const QCoreApplication handing(argc, argv);
         if (const std::optional<int> done = handOver(request))
             return *done;
+    }
+    if (session.kind == DesktopSession::Kind::none) {
         std::fputs("nubra: no graphical session (neither WAYLAND_DISPLAY nor DISPLAY is set); Nubra runs on "
                    "an X11 or Wayland desktop\n",
                    stderr);
@@ -65,10 +69,6 @@ int NubraApplication::run(int argc, char** argv) {
     QApplication::setDesktopFileName(QStringLiteral("app.nubra.Nubra"));
     QApplication::setQuitOnLastWindowClosed(false);
 
-    if (!request.replace) {
-        if (const std::optional<int> done = handOver(request))
-            return *done;
-    }
     SingleInstance instance;
     const SingleInstance::ListenResult listening =
         request.replace ? instance.listenReplacing() : instance.listen();

@@ -97,6 +97,9 @@ HistoryStore::HistoryStore(const QString& path) {
         m_db = nullptr;
         throw HistoryStoreError::openFailed(message);
     }
+    // Another process reading the file (nubra-cli, a backup) holds its lock for moments; a write waits
+    // that long rather than losing the lookup, and no longer, as it runs on the GUI thread.
+    sqlite3_busy_timeout(m_db, int(busyTimeout.count()));
     try {
         exec(schemaSql);
     } catch (...) {

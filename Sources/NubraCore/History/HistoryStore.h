@@ -6,6 +6,7 @@
 #include <QList>
 #include <QString>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 
@@ -15,6 +16,9 @@ struct sqlite3;
 // thread only; it has no lock of its own.
 class HistoryStore {
 public:
+    // How long a statement waits for another connection's lock before it fails.
+    static constexpr std::chrono::milliseconds busyTimeout{500};
+
     // Opens (creating if missing) the database at `path` and creates the table and index. The file and
     // its journals are readable by their owner only. ":memory:" gives a database that lives as long as
     // the store. Throws HistoryStoreError.

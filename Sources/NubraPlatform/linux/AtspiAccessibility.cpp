@@ -191,8 +191,8 @@ std::optional<JoinedSelection> readSelection(AtspiThread& thread, AtspiAccessibl
             }
         }
         // A browser may publish the words before it has laid them out, with empty rectangles: it has
-        // them a moment later.
-        if (!joined || joined->bounds)
+        // them a moment later. Words in a window the compositor does not place never get one.
+        if (!joined || joined->bounds || (window.wayland && !window.rect))
             break;
     }
     return joined;

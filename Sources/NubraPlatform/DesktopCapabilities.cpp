@@ -218,6 +218,12 @@ Capability hotkeyEntry(const DesktopCapabilities& can) {
                                QStringLiteral("经由桌面的全局快捷键，桌面可能请你确认按键"));
         return entry;
     case DesktopCapabilities::Hotkey::desktopSettings:
+        if (can.desktopShortcutActive) {
+            entry.state = State::works;
+            entry.detail = L10n::t(QStringLiteral("the desktop runs Nubra on its shortcut"),
+                                   QStringLiteral("桌面按其快捷键启动 Nubra"));
+            return entry;
+        }
         entry.state = State::needsStep;
         entry.detail = L10n::t(QStringLiteral("the desktop runs Nubra on a shortcut in its own settings"),
                                QStringLiteral("由桌面按其自身设置中的快捷键启动 Nubra"));

@@ -67,6 +67,8 @@ struct DesktopCapabilities {
     // there is no bubble.
     bool ownWindowsPlaced = true;
     Hotkey hotkey = Hotkey::grab;
+    // With Hotkey::desktopSettings: the desktop's own settings run Nubra's lookup on a key.
+    bool desktopShortcutActive = false;
 
     static DesktopCapabilities forSession(const DesktopSession& session, const WaylandGlobals& globals = {},
                                           const PortalOffers& portals = {});

@@ -27,7 +27,13 @@ void DesktopShortcutsThread::run(std::function<Status()> work, Done done) {
     m_worker.start([this, work = std::move(work), done = std::move(done)] {
         const Status status = work();
         QMetaObject::invokeMethod(
-            &m_receiver, [done, status] { done(status); }, Qt::QueuedConnection);
+            &m_receiver,
+            [this, done, status] {
+                if (status.active.has_value())
+                    m_lastActive = status.active;
+                done(status);
+            },
+            Qt::QueuedConnection);
     });
 }
 

@@ -46,6 +46,8 @@ public:
     virtual void query(const HotkeyCombo& combo, Done done) = 0;
     virtual void add(const HotkeyCombo& combo, Done done) = 0;
     virtual void remove(Done done) = 0;
+    // Whether the desktop ran Nubra's lookup on a key by the last answer; nullopt before one came.
+    virtual std::optional<bool> lastKnownActive() const { return std::nullopt; }
 };
 
 // A desktop where there is nothing to set up.
@@ -88,13 +90,15 @@ public:
     void query(const HotkeyCombo& combo, Done done) override;
     void add(const HotkeyCombo& combo, Done done) override;
     void remove(Done done) override;
+    std::optional<bool> lastKnownActive() const override { return m_lastActive; }
 
 private:
     void run(std::function<Status()> work, Done done);
 
     std::unique_ptr<BlockingShortcuts> m_settings;
-    QObject m_receiver;   // answers still queued when this goes are dropped with it
-    QThreadPool m_worker; // destroyed first: waits for the work that uses the settings
+    std::optional<bool> m_lastActive; // main thread
+    QObject m_receiver;               // answers still queued when this goes are dropped with it
+    QThreadPool m_worker;             // destroyed first: waits for the work that uses the settings
 };
 
 // `program --lookup` as a POSIX shell reads it, the program quoted only when it has to be.

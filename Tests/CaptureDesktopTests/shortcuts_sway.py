@@ -12,7 +12,7 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check  # noqa: E402
+from desktop_kit import Failure, check, run_cases  # noqa: E402
 from wayland_kit import CONFIG, Sway  # noqa: E402
 
 PROGRAM = "/opt/Nubra Apps/nubra"
@@ -58,18 +58,14 @@ def main():
             ("keys taken", ["bindsym Mod1+g exec foot", "bindsym Ctrl+Shift+space kill"],
              {ALT_G: (False, "exec foot"), CTRL_SHIFT_SPACE: (False, "kill")}),
         ]
-        failures = 0
-        for name, extra, expected in cases:
-            try:
-                load(sway, extra)
-                for combo, (active, taken) in expected.items():
-                    answer = query(args, sway, combo)
-                    check(answer == {"active": active, "takenBy": taken, "failed": False},
-                          f"{combo} with {extra}: {answer}")
-                print(f"ok: {name}", flush=True)
-            except Failure as failure:
-                failures += 1
-                print(f"FAIL: {name}: {failure}", flush=True)
+        def case(extra, expected):
+            load(sway, extra)
+            for combo, (active, taken) in expected.items():
+                answer = query(args, sway, combo)
+                check(answer == {"active": active, "takenBy": taken, "failed": False}, f"{combo} with {extra}: {answer}")
+
+        failures = run_cases((name, lambda extra=extra, expected=expected: case(extra, expected))
+                             for name, extra, expected in cases)
     return 1 if failures else 0
 
 

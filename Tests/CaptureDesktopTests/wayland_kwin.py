@@ -14,7 +14,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, Lines, check, poll  # noqa: E402
+from desktop_kit import Failure, Lines, check, poll, run_cases  # noqa: E402
 from kwin_kit import KWin  # noqa: E402
 from wayland_kit import Tool  # noqa: E402
 
@@ -125,17 +125,16 @@ def main():
         ready = probe.next_json(15)
         check(ready and ready.get("event") == "ready", f"the probe did not start: {ready}")
         print("# the probe on KWin: " + "; ".join(ready["capabilities"]), flush=True)
-        window = None
-        failures = 0
-        for case in (nothing_before_a_selection, primary_from_qt, active_window, accessibility_from_qt):
-            try:
-                if window is None and case is not nothing_before_a_selection:
-                    window = TextWindow(kwin, args.textwindow, "Nubra KWin Text", accessible=False)
-                case(kwin, tool, probe, window)
-                print(f"ok: {case.__name__}", flush=True)
-            except Failure as failure:
-                failures += 1
-                print(f"FAIL: {case.__name__}: {failure}", flush=True)
+        windows = []
+
+        def with_window(case):
+            if not windows:
+                windows.append(TextWindow(kwin, args.textwindow, "Nubra KWin Text", accessible=False))
+            case(kwin, tool, probe, windows[0])
+
+        failures = run_cases([("nothing_before_a_selection", lambda: nothing_before_a_selection(kwin, tool, probe, None))]
+                             + [(case.__name__, lambda case=case: with_window(case))
+                                for case in (primary_from_qt, active_window, accessibility_from_qt)])
     return 1 if failures else 0
 
 

@@ -16,7 +16,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, Lines, check, poll, skip  # noqa: E402
+from desktop_kit import Failure, Lines, check, poll, run_cases, skip  # noqa: E402
 from wayland_kit import Sway, Tool  # noqa: E402
 
 TEXT = "Wayland selections travel\nsecond line of the file\n"
@@ -159,15 +159,9 @@ def main():
         check("wlr-data-control" in report and "virtual keyboard" in report and "window positions from sway" in report,
               f"the probe's capabilities on sway: {report}")
         start_mousepad(sway)
-        failures = 0
-        for case in (primary_selection, capture_in_mousepad, copy_from_mousepad, focused_window, compositor_gone):
-            try:
-                case(sway, tool, probe)
-                print(f"ok: {case.__name__}", flush=True)
-            except Failure as failure:
-                failures += 1
-                print(f"FAIL: {case.__name__}: {failure}", flush=True)
-                sway.screenshot(f"failed-{case.__name__}")
+        cases = (primary_selection, capture_in_mousepad, copy_from_mousepad, focused_window, compositor_gone)
+        failures = run_cases(((case.__name__, lambda case=case: case(sway, tool, probe)) for case in cases),
+                             after_failure=lambda name: sway.screenshot(f"failed-{name}"))
     return 1 if failures else 0
 
 

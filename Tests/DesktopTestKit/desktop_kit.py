@@ -30,6 +30,22 @@ class Failure(Exception):
     pass
 
 
+def run_cases(cases, after_failure=None):
+    """Runs each (name, case) of a suite in turn, one failure not stopping the rest, and says ok or FAIL
+    for each; a case that returns False has said itself why it did not run. The number that failed."""
+    failures = 0
+    for name, case in cases:
+        try:
+            if case() is not False:
+                print(f"ok: {name}", flush=True)
+        except Failure as failure:
+            failures += 1
+            print(f"FAIL: {name}: {failure}", flush=True)
+            if after_failure:
+                after_failure(name)
+    return failures
+
+
 def check(condition, message):
     if not condition:
         raise Failure(message)

@@ -378,6 +378,14 @@ private slots:
             u"✓ Copy for applications without accessibility: through the desktop's remote control"_qs));
         fake->hotkeys.binds = false;
         fake->keyboard.permissionState = SyntheticKeyboard::Permission::notNeeded;
+        // A shortcut in the desktop's own settings: a step until the desktop says it runs the lookup.
+        const DesktopCapabilities before = fake->capabilities;
+        fake->capabilities.hotkey = DesktopCapabilities::Hotkey::desktopSettings;
+        QVERIFY(service->diagnose().contains(u"→ Hot key: the desktop runs Nubra on a shortcut"_qs));
+        fake->shortcuts.bound = HotkeyCombo::defaultCombo();
+        QVERIFY(service->diagnose().contains(u"✓ Hot key: the desktop runs Nubra on its shortcut"_qs));
+        fake->shortcuts.bound.reset();
+        fake->capabilities = before;
 
         // Each application running without its tree, with what it costs and how to turn the tree on.
         fake->treeless.apps = {{u"Chromium"_qs, TreelessApp::Kind::chromiumBrowser, 10},

@@ -15,7 +15,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import (Failure, Lines, check, fresh_home, poll, run, screenshot, skip, stop,  # noqa: E402
+from desktop_kit import (Failure, Lines, check, fresh_home, poll, run, run_cases, screenshot, skip, stop,  # noqa: E402
                          visible_windows, xdotool)
 
 try:
@@ -216,15 +216,8 @@ def body(desktop):
     cases = [("D-Bus tray: labels, check marks, choosing, pause and quit", sni_english),
              ("D-Bus tray: a late panel, every label in Chinese", sni_chinese_late_watcher),
              ("XEmbed tray: right and left click open the menu", xembed)]
-    failed = []
-    for name, case in cases:
-        try:
-            if case(desktop) is not False:
-                print(f"ok - {name}", flush=True)
-        except Failure as failure:
-            failed.append(name)
-            print(f"not ok - {name}: {failure}", flush=True)
-    check(not failed, f"{len(failed)} of {len(cases)} cases failed")
+    failed = run_cases((name, lambda case=case: case(desktop)) for name, case in cases)
+    check(not failed, f"{failed} of {len(cases)} cases failed")
 
 
 def main():

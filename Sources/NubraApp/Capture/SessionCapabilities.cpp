@@ -1,6 +1,7 @@
 #include "NubraApp/Capture/SessionCapabilities.h"
 
 #include "NubraPlatform/Desktop.h"
+#include "NubraPlatform/DesktopShortcuts.h"
 #include "NubraPlatform/GlobalHotkeys.h"
 #include "NubraPlatform/SyntheticKeyboard.h"
 
@@ -10,6 +11,7 @@ DesktopCapabilities now(const Desktop& desktop) {
     DesktopCapabilities capabilities = desktop.capabilities;
     if (desktop.hotkeys.desktopBinds().value_or(false))
         capabilities.hotkey = DesktopCapabilities::Hotkey::portal;
+    capabilities.desktopShortcutActive = desktop.shortcuts.lastKnownActive().value_or(false);
     using Permission = SyntheticKeyboard::Permission;
     switch (desktop.keyboard.permission()) {
     case Permission::notNeeded:

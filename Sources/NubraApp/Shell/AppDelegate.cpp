@@ -98,8 +98,10 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::startSelectionMonitor() {
     m_hotkeys.onHotkey = [this]() { m_monitor.triggerFromHotkey(); };
     AppSettings& settings = m_state.settings();
-    if (settings.triggerMode() == TriggerMode::hotkey)
+    if (settings.triggerMode() == TriggerMode::hotkey) {
         m_hotkeys.registerCombo(HotkeyCombo::load(m_defaults));
+        askDesktopShortcut();
+    }
 
     QPointer<AppDelegate> self(this);
     m_monitor.start(settings.triggerMode(), settings.contextRadius(),
@@ -127,10 +129,19 @@ void AppDelegate::onTriggerModeChanged() {
     // A shortcut set up in the desktop's settings belongs to hotkey mode and goes with it.
     if (mode != TriggerMode::hotkey && m_desktop.shortcuts.setup() == DesktopShortcuts::Setup::automatic)
         m_desktop.shortcuts.remove([](const DesktopShortcuts::Status&) {});
+    if (mode == TriggerMode::hotkey)
+        askDesktopShortcut();
     if (!m_monitor.isRunning())
         return;
     m_monitor.setTriggerMode(mode);
     m_hotkeys.followTriggerMode(mode, m_defaults);
+}
+
+void AppDelegate::askDesktopShortcut() {
+    // Only so that what the diagnosis and the guide say about the hot key is true from the start; the
+    // settings window asks again when it shows the shortcut.
+    if (m_desktop.shortcuts.setup() != DesktopShortcuts::Setup::notNeeded)
+        m_desktop.shortcuts.query(HotkeyCombo::load(m_defaults), [](const DesktopShortcuts::Status&) {});
 }
 
 void AppDelegate::applicationShouldHandleReopen() {

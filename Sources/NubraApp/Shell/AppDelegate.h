@@ -48,6 +48,7 @@ private:
     void startSelectionMonitor();
     void checkForUpdate(bool manual);
     void onTriggerModeChanged();
+    void askDesktopShortcut();
 
     std::unique_ptr<PlatformDesktop> m_platform;
     Desktop m_desktop;

@@ -20,6 +20,7 @@ public:
     void query(const HotkeyCombo& combo, Done done) override { done(statusOf(combo)); }
     void add(const HotkeyCombo& combo, Done done) override;
     void remove(Done done) override;
+    std::optional<bool> lastKnownActive() const override { return bound.has_value(); }
 
 private:
     Status statusOf(const HotkeyCombo& combo) const;

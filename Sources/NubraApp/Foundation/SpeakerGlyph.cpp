@@ -3,6 +3,8 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <algorithm>
+
 void SpeakerGlyph::paint(QPainter& painter, const QRectF& area, bool speaking, const QColor& color) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);

@@ -29,6 +29,8 @@ PACKAGES=(
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
     libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libxres-dev libbenchmark-dev
     libwayland-dev libwayland-bin libxkbcommon-dev libglib2.0-dev
+    # reading aloud; Debian's Qt speech headers include QtQmlIntegration without depending on it
+    qt6-speech-dev qt6-declarative-dev qt6-speech-speechd-plugin speech-dispatcher espeak-ng
     # offline gloss backend data
     wordnet-base
     # test tools

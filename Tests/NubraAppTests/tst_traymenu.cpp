@@ -1,5 +1,6 @@
 #include "AppTestKit.h"
 #include "NubraApp/Foundation/PlatformTexts.h"
+#include "NubraApp/Foundation/Pronouncer.h"
 #include "NubraApp/Shell/TrayMenu.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
@@ -179,12 +180,20 @@ private slots:
         QVERIFY(alert->informativeText().startsWith(QStringLiteral("Accessibility: granted ✓\n")));
         closeAlerts();
 
+        // The diagnosis ends with whether texts can be read aloud.
+        Pronouncer pronouncer(QStringLiteral("no-such-engine"));
+        Pronouncer::install(&pronouncer);
+        pronouncer.prepare();
+        QTRY_VERIFY(pronouncer.availability() == Pronouncer::Availability::unavailable);
         item(menu, "diagnoseItem")->trigger();
         QVERIFY(!openAlert(QStringLiteral("diagnosisAlert")));
         kit->fake.tasks.drain();
         alert = openAlert(QStringLiteral("diagnosisAlert"));
         QVERIFY(alert);
         QCOMPARE(alert->windowTitle(), QStringLiteral("Capture environment diagnosis"));
+        QVERIFY(alert->informativeText().endsWith(QStringLiteral(
+            "\n\nRead aloud: ✗ No speech engine is installed for Qt (qt6-speech-speechd-plugin).")));
+        Pronouncer::install(nullptr);
     }
 
     void commandsReachTheirHooks() {

@@ -1,5 +1,6 @@
 #include "NubraCore/Vocabulary/L10n.h"
 #include "NubraCore/Vocabulary/Models.h"
+#include "NubraCore/Vocabulary/SpeechLanguage.h"
 
 #include <QJsonDocument>
 #include <QLocale>
@@ -162,12 +163,47 @@ private slots:
     }
 };
 
+class SpeechLanguageTest : public QObject {
+    Q_OBJECT
+private slots:
+    void languageComesFromTheLetters_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("locale");
+        QTest::newRow("English word") << u"serendipity"_qs << u"en_US"_qs;
+        QTest::newRow("Simplified Chinese") << u"我们这个时候"_qs << u"zh_CN"_qs;
+        QTest::newRow("Traditional Chinese") << u"我們這個時候"_qs << u"zh_TW"_qs;
+        QTest::newRow("Han without telling characters is Simplified") << u"中文"_qs << u"zh_CN"_qs;
+        QTest::newRow("Han outweighs Latin") << u"用 Qt 写程序"_qs << u"zh_CN"_qs;
+        QTest::newRow("kana makes it Japanese") << u"日本語を読む"_qs << u"ja_JP"_qs;
+        QTest::newRow("Hangul") << u"안녕하세요"_qs << u"ko_KR"_qs;
+        QTest::newRow("digits and Cyrillic: the interface's") << u"123 привет"_qs << u"fr_FR"_qs;
+    }
+    void languageComesFromTheLetters() {
+        QFETCH(QString, text);
+        QFETCH(QString, locale);
+        QCOMPARE(SpeechLanguage::forText(text, QLocale(u"fr_FR"_qs)).name(), locale);
+    }
+
+    void bestMatchPrefersScriptThenTerritory() {
+        const QList<QLocale> engine = {QLocale(u"en_GB"_qs), QLocale(u"zh_HK"_qs), QLocale(u"en_US"_qs),
+                                       QLocale(u"zh_CN"_qs)};
+        QCOMPARE(SpeechLanguage::bestMatch(QLocale(u"en_US"_qs), engine), QLocale(u"en_US"_qs));
+        QCOMPARE(SpeechLanguage::bestMatch(QLocale(u"en_AU"_qs), engine), QLocale(u"en_GB"_qs));
+        // Hong Kong writes Traditional: it beats the mainland for Taiwanese text.
+        QCOMPARE(SpeechLanguage::bestMatch(QLocale(u"zh_TW"_qs), engine), QLocale(u"zh_HK"_qs));
+        QCOMPARE(SpeechLanguage::bestMatch(QLocale(u"zh_TW"_qs), {QLocale(u"zh_CN"_qs)}), QLocale(u"zh_CN"_qs));
+        QCOMPARE(SpeechLanguage::bestMatch(QLocale(u"ja_JP"_qs), engine), std::nullopt);
+    }
+};
+
 int main(int argc, char** argv) {
     int status = 0;
     VocabularyTest vocabulary;
     status |= QTest::qExec(&vocabulary, argc, argv);
     L10nTest l10n;
     status |= QTest::qExec(&l10n, argc, argv);
+    SpeechLanguageTest speech;
+    status |= QTest::qExec(&speech, argc, argv);
     return status;
 }
 

@@ -1,5 +1,7 @@
 #include "NubraApp/History/HistoryRowView.h"
 
+#include "NubraApp/Foundation/Pronouncer.h"
+#include "NubraApp/Foundation/SpeakerGlyph.h"
 #include "NubraApp/History/HistoryListModel.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
@@ -88,6 +90,11 @@ QIcon linkIcon(HistoryRowView::Link link) {
                                                                : QStringLiteral("edit-delete"));
 }
 
+bool isBeingRead(const HistoryRecord& record) {
+    const Pronouncer* pronouncer = Pronouncer::installed();
+    return pronouncer && !record.selectedText.isEmpty() && pronouncer->speakingText() == record.selectedText;
+}
+
 } // namespace
 
 HistoryRowView::HistoryRowView(QObject* parent)
@@ -101,9 +108,22 @@ const HistoryRecord* HistoryRowView::recordAt(const QModelIndex& index) const {
     return &model->record(index.row());
 }
 
-QString HistoryRowView::linkText(Link link) const {
-    return link == Link::copy ? L10n::t(QStringLiteral("Copy"), QStringLiteral("复制"))
-                              : L10n::t(QStringLiteral("Delete"), QStringLiteral("删除"));
+QString HistoryRowView::linkText(Link link, const HistoryRecord* record) const {
+    switch (link) {
+    case Link::speak:
+        return record && isBeingRead(*record) ? L10n::t(QStringLiteral("Stop"), QStringLiteral("停止"))
+                                              : L10n::t(QStringLiteral("Read Aloud"), QStringLiteral("朗读"));
+    case Link::copy:
+        return L10n::t(QStringLiteral("Copy"), QStringLiteral("复制"));
+    case Link::remove:
+        return L10n::t(QStringLiteral("Delete"), QStringLiteral("删除"));
+    }
+    return {};
+}
+
+bool HistoryRowView::offersSpeech() {
+    const Pronouncer* pronouncer = Pronouncer::installed();
+    return pronouncer && pronouncer->isAvailable();
 }
 
 int HistoryRowView::contentWidth(const QRect& rowRect) const {
@@ -134,8 +154,12 @@ QRect HistoryRowView::linkRect(const QRect& rowRect, Link link) const {
     const int top = rowRect.bottom() + 1 - verticalPadding - metrics.lineSpacing();
     auto width = [&](Link which) { return iconSize + iconGap + metrics.horizontalAdvance(linkText(which)); };
     int right = rowRect.right() + 1 - horizontalPadding;
-    if (link == Link::copy)
+    if (link == Link::speak && !offersSpeech())
+        return {};
+    if (link != Link::remove)
         right -= width(Link::remove) + linkSpacing;
+    if (link == Link::speak)
+        right -= width(Link::copy) + linkSpacing;
     return {right - width(link), top, width(link), height};
 }
 
@@ -179,6 +203,7 @@ void HistoryRowView::paint(QPainter* painter, const QStyleOptionViewItem& option
 
     // Caption line: date, time, source and cost on the left, the links on the right.
     const QFontMetrics caption(m_captionFont);
+    const QRect speakRect = linkRect(rect, Link::speak);
     const QRect copyRect = linkRect(rect, Link::copy);
     const QRect removeRect = linkRect(rect, Link::remove);
     const QLocale locale;
@@ -194,7 +219,7 @@ void HistoryRowView::paint(QPainter* painter, const QStyleOptionViewItem& option
     painter->setFont(m_captionFont);
     painter->setPen(secondaryColor(palette));
     const int baseline = rect.bottom() + 1 - verticalPadding - caption.descent();
-    const int captionRight = copyRect.left() - linkSpacing;
+    const int captionRight = (speakRect.isNull() ? copyRect : speakRect).left() - linkSpacing;
     int x = left;
     for (const QString& item : items) {
         if (x >= captionRight)
@@ -205,12 +230,16 @@ void HistoryRowView::paint(QPainter* painter, const QStyleOptionViewItem& option
     }
 
     auto drawLink = [&](const QRect& area, Link link, const QColor& color) {
-        const QIcon icon = linkIcon(link);
-        if (!icon.isNull())
-            icon.paint(painter, QRect(area.left(), area.center().y() - iconSize / 2, iconSize, iconSize));
+        const QRect iconArea(area.left(), area.center().y() - iconSize / 2, iconSize, iconSize);
+        if (link == Link::speak)
+            SpeakerGlyph::paint(*painter, iconArea, isBeingRead(*record), color);
+        else if (const QIcon icon = linkIcon(link); !icon.isNull())
+            icon.paint(painter, iconArea);
         painter->setPen(color);
-        painter->drawText(QPoint(area.left() + iconSize + iconGap, baseline), linkText(link));
+        painter->drawText(QPoint(area.left() + iconSize + iconGap, baseline), linkText(link, record));
     };
+    if (!speakRect.isNull())
+        drawLink(speakRect, Link::speak, palette.color(QPalette::Link));
     drawLink(copyRect, Link::copy, palette.color(QPalette::Link));
     drawLink(removeRect, Link::remove, destructiveColor(palette));
 
@@ -236,14 +265,16 @@ bool HistoryRowView::editorEvent(QEvent* event, QAbstractItemModel*, const QStyl
     const auto* mouse = static_cast<QMouseEvent*>(event);
     const QPoint at = mouse->position().toPoint();
     std::optional<Link> hit;
-    for (Link link : {Link::copy, Link::remove}) {
+    for (Link link : {Link::speak, Link::copy, Link::remove}) {
         if (linkRect(option.rect, link).contains(at))
             hit = link;
     }
     if (!hit || mouse->button() != Qt::LeftButton)
         return false;
     if (type == QEvent::MouseButtonRelease) {
-        if (*hit == Link::copy)
+        if (*hit == Link::speak)
+            Pronouncer::installed()->toggle(record->selectedText);
+        else if (*hit == Link::copy)
             QGuiApplication::clipboard()->setText(record->gloss);
         else
             emit deleteRequested(record->id);

@@ -7,12 +7,12 @@
 struct HistoryRecord;
 
 // Draws one history row: the selection (two lines at most), the explanation (three lines at most) and
-// a line with time, source, cost and the Copy and Delete links. One instance paints every row of the
-// list, so a full history scrolls without a widget per row.
+// a line with time, source, cost and the Read Aloud (while speech works), Copy and Delete links. One instance
+// paints every row of the list, so a full history scrolls without a widget per row.
 class HistoryRowView final : public QStyledItemDelegate {
     Q_OBJECT
 public:
-    enum class Link { copy, remove };
+    enum class Link { speak, copy, remove };
 
     explicit HistoryRowView(QObject* parent = nullptr);
 
@@ -33,7 +33,9 @@ protected:
 
 private:
     const HistoryRecord* recordAt(const QModelIndex& index) const;
-    QString linkText(Link link) const;
+    QString linkText(Link link, const HistoryRecord* record = nullptr) const;
+    // Read Aloud shows only while the application's pronouncer can speak.
+    static bool offersSpeech();
     int contentWidth(const QRect& rowRect) const;
 
     QFont m_headlineFont;

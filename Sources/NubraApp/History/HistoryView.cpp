@@ -2,6 +2,7 @@
 
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Foundation/HistoryNotifier.h"
+#include "NubraApp/Foundation/Pronouncer.h"
 #include "NubraApp/History/HistoryListModel.h"
 #include "NubraCore/History/HistoryExporter.h"
 #include "NubraCore/Vocabulary/L10n.h"
@@ -178,6 +179,11 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
     // Queued: the click that asks for the delete is still being delivered to the row.
     connect(m_rows, &HistoryRowView::deleteRequested, this, &HistoryView::deleteRecord, Qt::QueuedConnection);
     connect(&HistoryNotifier::shared(), &HistoryNotifier::nubraHistoryDidUpdate, this, &HistoryView::reload);
+    if (Pronouncer* pronouncer = Pronouncer::installed()) {
+        // Rows draw Read Aloud once speech is known to work, and Stop while their text is read.
+        for (auto change : {&Pronouncer::availabilityChanged, &Pronouncer::speakingChanged})
+            connect(pronouncer, change, m_list->viewport(), qOverload<>(&QWidget::update));
+    }
     connect(qApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow* window) {
         if (window && window->title() == windowTitleText())
             reload();
@@ -204,6 +210,8 @@ QRect HistoryView::linkRect(int row, HistoryRowView::Link link) const {
 
 void HistoryView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    if (Pronouncer* pronouncer = Pronouncer::installed())
+        pronouncer->prepare();
     reload();
 }
 
@@ -226,7 +234,8 @@ bool HistoryView::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_list->viewport() && event->type() == QEvent::MouseMove) {
         const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();
         const int row = m_list->indexAt(at).row();
-        const bool onLink = row >= 0 && (linkRect(row, HistoryRowView::Link::copy).contains(at) ||
+        const bool onLink = row >= 0 && (linkRect(row, HistoryRowView::Link::speak).contains(at) ||
+                                         linkRect(row, HistoryRowView::Link::copy).contains(at) ||
                                          linkRect(row, HistoryRowView::Link::remove).contains(at));
         if (onLink)
             m_list->viewport()->setCursor(Qt::PointingHandCursor);

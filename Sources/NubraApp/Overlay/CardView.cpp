@@ -1,5 +1,7 @@
 #include "NubraApp/Overlay/CardView.h"
 
+#include "NubraApp/Foundation/Pronouncer.h"
+#include "NubraApp/Overlay/SpeakerButton.h"
 #include "NubraCore/Lookup/LookupProgress.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
@@ -118,13 +120,21 @@ CardView::CardView(QWidget* parent) : QWidget(parent) {
         column->setSpacing(5);
         heading = makeLabel(section, name + QStringLiteral("Heading"), 11, QFont::DemiBold);
         text = makeSelectableText(section, name + QStringLiteral("Text"), textSize);
-        column->addWidget(heading);
+        auto* headingRow = new QHBoxLayout;
+        headingRow->setSpacing(6);
+        headingRow->addWidget(heading, 1, Qt::AlignVCenter);
+        column->addLayout(headingRow);
         column->addWidget(text);
         layout->addWidget(section);
-        return section;
+        return headingRow;
     };
-    m_glossSection = makeSection(QStringLiteral("gloss"), m_glossHeading, m_glossText, 14, 0);
-    m_contextSection = makeSection(QStringLiteral("context"), m_contextHeading, m_contextText, 13, 2);
+    QHBoxLayout* glossHeadingRow = makeSection(QStringLiteral("gloss"), m_glossHeading, m_glossText, 14, 0);
+    makeSection(QStringLiteral("context"), m_contextHeading, m_contextText, 13, 2);
+    m_glossSection = m_glossHeading->parentWidget();
+    m_contextSection = m_contextHeading->parentWidget();
+    // The read-aloud button ends the first heading, across from "Definition".
+    m_speaker = new SpeakerButton(Pronouncer::installed(), m_glossSection);
+    glossHeadingRow->addWidget(m_speaker, 0, Qt::AlignVCenter);
     layout->addStretch(1);
 
     applyColors();
@@ -137,6 +147,17 @@ int CardView::fittingHeight() const {
     // Without wrapped text showing (an empty card) there is no height-for-width, only the plain hint.
     return column->hasHeightForWidth() ? column->totalHeightForWidth(cardWidth)
                                        : column->totalSizeHint().height();
+}
+
+void CardView::setSpokenText(const QString& text) {
+    m_speaker->setSpokenText(text);
+}
+
+bool CardView::readAloud() {
+    if (!m_speaker->isOffered() || !m_glossSection->isVisible())
+        return false;
+    m_speaker->click();
+    return true;
 }
 
 void CardView::present(const LookupProgress& progress) {

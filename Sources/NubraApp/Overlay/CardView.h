@@ -7,6 +7,7 @@
 
 class LookupProgress;
 class QLabel;
+class SpeakerButton;
 
 // The inside of the card: the loading row, the error text, or the explanation in up to two sections,
 // re-rendered piece by piece as the lookup it is given changes. Its width is fixed; its height follows
@@ -28,6 +29,12 @@ public:
     Content content() const { return m_content; }
     // The height the card needs at its fixed width.
     int fittingHeight() const;
+
+    // The looked-up text, which the read-aloud button reads.
+    void setSpokenText(const QString& text);
+    // The read-aloud button's action, for the card's shortcut: false when the button is not offered.
+    bool readAloud();
+    SpeakerButton* speakerButton() const { return m_speaker; }
 
 signals:
     void contentChanged();
@@ -52,6 +59,7 @@ private:
     QWidget* m_glossSection = nullptr;
     QLabel* m_glossHeading = nullptr;
     QLabel* m_glossText = nullptr;
+    SpeakerButton* m_speaker = nullptr;
     QWidget* m_contextSection = nullptr;
     QLabel* m_contextHeading = nullptr;
     QLabel* m_contextText = nullptr;

@@ -2,6 +2,7 @@
 
 #include "NubraApp/Overlay/CardPlacement.h"
 #include "NubraApp/Overlay/CardView.h"
+#include "NubraApp/Overlay/SpeakerButton.h"
 #include "NubraPlatform/PlatformDesktop.h"
 #include "NubraPlatform/ScreenSpace.h"
 #include "NubraPlatform/linux/X11Managers.h"
@@ -104,5 +105,7 @@ void CardWindow::keyPressEvent(QKeyEvent* event) {
         emit dismissRequested();
         return;
     }
+    if (QKeySequence(event->keyCombination()) == SpeakerButton::shortcut() && m_view->readAloud())
+        return;
     QWidget::keyPressEvent(event);
 }

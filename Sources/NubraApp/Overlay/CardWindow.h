@@ -10,7 +10,8 @@ class ScreenSpace;
 
 // The floating window that holds the card. It never activates on show, so the application the user
 // reads in keeps its focus; a click on it activates it, so its text can be selected and copied, and
-// Escape then dismisses it. It grows with its content while the edge nearest the selection stays put.
+// Escape then dismisses it and Ctrl+R reads the looked-up text aloud. It grows with its content while the
+// edge nearest the selection stays put.
 class CardWindow : public QWidget {
     Q_OBJECT
 public:

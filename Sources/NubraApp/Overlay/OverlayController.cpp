@@ -2,6 +2,7 @@
 
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Foundation/HistoryNotifier.h"
+#include "NubraApp/Foundation/Pronouncer.h"
 #include "NubraApp/Overlay/CardView.h"
 #include "NubraApp/Overlay/CardWindow.h"
 #include "NubraCore/Lookup/LookupHistory.h"
@@ -83,6 +84,7 @@ void OverlayController::show(const SelectionSnapshot& snapshot) {
         connect(m_window.get(), &CardWindow::dismissRequested, this, &OverlayController::close);
         m_window->view()->present(m_progress);
     }
+    m_window->view()->setSpokenText(m_selectedText);
     m_window->showNear(snapshot.bounds, m_screens.screens());
 }
 
@@ -167,6 +169,10 @@ void OverlayController::dropLookup() {
 
 void OverlayController::close() {
     dropLookup();
+    // Dismissing the card silences its text; a history row being read goes on.
+    if (Pronouncer* pronouncer = Pronouncer::installed();
+        pronouncer && pronouncer->speakingText() == m_selectedText)
+        pronouncer->stop();
     updateProgress([](LookupProgress& progress) { progress.end(); });
     if (m_visible) {
         m_visible = false;

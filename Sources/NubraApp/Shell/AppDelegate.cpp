@@ -42,6 +42,7 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
     AppStateHolder::shared().install(&m_state);
     NubraWindows::install(&m_windowServices);
     OverlayController::install(&m_overlay);
+    Pronouncer::install(&m_pronouncer);
 
     connect(&m_permission, &PermissionMonitor::startCapture, this, &AppDelegate::startSelectionMonitor);
     connect(&m_permission, &PermissionMonitor::permissionGranted, this,
@@ -73,6 +74,7 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
 AppDelegate::~AppDelegate() {
     NubraWindows::install(nullptr);
     OverlayController::install(nullptr);
+    Pronouncer::install(nullptr);
     AppStateHolder::shared().install(nullptr);
 }
 

@@ -5,6 +5,7 @@
 #include "NubraApp/Capture/SelectionService.h"
 #include "NubraApp/Foundation/AppServices.h"
 #include "NubraApp/Foundation/AppState.h"
+#include "NubraApp/Foundation/Pronouncer.h"
 #include "NubraApp/Onboarding/PermissionMonitor.h"
 #include "NubraApp/Overlay/BubbleWindow.h"
 #include "NubraApp/Overlay/OverlayController.h"
@@ -57,6 +58,8 @@ private:
     AppState m_state;
     SelectionService m_service;
     TrustWatcher m_trust;
+    // Before the overlay: the card may still stop it while the overlay goes.
+    Pronouncer m_pronouncer;
     OverlayController m_overlay;
     BubbleWindow m_bubble;
     SelectionMonitor m_monitor;

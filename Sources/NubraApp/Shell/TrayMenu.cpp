@@ -4,6 +4,7 @@
 #include "NubraApp/Foundation/Alert.h"
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Foundation/PlatformTexts.h"
+#include "NubraApp/Foundation/Pronouncer.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraCore/Lookup/SelectionLimit.h"
 #include "NubraCore/Settings/SettingsBindings.h"
@@ -18,6 +19,18 @@
 namespace {
 
 constexpr int captureTestPreviewCharacters = 40;
+
+// Whether looked-up texts can be read aloud, and why not.
+QString speechLine() {
+    const Pronouncer* pronouncer = Pronouncer::installed();
+    const QString label = L10n::t(QStringLiteral("Read aloud: "), QStringLiteral("朗读："));
+    if (!pronouncer || pronouncer->availability() == Pronouncer::Availability::unknown ||
+        pronouncer->availability() == Pronouncer::Availability::checking)
+        return label + L10n::t(QStringLiteral("still being checked"), QStringLiteral("正在检查"));
+    if (pronouncer->isAvailable())
+        return label + L10n::t(QStringLiteral("available ✓"), QStringLiteral("可用 ✓"));
+    return label + QStringLiteral("✗ ") + pronouncer->unavailableReason();
+}
 
 } // namespace
 
@@ -288,6 +301,8 @@ void TrayMenu::showDiagnosis() {
     if (m_diagnosisRunning)
         return;
     m_diagnosisRunning = true;
+    if (Pronouncer* pronouncer = Pronouncer::installed())
+        pronouncer->prepare();
     const Desktop desktop = m_desktop;
     QPointer<TrayMenu> self(this);
     // On Linux both probes are D-Bus calls that a busy accessibility bus can hold up.
@@ -300,7 +315,8 @@ void TrayMenu::showDiagnosis() {
             self->showAlert(
                 QStringLiteral("diagnosisAlert"),
                 L10n::t(QStringLiteral("Capture environment diagnosis"), QStringLiteral("取词环境诊断")),
-                diagnosis, false, L10n::t(QStringLiteral("Got it"), QStringLiteral("知道了")));
+                diagnosis + QStringLiteral("\n\n") + speechLine(), false,
+                L10n::t(QStringLiteral("Got it"), QStringLiteral("知道了")));
         });
     });
 }

@@ -45,7 +45,8 @@ public:
               u"GenericExecuteSynth \"printf %s \\'$DATA\\' | espeak-ng -v $VOICE --stdin --stdout | "
               u"%1 %2 %3 $VOICE\"\n"
               u"AddVoice \"en\" \"MALE1\" \"en-us\"\n"
-              u"AddVoice \"zh\" \"MALE1\" \"cmn\"\n"_qs.arg(
+              // As espeak-ng's own module reports Mandarin: a language code QLocale does not know.
+              u"AddVoice \"cmn\" \"MALE1\" \"cmn\"\n"_qs.arg(
                   QString::fromUtf8(NUBRA_PYTHON), QString::fromUtf8(NUBRA_SPEECH_PLAYER), playedLog()));
         m_server.setProgram(u"speech-dispatcher"_qs);
         m_server.setArguments({u"--run-single"_qs, u"--timeout"_qs, u"0"_qs, u"--config-dir"_qs, m_dir.path(),

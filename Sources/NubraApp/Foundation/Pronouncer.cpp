@@ -6,8 +6,11 @@
 
 #include <QTextToSpeech>
 #include <QThread>
+#include <QVoice>
 
+#include <algorithm>
 #include <functional>
+#include <optional>
 
 namespace {
 Pronouncer* installedPronouncer = nullptr;
@@ -41,6 +44,7 @@ public:
             if (outcome.connected) {
                 outcome.locales = m_speech->availableLocales();
                 outcome.defaultLocale = m_speech->locale();
+                findMandarin(outcome.locales);
                 connect(m_speech, &QTextToSpeech::stateChanged, this, [this](QTextToSpeech::State state) {
                     QMetaObject::invokeMethod(
                         m_owner, [report = m_onState, state] { report(state); }, Qt::QueuedConnection);
@@ -57,8 +61,12 @@ public:
     void speak(const QString& text, const QLocale& locale) {
         if (!m_speech)
             return;
-        if (m_speech->locale() != locale)
-            m_speech->setLocale(locale);
+        const bool mandarin = m_mandarin && locale.language() == QLocale::Chinese;
+        const QLocale engineLocale = mandarin ? QLocale::c() : locale;
+        if (m_speech->locale() != engineLocale)
+            m_speech->setLocale(engineLocale);
+        if (mandarin)
+            m_speech->setVoice(*m_mandarin);
         m_speech->say(text);
     }
 
@@ -68,10 +76,32 @@ public:
     }
 
 private:
+    // espeak-ng calls Mandarin "cmn", a code QLocale does not know, so its voices come under the C
+    // locale: found there by name, they stand for Chinese.
+    void findMandarin(QList<QLocale>& locales) {
+        const bool hasChinese = std::any_of(locales.begin(), locales.end(), [](const QLocale& locale) {
+            return locale.language() == QLocale::Chinese;
+        });
+        if (hasChinese || !locales.contains(QLocale::c()))
+            return;
+        const QLocale before = m_speech->locale();
+        m_speech->setLocale(QLocale::c());
+        for (const QVoice& voice : m_speech->availableVoices()) {
+            if (voice.name().contains(u"Mandarin") ||
+                voice.name().compare(u"cmn", Qt::CaseInsensitive) == 0) {
+                m_mandarin = voice;
+                locales.append(QLocale(QLocale::Chinese, QLocale::SimplifiedHanScript, QLocale::China));
+                break;
+            }
+        }
+        m_speech->setLocale(before);
+    }
+
     Pronouncer* m_owner;
     std::function<void(const Outcome&)> m_onReady;
     std::function<void(QTextToSpeech::State)> m_onState;
     QTextToSpeech* m_speech = nullptr;
+    std::optional<QVoice> m_mandarin;
 };
 
 Pronouncer::Pronouncer(QString engine, QObject* parent) : QObject(parent), m_engineName(std::move(engine)) {

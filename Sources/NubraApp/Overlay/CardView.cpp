@@ -1,5 +1,6 @@
 #include "NubraApp/Overlay/CardView.h"
 
+#include "NubraApp/Overlay/AnkiCardRow.h"
 #include "NubraCore/Lookup/LookupProgress.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
@@ -125,6 +126,9 @@ CardView::CardView(QWidget* parent) : QWidget(parent) {
     };
     m_glossSection = makeSection(QStringLiteral("gloss"), m_glossHeading, m_glossText, 14, 0);
     m_contextSection = makeSection(QStringLiteral("context"), m_contextHeading, m_contextText, 13, 2);
+    m_ankiRow = new AnkiCardRow(this);
+    connect(m_ankiRow, &AnkiCardRow::changed, this, &CardView::contentChanged);
+    layout->addWidget(m_ankiRow);
     layout->addStretch(1);
 
     applyColors();
@@ -155,6 +159,9 @@ void CardView::present(const LookupProgress& progress) {
     if (follow(m_errorMessage, progress.errorMessage()))
         m_errorText->setText(spacedHtml(m_errorMessage.value_or(QString()), 3));
     follow(m_loading, progress.isLoading());
+    // A new explanation starts without the last one's Anki message.
+    if (follow(m_complete, progress.result().has_value()) && m_complete)
+        m_ankiRow->reset();
     if (changed)
         renderChoice();
 }
@@ -177,6 +184,7 @@ void CardView::renderChoice() {
     m_errorText->setVisible(content == Content::error);
     m_glossSection->setVisible(content == Content::explanation && !m_gloss.isEmpty());
     m_contextSection->setVisible(content == Content::explanation && !m_contextualMeaning.isEmpty());
+    m_ankiRow->setVisible(content == Content::explanation && m_complete);
     m_content = content;
     emit contentChanged();
 }

@@ -204,8 +204,16 @@ private slots:
         const AnkiNote raw{u"tab\t\"q\"\nline"_qs, {}, u"tab\there \"q\"\r\nline"_qs};
         const QString path = AnkiTextFile::pendingPath(m_dir.path(), target);
         QCOMPARE(QFileInfo(path).fileName(), u"anki-notes-日本語__Words-Basic.txt"_qs);
-        QVERIFY(!AnkiTextFile::append(path, {marked, escaped}, target));
-        QVERIFY(!AnkiTextFile::append(path, {raw}, target));
+        using Appended = AnkiTextFile::Appended;
+        auto append = [&](const QList<AnkiNote>& notes) {
+            const auto outcome = AnkiTextFile::append(path, notes, target);
+            return std::holds_alternative<Appended>(outcome) ? std::get<Appended>(outcome) : Appended{-1, -1};
+        };
+        QCOMPARE(append({marked, escaped}).written, 2);
+        // A note already waiting is not written twice.
+        const Appended again = append({raw, marked, raw});
+        QCOMPARE(again.written, 1);
+        QCOMPARE(again.alreadyThere, 2);
 
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
@@ -277,12 +285,19 @@ private slots:
     void notRunningWritesTheFile() {
         const AnkiTarget target{u"Nubra"_qs, u"Basic"_qs};
         const AnkiNote note = AnkiNote::from(lookup(u"A "_qs, u"word"_qs, u"."_qs));
-        const AnkiReport report = deliver(LocalHttpServer::closedPortUrl(), {note, note}, target);
+        const AnkiNote other = AnkiNote::from(lookup(u"A "_qs, u"bird"_qs, u"."_qs));
+        const QUrl closed = LocalHttpServer::closedPortUrl();
+        AnkiReport report = deliver(closed, {note, other}, target);
         const QString path = AnkiTextFile::pendingPath(m_dir.path(), target);
         QCOMPARE(report.filePath, path);
         QCOMPARE(report.filed, 2);
         QCOMPARE(report.added + report.failed, 0);
-        QVERIFY(report.message().contains(path));
+        QCOMPARE(report.message(),
+                 u"Anki (with AnkiConnect) is not running: saved to %1 for File › Import."_qs.arg(path));
+        report = deliver(closed, {note}, target);
+        QCOMPARE(report.filed, 0);
+        QCOMPARE(report.message(),
+                 u"Anki is not running; what was sent is already waiting in %1."_qs.arg(path));
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(AnkiImport::parse(QString::fromUtf8(file.readAll())).rows.size(), 2);

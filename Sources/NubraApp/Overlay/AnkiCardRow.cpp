@@ -34,6 +34,16 @@ AnkiCardRow::AnkiCardRow(QWidget* parent)
 
     connect(m_button, &QPushButton::clicked, this, &AnkiCardRow::addRequested);
     retranslate();
+    applyColors();
+}
+
+void AnkiCardRow::applyColors() {
+    // As dim as the card's other secondary texts.
+    QPalette palette = m_message->palette();
+    QColor color = this->palette().color(QPalette::WindowText);
+    color.setAlphaF(0.62f);
+    palette.setColor(QPalette::WindowText, color);
+    m_message->setPalette(palette);
 }
 
 void AnkiCardRow::reset() {
@@ -70,5 +80,7 @@ void AnkiCardRow::retranslate() {
 void AnkiCardRow::changeEvent(QEvent* event) {
     if (event->type() == QEvent::LanguageChange)
         retranslate();
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange)
+        applyColors();
     QWidget::changeEvent(event);
 }

@@ -29,6 +29,7 @@ protected:
 
 private:
     void retranslate();
+    void applyColors();
 
     QPushButton* m_button;
     QLabel* m_message;

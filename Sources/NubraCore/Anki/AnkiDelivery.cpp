@@ -49,7 +49,11 @@ QString AnkiReport::message() const {
         parts << L10n::t(
             QStringLiteral("Anki is not running, and %1 could not be written: %2").arg(*filePath, *fileError),
             QStringLiteral("Anki 未运行，且无法写入 %1：%2").arg(*filePath, *fileError));
-    else if (filePath && filed > 0)
+    if (filePath && alreadyFiled > 0 && filed == 0)
+        parts << L10n::t(
+            QStringLiteral("Anki is not running; what was sent is already waiting in %1.").arg(*filePath),
+            QStringLiteral("Anki 未运行；所发送的卡片已在 %1 中等待导入。").arg(*filePath));
+    if (filePath && filed > 0)
         parts << L10n::t(
             QStringLiteral("Anki (with AnkiConnect) is not running: saved to %1 for File › Import.")
                 .arg(*filePath),
@@ -136,19 +140,23 @@ void AnkiDelivery::fileRemaining(qsizetype from) {
     const QString path = AnkiTextFile::pendingPath(m_pendingFolder, target);
     QPointer<AnkiDelivery> self(this);
     QThreadPool::globalInstance()->start([self, rest, target, path] {
-        const std::optional<QString> failure = AnkiTextFile::append(path, rest, target);
+        const std::variant<AnkiTextFile::Appended, QString> outcome =
+            AnkiTextFile::append(path, rest, target);
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
-            [self, failure, path, count = int(rest.size())] {
+            [self, outcome, path, count = int(rest.size())] {
                 if (!self)
                     return;
-                if (failure) {
-                    self->m_report.failed += count;
-                    self->m_report.fileError = *failure;
+                AnkiReport& report = self->m_report;
+                report.filePath = path;
+                if (const auto* failure = std::get_if<QString>(&outcome)) {
+                    report.failed += count;
+                    report.fileError = *failure;
+                } else {
+                    report.filed = std::get<AnkiTextFile::Appended>(outcome).written;
+                    report.alreadyFiled = std::get<AnkiTextFile::Appended>(outcome).alreadyThere;
                 }
-                self->m_report.filePath = path;
-                self->m_report.filed = failure ? 0 : count;
-                emit self->finished(self->m_report);
+                emit self->finished(report);
             },
             Qt::QueuedConnection);
     });

@@ -14,9 +14,11 @@ struct AnkiReport {
     int added = 0;
     int duplicates = 0;
     int failed = 0;
-    // The file the notes were appended to because Anki was not running, how many, and why not.
+    // The file the notes were appended to because Anki was not running, how many, how many it held
+    // already, and why it could not be written.
     std::optional<QString> filePath;
     int filed = 0;
+    int alreadyFiled = 0;
     std::optional<QString> fileError;
     // The first failure of a call to Anki, other than it not running.
     std::optional<AnkiError> error;

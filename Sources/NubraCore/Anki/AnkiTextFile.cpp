@@ -75,22 +75,34 @@ QString pendingPath(const QString& folder, const AnkiTarget& target) {
         QStringLiteral("anki-notes-%1-%2.txt").arg(fileNamePart(target.deck), fileNamePart(target.noteType)));
 }
 
-std::optional<QString> append(const QString& path, const QList<AnkiNote>& notes, const AnkiTarget& target) {
+std::variant<Appended, QString> append(const QString& path, const QList<AnkiNote>& notes,
+                                       const AnkiTarget& target) {
     QMutexLocker lock(&appendMutex);
     // The notes are lookups, as private as the history beside them.
     PrivateFiles::ensureFolder(QFileInfo(path).absolutePath());
     PrivateFiles::ensureFile(path);
     QFile file(path);
-    if (!file.open(QIODevice::Append))
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Append))
         return file.errorString();
-    QByteArray out;
-    if (file.size() == 0)
-        out = header(target);
-    for (const AnkiNote& note : notes)
-        out += line({note.front(), note.back, QString::fromLatin1(tag)});
+    // Notes wait here only until they are imported; the file stays small enough to read whole.
+    file.seek(0);
+    QByteArray present = '\n' + file.readAll();
+    Appended appended;
+    QByteArray out = file.size() == 0 ? header(target) : QByteArray();
+    for (const AnkiNote& note : notes) {
+        const QByteArray text = line({note.front(), note.back, QString::fromLatin1(tag)});
+        const QByteArray needle = '\n' + text;
+        if (present.contains(needle)) {
+            ++appended.alreadyThere;
+            continue;
+        }
+        present += text;
+        out += text;
+        ++appended.written;
+    }
     if (file.write(out) != out.size() || !file.flush())
         return file.errorString();
-    return std::nullopt;
+    return appended;
 }
 
 QString suggestedFileName(const QDateTime& now) {

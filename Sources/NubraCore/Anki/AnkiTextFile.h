@@ -7,7 +7,7 @@
 #include <QList>
 #include <QString>
 
-#include <optional>
+#include <variant>
 
 // Where notes go and what they go as.
 struct AnkiTarget {
@@ -36,10 +36,15 @@ QByteArray document(const QList<AnkiNote>& notes, const AnkiTarget& target);
 QString pendingPath(const QString& folder, const AnkiTarget& target);
 QString pendingFolder();
 
-// Appends the notes to `path`, starting it with the header when it is new or empty; the file and its
-// folder are made private to the user.
-// Blocking file I/O: call it off the GUI thread. Answers why it failed, or nothing.
-std::optional<QString> append(const QString& path, const QList<AnkiNote>& notes, const AnkiTarget& target);
+struct Appended {
+    int written = 0;
+    int alreadyThere = 0; // the same line is in the file, from an earlier click
+};
+// Appends the notes to `path`, starting it with the header when it is new or empty, and leaves out a
+// note the file already holds; the file and its folder are made private to the user. Blocking file
+// I/O: call it off the GUI thread. Answers what was written, or why it failed.
+std::variant<Appended, QString> append(const QString& path, const QList<AnkiNote>& notes,
+                                       const AnkiTarget& target);
 
 // "Nubra-Anki-<display time with ':' as '-'>.txt", for the history's export.
 QString suggestedFileName(const QDateTime& now);

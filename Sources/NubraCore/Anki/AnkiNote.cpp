@@ -36,7 +36,7 @@ std::optional<qsizetype> sentenceEnd(const QString& text, qsizetype from) {
         while (end < text.size() &&
                (isCloser(text.at(end)) || isWideStop(text.at(end)) || isNarrowStop(text.at(end))))
             ++end;
-        // "3.5" and "e.g." go on: a narrow stop ends a sentence only before a blank or the end.
+        // "3.5" and "example.com" go on: a narrow stop ends a sentence only before a blank or the end.
         if (isNarrowStop(c) && end < text.size() && !text.at(end).isSpace())
             continue;
         return end;
@@ -47,6 +47,7 @@ std::optional<qsizetype> sentenceEnd(const QString& text, qsizetype from) {
 QString htmlText(const QString& text) {
     QString escaped = text.toHtmlEscaped();
     escaped.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    escaped.replace(u'\r', u'\n');
     escaped.replace(u'\n', QStringLiteral("<br>"));
     escaped.replace(u'\t', u' ');
     return escaped;

@@ -1,10 +1,14 @@
+#include "NubraApp/Overlay/AnkiCardRow.h"
 #include "NubraApp/Overlay/CardPlacement.h"
 #include "NubraApp/Overlay/CardView.h"
 #include "NubraApp/Overlay/CardWindow.h"
 #include "NubraCore/Vocabulary/L10n.h"
 #include "OverlayTestKit.h"
+#include "TestSupport/AnkiConnectStandIn.h"
 
 #include <QLabel>
+#include <QPushButton>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -135,6 +139,39 @@ private slots:
             QVERIFY(flags.testFlag(Qt::TextSelectableByMouse));
             QVERIFY(flags.testFlag(Qt::TextSelectableByKeyboard));
         }
+    }
+
+    // Offered once the explanation is complete; a second click finds the note already in Anki.
+    void addToAnki() {
+        AnkiConnectStandIn anki;
+        qputenv("NUBRA_ANKI_URL", anki.url().toEncoded());
+        const auto unset = qScopeGuard([] { qunsetenv("NUBRA_ANKI_URL"); });
+        OverlayTestKit kit;
+        kit.answer({sse::done(u"A <b> & c"_qs, u"Here"_qs)});
+        kit.trigger(u"word"_qs);
+        QVERIFY(!shows(view(kit), "ankiRow"));
+        QTRY_VERIFY_WITH_TIMEOUT(shows(view(kit), "ankiRow"), 5000);
+        AnkiCardRow* row = view(kit)->ankiRow();
+        auto* button = row->findChild<QPushButton*>(u"addToAnkiButton"_qs);
+        QCOMPARE(button->text(), u"Add to Anki"_qs);
+
+        QTest::mouseClick(button, Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(row->message(), u"Added to Anki (deck “Nubra”)."_qs, 5000);
+        QCOMPARE(anki.notes().size(), std::size_t(1));
+        const QJsonObject fields = anki.notes()[0].fields;
+        QCOMPARE(fields.value(u"Front"_qs).toString(), u"<p>before <b>word</b> after</p><p>word</p>"_qs);
+        QVERIFY(
+            fields.value(u"Back"_qs).toString().startsWith(u"<p>A &lt;b&gt; &amp; c</p><hr><p>Here</p>"_qs));
+        QTest::mouseClick(button, Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(row->message(), u"Already in Anki."_qs, 5000);
+        QCOMPARE(anki.notes().size(), std::size_t(1));
+
+        // The next explanation starts without the message.
+        kit.answer({sse::done(u"Other"_qs, QString())});
+        kit.trigger(u"other"_qs);
+        QTRY_VERIFY_WITH_TIMEOUT(shows(view(kit), "ankiRow"), 5000);
+        QCOMPARE(row->message(), QString());
+        nubraDirectSession()->clearConnectionCache();
     }
 
     void windowNeverActivatesOnShow() {

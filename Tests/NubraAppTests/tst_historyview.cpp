@@ -2,7 +2,9 @@
 #include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraApp/History/HistoryView.h"
 #include "NubraCore/History/HistoryExporter.h"
+#include "NubraCore/Service/GlossAPI.h"
 #include "NubraCore/Vocabulary/L10n.h"
+#include "TestSupport/AnkiConnectStandIn.h"
 
 #include <QClipboard>
 #include <QFileDialog>
@@ -217,6 +219,53 @@ private slots:
         static_cast<QDialog*>(dialog)->accept();
         QTRY_VERIFY(shownMessage(view).startsWith(u"Export failed: "_qs));
         QVERIFY(shownMessage(view).size() > u"Export failed: "_qs.size());
+    }
+
+    // The selected rows go to Anki and into the Anki export; none selected, the export takes all listed.
+    void ankiTakesTheSelectedRows() {
+        AnkiConnectStandIn anki;
+        qputenv("NUBRA_ANKI_URL", anki.url().toEncoded());
+        const auto unset = qScopeGuard([] { qunsetenv("NUBRA_ANKI_URL"); });
+        Kit kit;
+        kit.add(u"pear"_qs);
+        kit.add(u"apple"_qs, 1);
+        kit.add(u"plum"_qs, 2);
+        HistoryView view(*kit.state);
+        view.show();
+        auto* list = child<QListView>(view, "recordList");
+        auto* add = child<QPushButton>(view, "addToAnkiButton");
+        QVERIFY(!add->isEnabled());
+        list->selectionModel()->select(list->model()->index(2, 0), QItemSelectionModel::Select);
+        list->selectionModel()->select(list->model()->index(0, 0), QItemSelectionModel::Select);
+        QCOMPARE(view.selectedRecords().size(), 2);
+        QCOMPARE(view.selectedRecords()[0].selectedText, u"pear"_qs);
+        QVERIFY(add->isEnabled());
+        click(view, "addToAnkiButton");
+        QTRY_COMPARE_WITH_TIMEOUT(shownMessage(view), u"Added 2 notes to Anki (deck “Nubra”)."_qs, 5000);
+        QCOMPARE(anki.notes().size(), std::size_t(2));
+        QVERIFY(anki.notes()[1].fields.value(u"Front"_qs).toString().contains(u"plum"_qs));
+
+        const auto exported = [&](const QString& name) {
+            click(view, "exportAnkiButton");
+            QFileDialog* dialog = view.exportDialog();
+            if (!dialog || !dialog->selectedFiles().value(0).endsWith(u".txt"_qs))
+                return QByteArray();
+            dialog->selectFile(kit.dir.filePath(name));
+            static_cast<QDialog*>(dialog)->accept();
+            QFile file(kit.dir.filePath(name));
+            if (!QTest::qWaitFor([&] { return file.exists(); }, 5000) || !file.open(QIODevice::ReadOnly))
+                return QByteArray();
+            return file.readAll();
+        };
+        QByteArray text = exported(u"selected.txt"_qs);
+        QVERIFY(text.startsWith("#separator:tab\n#html:true\n#deck:Nubra\n#notetype:Basic\n"));
+        QCOMPARE(text.count("\tnubra\n"), 2);
+        QTRY_COMPARE(shownMessage(view), u"Exported 2 record(s) to selected.txt"_qs);
+        list->clearSelection();
+        QVERIFY(!add->isEnabled());
+        text = exported(u"listed.txt"_qs);
+        QCOMPARE(text.count("\tnubra\n"), 3);
+        nubraDirectSession()->clearConnectionCache();
     }
 
     void windowIsCreatedOnceAndReloadsWhenActivated() {

@@ -93,6 +93,8 @@ private slots:
             settings.setTriggerMode(TriggerMode::doubleClick);
             settings.setOptionModifier(OptionModifier::command);
             settings.setRemoteDesktopCopy(true);
+            settings.setAnkiDeck(" Japanese::Vocab ");
+            settings.setAnkiNoteType("Basic (and reversed card)");
             settings.setPaused(true);
             settings.setHistoryLimit(5);
             settings.setExcludedApps({});
@@ -111,6 +113,11 @@ private slots:
         QCOMPARE(next.triggerMode(), TriggerMode::doubleClick);
         QCOMPARE(next.optionModifier(), OptionModifier::command);
         QVERIFY(next.remoteDesktopCopy());
+        QCOMPARE(next.ankiDeck(), QStringLiteral("Japanese::Vocab"));
+        QCOMPARE(next.ankiNoteType(), QStringLiteral("Basic (and reversed card)"));
+        // A blank choice is the default again.
+        next.setAnkiDeck(" ");
+        QCOMPARE(next.ankiDeck(), QStringLiteral("Nubra"));
         QVERIFY(!next.paused());
         QCOMPARE(next.historyLimit(), 100);
         QCOMPARE(next.excludedApps(), SelectionGate::defaultExcludedApps());

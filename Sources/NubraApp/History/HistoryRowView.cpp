@@ -173,6 +173,12 @@ void HistoryRowView::paint(QPainter* painter, const QStyleOptionViewItem& option
     const QRect rect = option.rect;
     if (option.state & QStyle::State_MouseOver)
         painter->fillRect(rect, palette.color(QPalette::AlternateBase));
+    // Selected rows are what "Add to Anki" takes.
+    if (option.state & QStyle::State_Selected) {
+        QColor selected = palette.color(QPalette::Highlight);
+        selected.setAlphaF(0.18f);
+        painter->fillRect(rect, selected);
+    }
     // The row that keyboard Copy and Delete act on.
     if ((option.state & QStyle::State_HasFocus) && (option.state & QStyle::State_Active)) {
         QColor focus = palette.color(QPalette::Highlight);

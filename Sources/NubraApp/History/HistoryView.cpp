@@ -4,7 +4,9 @@
 #include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraApp/Foundation/Pronouncer.h"
 #include "NubraApp/History/HistoryListModel.h"
+#include "NubraCore/Anki/AnkiDelivery.h"
 #include "NubraCore/History/HistoryExporter.h"
+#include "NubraCore/Service/GlossAPI.h"
 #include "NubraCore/Vocabulary/L10n.h"
 
 #include <QApplication>
@@ -18,6 +20,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMenu>
 #include <QMimeDatabase>
 #include <QMouseEvent>
 #include <QPushButton>
@@ -107,17 +110,31 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
         new QPushButton(QIcon::fromTheme(QStringLiteral("text-x-script")),
                         L10n::t(QStringLiteral("Export JSONL"), QStringLiteral("导出 JSONL")), searchSection);
     exportJsonl->setObjectName(QStringLiteral("exportJsonlButton"));
+    auto* exportAnki =
+        new QPushButton(QIcon::fromTheme(QStringLiteral("text-x-generic")),
+                        L10n::t(QStringLiteral("Export Anki"), QStringLiteral("导出 Anki")), searchSection);
+    exportAnki->setObjectName(QStringLiteral("exportAnkiButton"));
+    exportAnki->setToolTip(
+        L10n::t(QStringLiteral("A text file Anki imports: the selected records, or all "
+                               "listed when none is selected"),
+                QStringLiteral("Anki 可导入的文本文件：所选记录；未选择时为全部列出的记录")));
+    m_addToAnki =
+        new QPushButton(L10n::t(QStringLiteral("Add to Anki"), QStringLiteral("添加到 Anki")), searchSection);
+    m_addToAnki->setObjectName(QStringLiteral("addToAnkiButton"));
+    m_addToAnki->setEnabled(false);
     auto* clearAll =
         new QPushButton(L10n::t(QStringLiteral("Clear All"), QStringLiteral("清空全部")), searchSection);
     clearAll->setObjectName(QStringLiteral("clearAllButton"));
     QPalette destructive = clearAll->palette();
     destructive.setColor(QPalette::ButtonText, QColor(204, 36, 29));
     clearAll->setPalette(destructive);
-    for (QPushButton* button : {exportMarkdown, exportJsonl, clearAll})
+    for (QPushButton* button : {exportMarkdown, exportJsonl, exportAnki, m_addToAnki, clearAll})
         button->setAutoDefault(false);
     buttonRow->addWidget(exportMarkdown);
     buttonRow->addWidget(exportJsonl);
+    buttonRow->addWidget(exportAnki);
     buttonRow->addStretch(1);
+    buttonRow->addWidget(m_addToAnki);
     buttonRow->addWidget(clearAll);
     searchLayout->addLayout(buttonRow);
 
@@ -141,7 +158,9 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
     m_list->setObjectName(QStringLiteral("recordList"));
     m_list->setModel(m_model);
     m_list->setItemDelegate(m_rows);
-    m_list->setSelectionMode(QAbstractItemView::NoSelection);
+    // Rows are selected for Anki, one or many.
+    m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
     m_list->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -175,6 +194,11 @@ HistoryView::HistoryView(AppState& state, QWidget* parent)
     connect(searchButton, &QPushButton::clicked, this, &HistoryView::reload);
     connect(exportMarkdown, &QPushButton::clicked, this, [this] { startExport(ExportFormat::markdown); });
     connect(exportJsonl, &QPushButton::clicked, this, [this] { startExport(ExportFormat::jsonl); });
+    connect(exportAnki, &QPushButton::clicked, this, [this] { startExport(ExportFormat::anki); });
+    connect(m_addToAnki, &QPushButton::clicked, this, &HistoryView::addSelectionToAnki);
+    connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { m_addToAnki->setEnabled(m_list->selectionModel()->hasSelection()); });
+    connect(m_list, &QListView::customContextMenuRequested, this, &HistoryView::showListMenu);
     connect(clearAll, &QPushButton::clicked, this, &HistoryView::clearAll);
     // Queued: the click that asks for the delete is still being delivered to the row.
     connect(m_rows, &HistoryRowView::deleteRequested, this, &HistoryView::deleteRecord, Qt::QueuedConnection);
@@ -251,6 +275,8 @@ void HistoryView::reload() {
     // The search keeps the blanks around the keyword; they only decide whether there is one.
     m_model->setRecords(isBlankKeyword(keyword) ? m_state.history().recent(limit)
                                                 : m_state.history().search(keyword, limit));
+    // A reset model has no selection left, and says nothing about it.
+    m_addToAnki->setEnabled(false);
     renderRecords();
     if (!m_state.settings().recordHistory())
         setMessage(L10n::t(QStringLiteral("History recording is off — new lookups won't be saved."),
@@ -277,6 +303,51 @@ void HistoryView::setMessage(const QString& text) {
     m_messageLabel->show();
 }
 
+QList<HistoryRecord> HistoryView::selectedRecords() const {
+    QModelIndexList rows = m_list->selectionModel()->selectedRows();
+    std::sort(rows.begin(), rows.end(),
+              [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
+    QList<HistoryRecord> records;
+    for (const QModelIndex& row : rows)
+        records << m_model->record(row.row());
+    return records;
+}
+
+void HistoryView::showListMenu(const QPoint& at) {
+    const QModelIndex under = m_list->indexAt(at);
+    if (!under.isValid())
+        return;
+    // A right click outside the selection acts on that row alone, as file managers do.
+    if (!m_list->selectionModel()->isSelected(under))
+        m_list->selectionModel()->select(under, QItemSelectionModel::ClearAndSelect);
+    QMenu menu(this);
+    menu.addAction(L10n::t(QStringLiteral("Add to Anki"), QStringLiteral("添加到 Anki")), this,
+                   &HistoryView::addSelectionToAnki);
+    menu.addAction(L10n::t(QStringLiteral("Export for Anki…"), QStringLiteral("导出为 Anki 文件…")), this,
+                   [this] { startExport(ExportFormat::anki); });
+    menu.exec(m_list->viewport()->mapToGlobal(at));
+}
+
+void HistoryView::addSelectionToAnki() {
+    const QList<HistoryRecord> records = selectedRecords();
+    if (records.isEmpty())
+        return;
+    QList<AnkiNote> notes;
+    for (const HistoryRecord& record : records)
+        notes << AnkiNote::fromStored(record);
+    const AppSettings& settings = m_state.settings();
+    auto* delivery = new AnkiDelivery(AnkiConnect(AnkiConnect::configuredURL(), nubraDirectSession()),
+                                      AnkiTextFile::pendingFolder(), this);
+    m_addToAnki->setEnabled(false);
+    setMessage(L10n::t(QStringLiteral("Adding to Anki…"), QStringLiteral("正在添加到 Anki…")));
+    connect(delivery, &AnkiDelivery::finished, this, [this, delivery](const AnkiReport& report) {
+        delivery->deleteLater();
+        m_addToAnki->setEnabled(m_list->selectionModel()->hasSelection());
+        setMessage(report.message());
+    });
+    delivery->send(notes, {settings.ankiDeck(), settings.ankiNoteType()});
+}
+
 void HistoryView::clearAll() {
     // What the user saw listed (after search and limit) is what the message reports.
     const qsizetype listed = m_model->rowCount();
@@ -299,6 +370,7 @@ void HistoryView::startExport(ExportFormat format) {
     if (m_exportDialog)
         m_exportDialog->close();
     const bool markdown = format == ExportFormat::markdown;
+    const bool anki = format == ExportFormat::anki;
     auto* dialog = new QFileDialog(
         this, L10n::t(QStringLiteral("Export History"), QStringLiteral("导出历史记录")), startDirectory());
     dialog->setObjectName(QStringLiteral("exportDialog"));
@@ -308,16 +380,21 @@ void HistoryView::startExport(ExportFormat format) {
     dialog->setFileMode(QFileDialog::AnyFile);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     const QString anyFile = typeFilter(QStringLiteral("application/octet-stream"), {QStringLiteral("*")});
-    if (markdown)
+    if (anki)
+        dialog->setNameFilters(
+            {typeFilter(QStringLiteral("text/plain"), {QStringLiteral("*.txt")}), anyFile});
+    else if (markdown)
         dialog->setNameFilters(
             {typeFilter(QStringLiteral("text/markdown")), typeFilter(QStringLiteral("text/plain")), anyFile});
     else
         dialog->setNameFilters(
             {typeFilter(QStringLiteral("application/json"), {QStringLiteral("*.jsonl")}), anyFile});
     // After the filters: choosing a filter rewrites the suffix of the name already typed.
-    dialog->selectFile(HistoryExporter::suggestedFileName(markdown ? HistoryExporter::Format::markdown
-                                                                   : HistoryExporter::Format::jsonl,
-                                                          QDateTime::currentDateTime()));
+    const QDateTime now = QDateTime::currentDateTime();
+    dialog->selectFile(anki ? AnkiTextFile::suggestedFileName(now)
+                            : HistoryExporter::suggestedFileName(markdown ? HistoryExporter::Format::markdown
+                                                                          : HistoryExporter::Format::jsonl,
+                                                                 now));
     connect(dialog, &QFileDialog::fileSelected, this,
             [this, format](const QString& path) { writeExport(format, path); });
     m_exportDialog = dialog;
@@ -325,10 +402,26 @@ void HistoryView::startExport(ExportFormat format) {
 }
 
 void HistoryView::writeExport(ExportFormat format, const QString& path) {
-    const QList<HistoryRecord>& records = m_model->records();
-    const QByteArray text = format == ExportFormat::markdown
-                                ? HistoryExporter::markdown(records, QDateTime::currentDateTime())
-                                : HistoryExporter::jsonl(records);
+    QList<HistoryRecord> records = m_model->records();
+    QByteArray text;
+    switch (format) {
+    case ExportFormat::markdown:
+        text = HistoryExporter::markdown(records, QDateTime::currentDateTime());
+        break;
+    case ExportFormat::jsonl:
+        text = HistoryExporter::jsonl(records);
+        break;
+    case ExportFormat::anki: {
+        if (m_list->selectionModel()->hasSelection())
+            records = selectedRecords();
+        QList<AnkiNote> notes;
+        for (const HistoryRecord& record : records)
+            notes << AnkiNote::fromStored(record);
+        const AppSettings& settings = m_state.settings();
+        text = AnkiTextFile::document(notes, {settings.ankiDeck(), settings.ankiNoteType()});
+        break;
+    }
+    }
     const qsizetype count = records.size();
     const QString fileName = QFileInfo(path).fileName();
     // The write may meet a slow or remote disk, so it runs off the GUI thread; QSaveFile replaces the

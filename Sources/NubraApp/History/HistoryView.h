@@ -15,6 +15,7 @@ class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QListView;
+class QPushButton;
 class QStackedWidget;
 
 // Browse, search, copy, delete and export past lookups. The list reloads when the view is shown, when
@@ -37,13 +38,18 @@ public:
     QFileDialog* exportDialog() const;
     // Where a listed row's link is, in the list viewport's coordinates.
     QRect linkRect(int row, HistoryRowView::Link link) const;
+    // The records of the selected rows, in list order.
+    QList<HistoryRecord> selectedRecords() const;
+    // Sends the selected rows to Anki (the selection's context menu and the "Add to Anki" button).
+    void addSelectionToAnki();
 
 protected:
     void showEvent(QShowEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    enum class ExportFormat { markdown, jsonl };
+    // The Anki text file holds the selected rows, or every listed row when none is selected.
+    enum class ExportFormat { markdown, jsonl, anki };
 
     void clearAll();
     // The row's Delete link and the Delete key: the record goes, the list follows.
@@ -51,6 +57,7 @@ private:
     void startExport(ExportFormat format);
     void writeExport(ExportFormat format, const QString& path);
     void setMessage(const QString& text);
+    void showListMenu(const QPoint& at);
     void renderRecords();
 
     AppState& m_state;
@@ -61,6 +68,7 @@ private:
     QGroupBox* m_recordsSection;
     QStackedWidget* m_recordsPages;
     QListView* m_list;
+    QPushButton* m_addToAnki;
     QPointer<QFileDialog> m_exportDialog;
     std::optional<QString> m_message;
 };

@@ -1,6 +1,7 @@
 #include "NubraApp/Overlay/CardView.h"
 
 #include "NubraApp/Foundation/Pronouncer.h"
+#include "NubraApp/Overlay/AnkiCardRow.h"
 #include "NubraApp/Overlay/SpeakerButton.h"
 #include "NubraCore/Lookup/LookupProgress.h"
 #include "NubraCore/Vocabulary/L10n.h"
@@ -135,6 +136,9 @@ CardView::CardView(QWidget* parent) : QWidget(parent) {
     // The read-aloud button ends the first heading, across from "Definition".
     m_speaker = new SpeakerButton(Pronouncer::installed(), m_glossSection);
     glossHeadingRow->addWidget(m_speaker, 0, Qt::AlignVCenter);
+    m_ankiRow = new AnkiCardRow(this);
+    connect(m_ankiRow, &AnkiCardRow::changed, this, &CardView::contentChanged);
+    layout->addWidget(m_ankiRow);
     layout->addStretch(1);
 
     applyColors();
@@ -176,6 +180,9 @@ void CardView::present(const LookupProgress& progress) {
     if (follow(m_errorMessage, progress.errorMessage()))
         m_errorText->setText(spacedHtml(m_errorMessage.value_or(QString()), 3));
     follow(m_loading, progress.isLoading());
+    // A new explanation starts without the last one's Anki message.
+    if (follow(m_complete, progress.result().has_value()) && m_complete)
+        m_ankiRow->reset();
     if (changed)
         renderChoice();
 }
@@ -198,6 +205,7 @@ void CardView::renderChoice() {
     m_errorText->setVisible(content == Content::error);
     m_glossSection->setVisible(content == Content::explanation && !m_gloss.isEmpty());
     m_contextSection->setVisible(content == Content::explanation && !m_contextualMeaning.isEmpty());
+    m_ankiRow->setVisible(content == Content::explanation && m_complete);
     m_content = content;
     emit contentChanged();
 }

@@ -5,6 +5,7 @@
 
 #include <optional>
 
+class AnkiCardRow;
 class LookupProgress;
 class QLabel;
 class SpeakerButton;
@@ -29,6 +30,8 @@ public:
     Content content() const { return m_content; }
     // The height the card needs at its fixed width.
     int fittingHeight() const;
+    // "Add to Anki", shown under a complete explanation.
+    AnkiCardRow* ankiRow() const { return m_ankiRow; }
 
     // The looked-up text, which the read-aloud button reads.
     void setSpokenText(const QString& text);
@@ -51,6 +54,7 @@ private:
     QString m_contextualMeaning;
     std::optional<QString> m_errorMessage;
     bool m_loading = false;
+    bool m_complete = false;
     Content m_content = Content::nothing;
 
     QWidget* m_loadingRow = nullptr;
@@ -63,4 +67,5 @@ private:
     QWidget* m_contextSection = nullptr;
     QLabel* m_contextHeading = nullptr;
     QLabel* m_contextText = nullptr;
+    AnkiCardRow* m_ankiRow = nullptr;
 };

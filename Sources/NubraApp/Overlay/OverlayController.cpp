@@ -3,10 +3,13 @@
 #include "NubraApp/Foundation/AppState.h"
 #include "NubraApp/Foundation/HistoryNotifier.h"
 #include "NubraApp/Foundation/Pronouncer.h"
+#include "NubraApp/Overlay/AnkiCardRow.h"
 #include "NubraApp/Overlay/CardView.h"
 #include "NubraApp/Overlay/CardWindow.h"
+#include "NubraCore/Anki/AnkiDelivery.h"
 #include "NubraCore/Lookup/LookupHistory.h"
 #include "NubraCore/Lookup/SelectionLimit.h"
+#include "NubraCore/Service/GlossAPI.h"
 #include "NubraCore/Service/GlossLookup.h"
 #include "NubraPlatform/FrontApplications.h"
 #include "NubraPlatform/ScreenGeometry.h"
@@ -82,6 +85,7 @@ void OverlayController::show(const SelectionSnapshot& snapshot) {
     if (!m_window) {
         m_window = std::make_unique<CardWindow>();
         connect(m_window.get(), &CardWindow::dismissRequested, this, &OverlayController::close);
+        connect(m_window->view()->ankiRow(), &AnkiCardRow::addRequested, this, &OverlayController::addToAnki);
         m_window->view()->present(m_progress);
     }
     m_window->view()->setSpokenText(m_selectedText);
@@ -122,6 +126,8 @@ void OverlayController::send(AppState& state, const std::shared_ptr<const GlossR
         token = state.deviceToken();
 
     m_lookup = state.api().gloss(*request, token, state.deviceId());
+    m_sentRequest = request;
+    m_state = &state;
     // Connections made with `this` as context end with the lookup (dropLookup disconnects it first), so
     // a replaced lookup can never reach its successor's state.
     GlossLookup* lookup = m_lookup.get();
@@ -152,6 +158,29 @@ void OverlayController::persistHistory(AppState& state, const GlossRequest& requ
         QDateTime::currentDateTime());
     if (outcome != LookupHistory::Outcome::skipped)
         HistoryNotifier::shared().post();
+}
+
+void OverlayController::addToAnki() {
+    const std::optional<GlossResult>& result = m_progress.result();
+    if (!result || !m_sentRequest || !m_state || !m_window)
+        return;
+    // The card has the whole context, not the history's cut of it.
+    HistoryRecord record = LookupHistory::record(*m_sentRequest, *result, QDateTime::currentDateTime());
+    record.contextBefore = m_sentRequest->contextBefore();
+    record.contextAfter = m_sentRequest->contextAfter();
+    const AppSettings& settings = m_state->settings();
+    auto* delivery = new AnkiDelivery(AnkiConnect(AnkiConnect::configuredURL(), nubraDirectSession()),
+                                      AnkiTextFile::pendingFolder(), this);
+    AnkiCardRow* row = m_window->view()->ankiRow();
+    row->showSending();
+    // A newer lookup or a close in the meantime takes the card; the note is still delivered.
+    connect(delivery, &AnkiDelivery::finished, this,
+            [this, delivery, row, serial = m_requestSerial](const AnkiReport& report) {
+                delivery->deleteLater();
+                if (serial == m_requestSerial)
+                    row->showResult(report.message());
+            });
+    delivery->send({AnkiNote::from(record)}, {settings.ankiDeck(), settings.ankiNoteType()});
 }
 
 void OverlayController::dropLookup() {

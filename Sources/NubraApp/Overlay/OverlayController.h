@@ -5,11 +5,13 @@
 #include "NubraCore/Lookup/LookupProgress.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 #include <memory>
 #include <optional>
 
+class AnkiDelivery;
 class AppState;
 class CardWindow;
 class FrontApplications;
@@ -62,6 +64,10 @@ public:
     // The card window, once the card has been shown.
     CardWindow* window() const { return m_window.get(); }
 
+    // Sends the complete explanation now shown to Anki, to the deck and note type of the settings; the
+    // card says what became of it.
+    void addToAnki();
+
 signals:
     void selectedTextChanged();
     void contextBeforeChanged();
@@ -99,4 +105,7 @@ private:
     // Counts the requests dropped; a request waiting for the credential goes out only if it is unchanged.
     quint64 m_requestSerial = 0;
     std::unique_ptr<CardWindow> m_window;
+    // What the explanation on the card was asked with, and by which state, for "Add to Anki".
+    std::shared_ptr<const GlossRequest> m_sentRequest;
+    QPointer<AppState> m_state;
 };

@@ -1,5 +1,6 @@
 #include "NubraApp/Settings/ExplanationPage.h"
 
+#include "NubraApp/Settings/AnkiSection.h"
 #include "NubraApp/Settings/SettingPicker.h"
 #include "NubraApp/Settings/SettingsStyle.h"
 
@@ -17,6 +18,7 @@ ExplanationPage::ExplanationPage(AppSettings& settings, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(explanationSection());
     layout->addWidget(modelTierSection());
+    layout->addWidget(new AnkiSection(settings, this));
     layout->addStretch(1);
 }
 

@@ -6,8 +6,8 @@ class AppSettings;
 class QComboBox;
 class QLabel;
 
-// The explanation tab: length, style, output language and model tier of every lookup. Changes take
-// effect at once and are saved with the next save of the settings.
+// The explanation tab: length, style, output language and model tier of every lookup, and where "Add to
+// Anki" puts its notes. Changes take effect at once and are saved with the next save of the settings.
 class ExplanationPage final : public QWidget {
     Q_OBJECT
 

@@ -14,6 +14,8 @@ const QString outputLang = QStringLiteral("outputLang");
 const QString trigger = QStringLiteral("trigger");
 const QString optionModifier = QStringLiteral("optionModifier");
 const QString remoteDesktopCopy = QStringLiteral("remoteDesktopCopy");
+const QString ankiDeck = QStringLiteral("anki.deck");
+const QString ankiNoteType = QStringLiteral("anki.noteType");
 } // namespace Key
 
 template <typename E>
@@ -45,6 +47,10 @@ void AppSettings::loadPersisted() {
     loadChoice<OptionModifier>(m_defaults, Key::optionModifier, *this, &AppSettings::setOptionModifier);
     if (const auto stored = m_defaults.boolean(Key::remoteDesktopCopy))
         setRemoteDesktopCopy(*stored);
+    if (const auto stored = m_defaults.string(Key::ankiDeck))
+        setAnkiDeck(*stored);
+    if (const auto stored = m_defaults.string(Key::ankiNoteType))
+        setAnkiNoteType(*stored);
 }
 
 void AppSettings::persist() {
@@ -58,4 +64,6 @@ void AppSettings::persist() {
     m_defaults.setValue(Key::trigger, rawValue(m_triggerMode));
     m_defaults.setValue(Key::optionModifier, rawValue(m_optionModifier));
     m_defaults.setValue(Key::remoteDesktopCopy, m_remoteDesktopCopy);
+    m_defaults.setValue(Key::ankiDeck, m_ankiDeck);
+    m_defaults.setValue(Key::ankiNoteType, m_ankiNoteType);
 }

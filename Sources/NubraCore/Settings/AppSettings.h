@@ -32,6 +32,8 @@ class AppSettings : public QObject {
     Q_PROPERTY(QSet<QString> excludedApps READ excludedApps WRITE setExcludedApps NOTIFY excludedAppsChanged)
     Q_PROPERTY(bool remoteDesktopCopy READ remoteDesktopCopy WRITE setRemoteDesktopCopy NOTIFY
                    remoteDesktopCopyChanged)
+    Q_PROPERTY(QString ankiDeck READ ankiDeck WRITE setAnkiDeck NOTIFY ankiDeckChanged)
+    Q_PROPERTY(QString ankiNoteType READ ankiNoteType WRITE setAnkiNoteType NOTIFY ankiNoteTypeChanged)
 
 public:
     // Starts from the built-in values; nothing is read until loadPersisted().
@@ -52,6 +54,9 @@ public:
     const QSet<QString>& excludedApps() const { return m_excludedApps; }
     // Whether the synthetic copy may go through a remote-desktop session the desktop asks the user about.
     bool remoteDesktopCopy() const { return m_remoteDesktopCopy; }
+    // Where "Add to Anki" puts its notes; a blank choice means the default.
+    const QString& ankiDeck() const { return m_ankiDeck; }
+    const QString& ankiNoteType() const { return m_ankiNoteType; }
 
     void setStyle(GlossStyle value) { update(m_style, value, &AppSettings::styleChanged); }
     void setLength(GlossLength value) { update(m_length, value, &AppSettings::lengthChanged); }
@@ -75,11 +80,21 @@ public:
     void setRemoteDesktopCopy(bool value) {
         update(m_remoteDesktopCopy, value, &AppSettings::remoteDesktopCopyChanged);
     }
+    void setAnkiDeck(const QString& value) {
+        update(m_ankiDeck, orDefault(value, defaultAnkiDeck), &AppSettings::ankiDeckChanged);
+    }
+    void setAnkiNoteType(const QString& value) {
+        update(m_ankiNoteType, orDefault(value, defaultAnkiNoteType), &AppSettings::ankiNoteTypeChanged);
+    }
+
+    static constexpr const char16_t* defaultAnkiDeck = u"Nubra";
+    static constexpr const char16_t* defaultAnkiNoteType = u"Basic";
 
     // Reads the stored settings over the current values, key by key; a missing or unusable value keeps
     // what is there. The credential is not a setting and is loaded by the caller.
     void loadPersisted();
-    // Writes the nine stored settings in their fixed key order, then the Linux remote-desktop switch.
+    // Writes the nine stored settings in their fixed key order, then the Linux remote-desktop switch and
+    // the Anki deck and note type.
     // Paused, the history limit and the excluded applications are never stored.
     void persist();
 
@@ -98,8 +113,15 @@ signals:
     void permissionPhaseChanged();
     void excludedAppsChanged();
     void remoteDesktopCopyChanged();
+    void ankiDeckChanged();
+    void ankiNoteTypeChanged();
 
 private:
+    static QString orDefault(const QString& value, const char16_t* fallback) {
+        const QString trimmed = value.trimmed();
+        return trimmed.isEmpty() ? QString::fromUtf16(fallback) : trimmed;
+    }
+
     template <typename T> void update(T& field, const T& value, void (AppSettings::*notify)()) {
         if (field == value)
             return;
@@ -122,4 +144,6 @@ private:
     PermissionPhase m_permissionPhase = PermissionPhase::notTrusted;
     QSet<QString> m_excludedApps = SelectionGate::defaultExcludedApps();
     bool m_remoteDesktopCopy = false;
+    QString m_ankiDeck = QString::fromUtf16(defaultAnkiDeck);
+    QString m_ankiNoteType = QString::fromUtf16(defaultAnkiNoteType);
 };

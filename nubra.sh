@@ -29,6 +29,8 @@ PACKAGES=(
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
     libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libxres-dev libbenchmark-dev
     libwayland-dev libwayland-bin libxkbcommon-dev libglib2.0-dev
+    # reading text on the screen, in English and Chinese (the command-line program is the benchmark's reference)
+    libtesseract-dev tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra
     # offline gloss backend data
     wordnet-base
     # test tools

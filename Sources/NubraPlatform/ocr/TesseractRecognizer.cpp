@@ -19,8 +19,9 @@ const QString english = QStringLiteral("eng");
 const QString simplified = QStringLiteral("chi_sim");
 const QString traditional = QStringLiteral("chi_tra");
 
-// Tesseract's line model reads best when a line of ink is about this tall, in pixels.
-constexpr double idealLineHeight = 40;
+// Tesseract reads a line best when its ink is about this tall, in pixels (smaller reads worse, larger
+// costs time and reads no better).
+constexpr double idealLineHeight = 32;
 constexpr double smallestScale = 0.5;
 constexpr double largestScale = 5;
 // The context read stops short of this many pixels, whatever the caller captured.
@@ -201,7 +202,7 @@ std::optional<ScreenText> TesseractRecognizer::read(const QImage& picture, const
 
     ScreenText result{selection.text, {}, {}};
     const QRect window = contextWindow(picture, area, look);
-    if (area.contains(window))
+    if (area.contains(window) || !TextImage::hasInkAround(picture, window, area, look))
         return result;
     double contextScale = scale;
     const double pixels = double(window.width()) * window.height() * scale * scale;

@@ -131,6 +131,25 @@ QImage prepared(const QImage& picture, const QRect& region, const TextImageLook&
     return framed;
 }
 
+bool hasInkAround(const QImage& picture, const QRect& region, const QRect& area, const TextImageLook& look) {
+    const QRect box = region.intersected(picture.rect());
+    const QImage grey = picture.copy(box).convertToFormat(QImage::Format_Grayscale8);
+    // Less than a small letter's worth of ink is a speckle.
+    const int enough = std::max(4, look.lineHeight * look.lineHeight / 8);
+    int ink = 0;
+    for (int y = 0; y < grey.height(); ++y) {
+        const uchar* row = grey.constScanLine(y);
+        for (int x = 0; x < grey.width(); ++x) {
+            if (area.contains(box.x() + x, box.y() + y))
+                continue;
+            ink += (row[x] < look.threshold) != look.lightOnDark;
+            if (ink >= enough)
+                return true;
+        }
+    }
+    return false;
+}
+
 int blankRow(const QImage& picture, int y, int left, int right, int reach, int awayStep,
              const TextImageLook& look) {
     const QRect strip = QRect(left, y - reach, right - left + 1, 2 * reach + 1).intersected(picture.rect());

@@ -25,6 +25,9 @@ TextImageLook look(const QImage& picture, const QRect& area);
 QImage prepared(const QImage& picture, const QRect& region, const TextImageLook& look, double scale,
                 int margin);
 
+// Whether ink lies in `region` outside `area`: whether there is any text around to read.
+bool hasInkAround(const QImage& picture, const QRect& region, const QRect& area, const TextImageLook& look);
+
 // The row nearest `y`, at most `reach` rows away, on which no ink lies between `left` and `right`
 // (searching away from the area first): where a cut through the picture splits no line. `y` itself
 // when there is none.

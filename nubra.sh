@@ -273,6 +273,8 @@ run_bench() {
     cmake --build "$BUILD" --target bench_capture_apps
     log "Selection capture on Wayland (headless sway): settled selection to snapshot, beside a compositor round trip"
     cmake --build "$BUILD" --target bench_capture_wayland
+    log "Text recognition of rendered English and Chinese lines, beside the tesseract program"
+    "$BUILD/bench/ocr/bench_ocr"
     log "The application beside a bare Qt tray program: start-up, idle memory and CPU; bubble and card beside curl"
     "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }

@@ -44,7 +44,7 @@ std::vector<RecognizedWord> TesseractEngine::read(const QImage& image, TextShape
         return words;
     m_api->SetPageSegMode(pageSegMode(shape));
     m_api->SetImage(image.constBits(), image.width(), image.height(), 1, int(image.bytesPerLine()));
-    // The image is scaled so that a line of text is about as tall as 8 pt print at this resolution.
+    // The image is scaled so that a line of text is about as tall as 10 pt print at this resolution.
     m_api->SetSourceResolution(300);
     if (m_api->Recognize(nullptr) != 0) {
         m_api->Clear();

@@ -19,9 +19,9 @@ const QString english = QStringLiteral("eng");
 const QString simplified = QStringLiteral("chi_sim");
 const QString traditional = QStringLiteral("chi_tra");
 
-// Tesseract reads a line best when its ink is about this tall, in pixels (smaller reads worse, larger
-// costs time and reads no better).
-constexpr double idealLineHeight = 32;
+// Tesseract reads a line best when its ink is about this tall, in pixels (at 32 it already misses
+// Chinese characters of 16 px; larger costs time).
+constexpr double idealLineHeight = 40;
 constexpr double smallestScale = 0.5;
 constexpr double largestScale = 5;
 // The context read stops short of this many pixels, whatever the caller captured.
@@ -32,9 +32,8 @@ constexpr int contextWidth = 30;
 // Below these confidences a word is taken for a smudge, a cut glyph or the edge of an icon.
 constexpr float selectedConfidence = 45;
 constexpr float contextConfidence = 60;
-// A reading at least this sure is not compared with another model's.
+// A reading of the English model at least this sure is not compared with the Chinese model's.
 constexpr float sureEnglish = 75;
-constexpr float sureChinese = 85;
 
 QString packageName(const QString& language) {
     return QStringLiteral("tesseract-ocr-") + QString(language).replace(QLatin1Char('_'), QLatin1Char('-'));
@@ -149,22 +148,21 @@ TesseractRecognizer::Reading TesseractRecognizer::readSelection(const QImage& pi
         return readWith(language, picture, area, shape, look, scale);
     };
     const auto surer = [](Reading a, Reading b) { return b.confidence > a.confidence ? b : a; };
+    // Each Chinese model reads the other script's characters confidently as its own (這 as 这 and 这 as
+    // 這), so a second opinion would only convert the text: the locale's script is the one read.
     const bool traditionalFirst = m_chinese == ChineseScript::Traditional;
-    const QString chinese = traditionalFirst ? traditional : simplified;
-    const QString otherChinese = traditionalFirst ? simplified : traditional;
-    const auto readChinese = [&](Reading first) {
-        return first.confidence >= sureChinese ? first : surer(first, read(otherChinese));
-    };
+    QString chinese = traditionalFirst ? traditional : simplified;
+    if (!hasData(chinese))
+        chinese = traditionalFirst ? simplified : traditional;
     // A Chinese reader mostly marks English and an English reader mostly Chinese: the likelier model
-    // goes first, and another is asked only when the first is unsure or sees the other script.
+    // goes first, and the other is asked only when the first is unsure or sees the other script.
     if (outputLanguage == QStringLiteral("zh") && hasData(english)) {
         const Reading first = read(english);
-        return first.confidence >= sureEnglish ? first : surer(first, readChinese(read(chinese)));
+        return first.confidence >= sureEnglish ? first : surer(first, read(chinese));
     }
     const Reading first = read(chinese);
-    if (!WordLayout::hasCjk(first.text))
-        return surer(read(english), first); // the English model knows English words better
-    return readChinese(first);
+    // The English model knows English words better.
+    return WordLayout::hasCjk(first.text) ? first : surer(read(english), first);
 }
 
 QRect TesseractRecognizer::contextWindow(const QImage& picture, const QRect& area,

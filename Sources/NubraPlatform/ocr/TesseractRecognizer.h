@@ -12,10 +12,9 @@ struct TextImageLook;
 
 // Reads screen text with Tesseract, with the language data of the Debian packages tesseract-ocr-eng,
 // -chi-sim and -chi-tra. English is read with its own model, Chinese with the model of the script the
-// user's locale writes (each model reads the other script's characters as its own, with as much
-// confidence, so the pixels cannot tell them apart); the other script's model is asked only when the
-// first is unsure. Each model is loaded on first use and kept; calls are serialised, so a second
-// thread waits for the first.
+// user's locale writes: each model reads the other script's characters as its own, with as much
+// confidence, so the pixels cannot tell the scripts apart. Each model is loaded on first use and kept;
+// calls are serialised, so a second thread waits for the first.
 class TesseractRecognizer final : public TextRecognizer {
 public:
     enum class ChineseScript { Simplified, Traditional };

@@ -24,8 +24,10 @@ const QString traditional = QStringLiteral("chi_tra");
 constexpr double idealLineHeight = 40;
 constexpr double smallestScale = 0.5;
 constexpr double largestScale = 5;
-// The context read stops short of this many pixels, whatever the caller captured.
-constexpr double largestContextPixels = 6e6;
+// No read is given more pixels than this, however large the area or the capture around it: a whole
+// screen scaled up would take Tesseract many seconds.
+constexpr double largestPixels = 6e6;
+
 // Lines and line heights of context read around the area.
 constexpr int contextLines = 4;
 constexpr int contextWidth = 30;
@@ -34,6 +36,12 @@ constexpr float selectedConfidence = 45;
 constexpr float contextConfidence = 60;
 // A reading of the English model at least this sure is not compared with the Chinese model's.
 constexpr float sureEnglish = 75;
+
+// `scale`, or less, so that `region` scaled stays within largestPixels.
+double boundedScale(const QRect& region, double scale) {
+    const double pixels = double(region.width()) * region.height() * scale * scale;
+    return pixels > largestPixels ? scale * std::sqrt(largestPixels / pixels) : scale;
+}
 
 QString packageName(const QString& language) {
     return QStringLiteral("tesseract-ocr-") + QString(language).replace(QLatin1Char('_'), QLatin1Char('-'));
@@ -91,13 +99,17 @@ QString TesseractRecognizer::unavailableReason() const {
     QStringList missing;
     for (const QString& language : {english, simplified, traditional}) {
         if (!hasData(language))
-            missing << L10n::t(QStringLiteral("%1 cannot be read (the package %2 is not installed)"),
-                               QStringLiteral("无法识别%1（未安装软件包 %2）"))
+            missing << L10n::t(QStringLiteral("%1 text cannot be read: the package %2 is not installed"),
+                               QStringLiteral("无法识别%1文字：未安装软件包 %2"))
                            .arg(languageName(language), packageName(language));
     }
     if (missing.size() == 3)
-        return L10n::t(QStringLiteral("No text recognition language data in %1"),
-                       QStringLiteral("%1 中没有文字识别语言数据"))
+        return L10n::t(QStringLiteral(
+                           "Text on the screen cannot be read: no Tesseract language data in %1 "
+                           "(packages tesseract-ocr-eng, tesseract-ocr-chi-sim, tesseract-ocr-chi-tra)"),
+                       QStringLiteral(
+                           "无法识别屏幕上的文字：%1 中没有 Tesseract 语言数据"
+                           "（软件包 tesseract-ocr-eng、tesseract-ocr-chi-sim、tesseract-ocr-chi-tra）"))
             .arg(m_dataPath);
     return missing.join(L10n::t(QStringLiteral("; "), QStringLiteral("；")));
 }
@@ -187,8 +199,8 @@ std::optional<ScreenText> TesseractRecognizer::read(const QImage& picture, const
     const TextImageLook look = TextImage::look(picture, area);
     if (look.blank)
         return std::nullopt;
-    const double scale =
-        std::clamp(idealLineHeight / std::max(1, look.lineHeight), smallestScale, largestScale);
+    const double scale = boundedScale(
+        area, std::clamp(idealLineHeight / std::max(1, look.lineHeight), smallestScale, largestScale));
     // The area's shape says how to cut it: a box about a word's size, one line, or several.
     constexpr int wordLength = 5; // line heights
     const TextShape shape = look.lines > 1                                 ? TextShape::Block
@@ -202,14 +214,11 @@ std::optional<ScreenText> TesseractRecognizer::read(const QImage& picture, const
     const QRect window = contextWindow(picture, area, look);
     if (area.contains(window) || !TextImage::hasInkAround(picture, window, area, look))
         return result;
-    double contextScale = scale;
-    const double pixels = double(window.width()) * window.height() * scale * scale;
-    if (pixels > largestContextPixels)
-        contextScale = scale * std::sqrt(largestContextPixels / pixels);
     // Latin text around Latin text reads best with the English model, whichever model read the area.
     const QString contextLanguage =
         WordLayout::hasCjk(selection.text) || !hasData(english) ? selection.language : english;
-    const Reading around = readWith(contextLanguage, picture, window, TextShape::Page, look, contextScale);
+    const Reading around =
+        readWith(contextLanguage, picture, window, TextShape::Page, look, boundedScale(window, scale));
     const WordLayout::Arrangement parts = WordLayout::arranged(around.words, QRectF(area));
     // Read within its line, a word has no glyphs cut at the area's edge and the model sees its
     // neighbours, so that reading wins unless the surroundings threw the layout off.

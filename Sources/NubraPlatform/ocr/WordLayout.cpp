@@ -1,6 +1,6 @@
 #include "NubraPlatform/ocr/WordLayout.h"
 
-#include <numeric>
+#include <algorithm>
 
 namespace {
 

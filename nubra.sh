@@ -31,6 +31,8 @@ PACKAGES=(
     libwayland-dev libwayland-bin libxkbcommon-dev libglib2.0-dev
     # reading text on the screen, in English and Chinese (the command-line program is the benchmark's reference)
     libtesseract-dev tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra
+    # the Latin fonts the recognizer's tests and benchmark draw their lines in
+    fonts-dejavu-core fonts-liberation2
     # offline gloss backend data
     wordnet-base
     # test tools

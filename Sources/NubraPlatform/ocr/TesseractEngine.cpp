@@ -28,8 +28,8 @@ TesseractEngine::TesseractEngine(const QString& dataPath, const QString& languag
     m_ready = m_api->Init(dataPath.toLocal8Bit().constData(), languages.toLatin1().constData(),
                           tesseract::OEM_LSTM_ONLY) == 0;
     if (m_ready) {
-        // Screens mix text with pictures; a word is never the picture's inverse within one area
-        // (the polarity is settled before), so the inverted retry only doubles the time.
+        // Light text is turned dark before the read, so Tesseract's own retry of doubtful lines
+        // inverted would only double the time.
         m_api->SetVariable("tessedit_do_invert", "0");
     }
 }

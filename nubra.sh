@@ -31,6 +31,10 @@ PACKAGES=(
     libwayland-dev libwayland-bin libxkbcommon-dev libglib2.0-dev
     # reading aloud; Debian's Qt speech headers include QtQmlIntegration without depending on it
     qt6-speech-dev qt6-declarative-dev qt6-speech-speechd-plugin speech-dispatcher espeak-ng
+    # reading text on the screen, in English and Chinese (the command-line program is the benchmark's reference)
+    libtesseract-dev tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra
+    # the Latin fonts the recognizer's tests and benchmark draw their lines in
+    fonts-dejavu-core fonts-liberation2
     # offline gloss backend data
     wordnet-base
     # test tools
@@ -273,6 +277,8 @@ run_bench() {
     cmake --build "$BUILD" --target bench_capture_apps
     log "Selection capture on Wayland (headless sway): settled selection to snapshot, beside a compositor round trip"
     cmake --build "$BUILD" --target bench_capture_wayland
+    log "Text recognition of rendered English and Chinese lines, beside the tesseract program"
+    "$BUILD/bench/ocr/bench_ocr"
     log "The application beside a bare Qt tray program: start-up, idle memory and CPU; bubble and card beside curl"
     "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }

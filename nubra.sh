@@ -29,6 +29,8 @@ PACKAGES=(
     qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev libsqlite3-dev libcpp-httplib-dev libssl-dev
     libatspi2.0-dev libx11-dev libxi-dev libxtst-dev libxfixes-dev libxres-dev libbenchmark-dev
     libwayland-dev libwayland-bin libxkbcommon-dev libglib2.0-dev
+    # reading text on the screen, in English and Chinese (the command-line program is the benchmark's reference)
+    libtesseract-dev tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra
     # offline gloss backend data
     wordnet-base
     # test tools
@@ -271,6 +273,8 @@ run_bench() {
     cmake --build "$BUILD" --target bench_capture_apps
     log "Selection capture on Wayland (headless sway): settled selection to snapshot, beside a compositor round trip"
     cmake --build "$BUILD" --target bench_capture_wayland
+    log "Text recognition of rendered English and Chinese lines, beside the tesseract program"
+    "$BUILD/bench/ocr/bench_ocr"
     log "The application beside a bare Qt tray program: start-up, idle memory and CPU; bubble and card beside curl"
     "$ROOT/bench/app/run.sh" "$BUILD" "${NUBRA_BENCH_RUNS:-5}" "${NUBRA_BENCH_LOOKUPS:-10}"
 }

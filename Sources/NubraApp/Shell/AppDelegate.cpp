@@ -9,9 +9,9 @@
 #include "NubraCore/History/HistoryFile.h"
 #include "NubraCore/Service/TokenStore.h"
 #include "NubraCore/Support/DebugLog.h"
-#include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/DesktopShortcuts.h"
 #include "NubraPlatform/SyntheticKeyboard.h"
+#include "NubraPlatform/ocr/TesseractRecognizer.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -30,21 +30,6 @@ UpdateFlow::Environment updateEnvironment(const QUrl& baseURL) {
             {}};
 }
 
-// PLACEHOLDER for the lead: replace with the Tesseract recognizer when it is merged.
-class PendingTextRecognizer final : public TextRecognizer {
-public:
-    bool isAvailable() const override { return false; }
-    QString unavailableReason() const override {
-        return L10n::t(QStringLiteral("This build has no text recognizer."),
-                       QStringLiteral("此版本没有文字识别引擎。"));
-    }
-    std::optional<ScreenText> read(const QImage&, const QRect&, const QString&) override { return {}; }
-};
-
-std::unique_ptr<TextRecognizer> makeTextRecognizer() {
-    return std::make_unique<PendingTextRecognizer>();
-}
-
 } // namespace
 
 AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& baseURL, QObject* parent)
@@ -54,7 +39,7 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
       m_trust(m_desktop.accessibility, m_desktop.tasks),
       m_overlay(m_desktop.frontApplications, m_desktop.screen),
       m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_desktop.hotkeys),
-      m_recognizer(makeTextRecognizer()),
+      m_recognizer(std::make_unique<TesseractRecognizer>()),
       m_screenText(m_desktop, *m_recognizer, m_areaPicker, m_overlay, m_state),
       m_screenTextHotkeys(m_desktop.hotkeys, HotkeyManager::screenTextHotKeyId),
       m_permission(m_desktop, m_service, m_trust), m_windowServices{m_desktop, m_hotkeys, m_screenTextHotkeys,

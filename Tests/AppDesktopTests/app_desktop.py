@@ -169,8 +169,8 @@ def text_width(text, font):
 
 
 def picture_window(desktop):
-    """A window that shows two lines of text as a picture (nothing to select, nothing on the accessibility
-    bus), and the box of each word of the first line in the window."""
+    """Shows two lines of text as a picture (nothing to select, nothing on the accessibility bus); the box
+    of each word of the first line on the screen, once it is drawn there."""
     lines = ("She sat on the bank of the river", "and watched the boats go by.")
     font = ["-font", "DejaVu-Sans", "-pointsize", "32"]
     drawn, words, x = [], {}, 20.0
@@ -182,7 +182,20 @@ def picture_window(desktop):
     subprocess.run(["convert", "-size", "760x140", "xc:white", "-fill", "black", *font, *drawn,
                     "-annotate", "+20+110", lines[1], path], check=True)
     desktop.spawn(["display", "-title", "words", "-geometry", "+200+200", path])
-    return poll("the picture window", lambda: window_named("words"), 15), words
+    window = poll("the picture window", lambda: window_named("words"), 15)
+    # Where the picture starts: the window's inside, below the frame the window manager put round it.
+    info = subprocess.run(["xwininfo", "-id", window], capture_output=True, text=True, check=True).stdout
+    left, top = (int(re.search(rf"Absolute upper-left {axis}:\s+(-?\d+)", info).group(1)) for axis in "XY")
+    words = {word: (left + x, top + y, width, height) for word, (x, y, width, height) in words.items()}
+
+    def drawn():
+        x, y, width, height = words["She"]
+        mean = subprocess.run(["import", "-window", "root", "-crop", f"{width}x{height}+{x}+{y}", "-format",
+                               "%[fx:mean]", "info:"], capture_output=True, text=True).stdout
+        return mean and float(mean) < 0.9
+
+    poll("the picture on the screen", drawn, 15)
+    return words
 
 
 def ocr_visible():
@@ -191,10 +204,7 @@ def ocr_visible():
 
 
 def ocr_lookup(desktop):
-    window, words = picture_window(desktop)
-    # Where the picture starts: the window's inside, below the frame the window manager put round it.
-    info = subprocess.run(["xwininfo", "-id", window], capture_output=True, text=True, check=True).stdout
-    origin = tuple(int(re.search(rf"Absolute upper-left {axis}:\s+(-?\d+)", info).group(1)) for axis in "XY")
+    words = picture_window(desktop)
     before = len(history_rows() or [])
     nubra("--ocr")
     alert = None
@@ -208,7 +218,7 @@ def ocr_lookup(desktop):
         xdotool("key", "Return")
         return
     x, y, width, height = words["river"]
-    left, top = origin[0] + x - 6, origin[1] + y
+    left, top = x - 6, y
     xdotool("mousemove", left, top, "mousedown", 1)
     for step in range(1, 6):
         xdotool("mousemove", left + (width + 12) * step // 5, top + height * step // 5)

@@ -87,20 +87,20 @@ void ScreenTextLookup::pictureTaken(const ScreenPicture::Result& result) {
     const std::vector<ScreenShot> shots = result.shots;
     m_picker.pick(shots, [self, shots](const std::optional<PickedArea>& area) {
         if (self && area && area->shot < shots.size())
-            self->areaPicked(shots[area->shot], area);
+            self->areaPicked(shots[area->shot], *area);
         else if (self)
             self->m_phase = Phase::idle;
     });
 }
 
-void ScreenTextLookup::areaPicked(const ScreenShot& shot, const std::optional<PickedArea>& area) {
+void ScreenTextLookup::areaPicked(const ScreenShot& shot, const PickedArea& area) {
     m_phase = Phase::reading;
-    const QRectF bounds = m_desktop.screen.screens().logicalToGlobal(area->onScreen);
+    const QRectF bounds = m_desktop.screen.screens().logicalToGlobal(area.onScreen);
     m_card.showReading(bounds);
 
-    const QRect band = ScreenTextLookup::band(area->pixels, shot.image.size());
+    const QRect band = ScreenTextLookup::band(area.pixels, shot.image.size());
     const QImage picture = shot.image.copy(band);
-    const QRect inBand = area->pixels.translated(-band.topLeft());
+    const QRect inBand = area.pixels.translated(-band.topLeft());
     const QString language = outputLanguage(m_state.settings().outputLang());
     TextRecognizer* recognizer = &m_recognizer;
     TaskRunner* tasks = &m_desktop.tasks;

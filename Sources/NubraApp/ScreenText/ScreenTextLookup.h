@@ -51,7 +51,7 @@ private:
     enum class Phase { idle, picturing, picking, reading };
 
     void pictureTaken(const ScreenPicture::Result& result);
-    void areaPicked(const ScreenShot& shot, const std::optional<PickedArea>& area);
+    void areaPicked(const ScreenShot& shot, const PickedArea& area);
     void textRead(const std::optional<ScreenText>& text, const QRectF& bounds);
 
     Desktop m_desktop;

@@ -181,7 +181,8 @@ def picture_window(desktop):
     path = os.path.join(os.environ["XDG_RUNTIME_DIR"], "words.png")
     subprocess.run(["convert", "-size", "760x140", "xc:white", "-fill", "black", *font, *drawn,
                     "-annotate", "+20+110", lines[1], path], check=True)
-    desktop.spawn(["display", "-title", "words", "-geometry", "+200+200", path])
+    # Below the editor, whose own copy of the sentence must not be read as context.
+    desktop.spawn(["display", "-title", "words", "-geometry", "+260+600", path])
     window = poll("the picture window", lambda: window_named("words"), 15)
     # Where the picture starts: the window's inside, below the frame the window manager put round it.
     info = subprocess.run(["xwininfo", "-id", window], capture_output=True, text=True, check=True).stdout

@@ -40,7 +40,7 @@ PACKAGES=(
     # test tools
     xvfb xauth xdotool dbus dbus-x11 at-spi2-core gnome-keyring bubblewrap zip unzip sqlite3 curl tzdata
     openbox mousepad imagemagick x11-apps python3 libglib2.0-bin python3-gi python3-dbus gir1.2-atspi-2.0
-    trayer xclip
+    trayer xclip x11-utils
     # a headless wlroots desktop for the Wayland capture tests
     sway xwayland x11-xserver-utils grim wl-clipboard
     # a headless GNOME (mutter) Wayland desktop for the Wayland capture suite, with screen pictures

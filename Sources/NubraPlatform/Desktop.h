@@ -10,6 +10,7 @@ class GlobalHotkeys;
 class Pasteboard;
 class PrimarySelection;
 class ScreenGeometry;
+class ScreenPicture;
 class SyntheticKeyboard;
 class TaskRunner;
 class TreelessApplications;
@@ -30,4 +31,5 @@ struct Desktop {
     Clock& clock;
     TaskRunner& tasks;
     const DesktopCapabilities& capabilities;
+    ScreenPicture& screenPicture; // the screen frozen for marking an area to read
 };

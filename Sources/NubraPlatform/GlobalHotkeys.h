@@ -25,6 +25,10 @@ public:
         HotKeyRef hotKey = 0;
     };
 
+    // The ids of Nubra's two keys; a desktop that lists shortcuts by name lists them by these.
+    static constexpr quint32 lookupKeyId = 1;
+    static constexpr quint32 screenTextKeyId = 2;
+
     virtual ~GlobalHotkeys() = default;
 
     // `onPressed` runs on the main thread with the signature and id of the key that fired.
@@ -35,7 +39,8 @@ public:
     virtual void unregisterHotKey(HotKeyRef hotKey) = 0;
 
     // Where the desktop binds the key itself (a shortcuts portal whose dialog may pick another key, or
-    // none), what it made of the latest registration; empty where registerHotKey's status says it all.
+    // none), what it made of the latest registration of the lookup's key; empty where registerHotKey's status
+    // says it all.
     struct DesktopBinding {
         enum class State { asking, bound, declined, failed };
         State state = State::asking;

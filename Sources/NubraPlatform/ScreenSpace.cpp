@@ -55,6 +55,18 @@ QPointF ScreenSpace::deviceToLogical(const QPointF& device) const {
     return toLogical(*screen, device);
 }
 
+QRectF ScreenSpace::logicalToGlobal(const QRectF& logical) const {
+    const ScreenInfo* holder = nullptr;
+    for (const ScreenInfo& screen : m_screens)
+        if (!holder || QRectF(screen.geometry).contains(logical.center()))
+            holder = &screen;
+    if (!holder)
+        return flip(logical);
+    const QPointF origin(holder->geometry.topLeft());
+    const double ratio = holder->devicePixelRatio;
+    return flip(QRectF(origin + (logical.topLeft() - origin) * ratio, logical.size() * ratio));
+}
+
 QRectF ScreenSpace::toPlacement(const QRectF& global) const {
     const QRectF device = flip(global);
     const ScreenInfo* screen = screenAtDevice(device.center());

@@ -36,6 +36,9 @@ public:
     // A device position (top-left origin, as X11 reports pointers) in logical coordinates.
     QPointF deviceToLogical(const QPointF& device) const;
 
+    // A rectangle in Qt's logical coordinates (a window's, an area marked on screen) in global
+    // coordinates, by the screen that holds its centre.
+    QRectF logicalToGlobal(const QRectF& logical) const;
     // A rectangle in global coordinates, in placement space.
     QRectF toPlacement(const QRectF& global) const;
     // The available area of the screen that holds the centre of `global` (the nearest screen when none

@@ -39,8 +39,9 @@ struct AppTestKit {
     FakeDesktop fake;
     Desktop desktop = fake.desktop();
     HotkeyManager hotkeys{fake.hotkeys};
+    HotkeyManager screenTextHotkeys{fake.hotkeys, HotkeyManager::screenTextHotKeyId};
     TrustWatcher trust{fake.accessibility, fake.tasks};
-    AppServices services{desktop, hotkeys, trust};
+    AppServices services{desktop, hotkeys, screenTextHotkeys, trust};
     std::unique_ptr<AppState> state;
 };
 

@@ -49,6 +49,7 @@ private slots:
             << QStringList{u"--settings"_s, u"--dev"_s} << request(Action::settings, std::nullopt, true);
         QTest::newRow("pause") << QStringList{u"--pause"_s} << request(Action::pause);
         QTest::newRow("lookup") << QStringList{u"--lookup"_s} << request(Action::lookup);
+        QTest::newRow("ocr") << QStringList{u"--ocr"_s} << request(Action::ocr);
         QTest::newRow("quit") << QStringList{u"--quit"_s} << request(Action::quit);
         QTest::newRow("dev") << QStringList{u"--dev"_s} << request(Action::reopen, std::nullopt, true);
         // The restart repeats the old arguments after its own --replace, which may already be there.
@@ -81,6 +82,8 @@ private slots:
         QTest::newRow("two tabs") << QStringList{u"--settings"_s, u"gloss"_s, u"--settings=about"_s}
                                   << u"not both --settings gloss and --settings about"_s;
         QTest::newRow("value on a switch") << QStringList{u"--pause=1"_s} << u"--pause takes no value"_s;
+        QTest::newRow("two lookups") << QStringList{u"--lookup"_s, u"--ocr"_s}
+                                     << u"choose one action, not both --lookup and --ocr"_s;
         QTest::newRow("replace and quit")
             << QStringList{u"--replace"_s, u"--quit"_s} << u"--replace cannot be combined with --quit"_s;
         QTest::newRow("error beats help") << QStringList{u"--help"_s, u"-x"_s} << u"unknown option '-x'"_s;
@@ -103,8 +106,9 @@ private slots:
         const auto help = CommandLine::parse({u"--dev"_s, u"--help"_s});
         QVERIFY(help.exit);
         QCOMPARE(help.exit->code, 0);
-        for (const char* option : {"--history", "--settings [TAB]", "--pause", "--resume", "--quit", "--dev",
-                                   "--replace", "--help", "--version", "general, gloss, privacy or about"})
+        for (const char* option :
+             {"--history", "--settings [TAB]", "--pause", "--resume", "--ocr", "--quit", "--dev", "--replace",
+              "--help", "--version", "general, gloss, privacy or about"})
             QVERIFY2(help.exit->text.contains(QLatin1String(option)), option);
         QCOMPARE(CommandLine::parse({u"-h"_s}).exit, help.exit);
         // --version: read by update_desktop.py from the installed release.
@@ -120,6 +124,7 @@ private slots:
             request(Action::settings, SettingsTab::about),
             request(Action::pause),
             request(Action::resume),
+            request(Action::ocr),
             request(Action::quit),
         };
         for (const LaunchRequest& sent : requests) {

@@ -32,6 +32,25 @@ private slots:
         QCOMPARE(hotkeys.onlyHotKey()->modifiers, 0x300u);
     }
 
+    // The lookup's key and the key for text on the screen share the desktop's handler list.
+    void twoManagersAnswerOnlyTheirOwnKey() {
+        FakeGlobalHotkeys hotkeys;
+        HotkeyManager lookup(hotkeys);
+        HotkeyManager screenText(hotkeys, HotkeyManager::screenTextHotKeyId);
+        int lookups = 0, screenTexts = 0;
+        lookup.onHotkey = [&] { ++lookups; };
+        screenText.onHotkey = [&] { ++screenTexts; };
+        lookup.registerCombo(HotkeyCombo::defaultCombo());
+        screenText.registerCombo({31, HotkeyCombo::controlFlag | HotkeyCombo::optionFlag});
+        hotkeys.press(); // the first key registered: the lookup's
+        QCOMPARE(lookups, 1);
+        QCOMPARE(screenTexts, 0);
+        lookup.unregister();
+        hotkeys.press();
+        QCOMPARE(lookups, 1);
+        QCOMPARE(screenTexts, 1);
+    }
+
     void refusesCombinationsThatMeanNothing_data() {
         QTest::addColumn<quint64>("keyCode");
         QTest::addColumn<quint64>("modifiers");

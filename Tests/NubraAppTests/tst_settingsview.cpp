@@ -187,6 +187,32 @@ private slots:
         QCOMPARE(hotkeyText(view), u"Alt+G"_qs);
     }
 
+    // The key for text on the screen is there in every trigger mode, none until recorded, and a key of
+    // its own beside the lookup's.
+    void screenTextHotkeyIsOptionalAndSeparate() {
+        Kit kit;
+        SettingsView view(*kit.state, kit.services, std::nullopt);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QVERIFY(child<QWidget>(view, "screenTextHotkeyRow")->isVisibleTo(&view));
+        const auto text = [&view] { return child<QLabel>(view, "screenTextHotkeyText")->text(); };
+        QCOMPARE(text(), u"None"_qs);
+        QCOMPARE(kit.fake.hotkeys.hotKeys(), 0);
+
+        click(view, "screenTextHotkeyRecordButton");
+        press(view, Qt::Key_O, Qt::ControlModifier | Qt::AltModifier);
+        QCOMPARE(text(), u"Ctrl+Alt+O"_qs);
+        QCOMPARE(kit.defaults.integer(u"ocrHotkey.keyCode"_qs), 31);
+        QVERIFY(!kit.defaults.contains(u"hotkey.keyCode"_qs));
+        const auto key = kit.hotKey();
+        QVERIFY(key && key->keyCode == 31 && key->id == HotkeyManager::screenTextHotKeyId);
+
+        click(view, "screenTextHotkeyClearButton");
+        QCOMPARE(text(), u"None"_qs);
+        QVERIFY(!kit.defaults.contains(u"ocrHotkey.keyCode"_qs));
+        QCOMPARE(kit.fake.hotkeys.hotKeys(), 0);
+    }
+
     // Option selection is named by the key it waits for, chosen beside it and saved at once.
     void optionSelectionNamesTheKeyToHold() {
         Kit kit;

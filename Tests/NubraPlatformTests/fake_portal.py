@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""A stand-in for the desktop portal's GlobalShortcuts and RemoteDesktop interfaces on a private session
-bus, with the Request/Response pattern of the real one. A test scripts it through org.nubra.test.FakePortal
-at /org/nubra/test: how each method answers, which key the "user" picks in the dialog, shortcut
-activations, and the log of the calls it received.
+"""A stand-in for the desktop portal's GlobalShortcuts, RemoteDesktop and Screenshot interfaces on a private
+session bus, with the Request/Response pattern of the real one. A test scripts it through
+org.nubra.test.FakePortal at /org/nubra/test: how each method answers, which key the "user" picks in the
+dialog, shortcut activations, the picture file a screenshot hands over, and the log of the calls it received.
 
 Usage: fake_portal.py BUS_ADDRESS   (prints "ready" once it owns org.freedesktop.portal.Desktop)
 """
@@ -14,6 +14,7 @@ from gi.repository import Gio, GLib
 PATH = "/org/freedesktop/portal/desktop"
 SHORTCUTS = "org.freedesktop.portal.GlobalShortcuts"
 REMOTE = "org.freedesktop.portal.RemoteDesktop"
+SCREENSHOT = "org.freedesktop.portal.Screenshot"
 SESSION = "org.freedesktop.portal.Session"
 REQUEST = "org.freedesktop.portal.Request"
 CONTROL = "org.nubra.test.FakePortal"
@@ -38,6 +39,11 @@ XML = f"""<node>
   <property name="version" type="u" access="read"/>
   <property name="AvailableDeviceTypes" type="u" access="read"/>
 </interface>
+<interface name="{SCREENSHOT}">
+  <method name="Screenshot"><arg type="s" direction="in"/><arg type="a{{sv}}" direction="in"/>
+    <arg type="o" direction="out"/></method>
+  <property name="version" type="u" access="read"/>
+</interface>
 <interface name="{SESSION}">
   <method name="Close"/>
   <signal name="Closed"><arg type="a{{sv}}"/></signal>
@@ -47,6 +53,7 @@ XML = f"""<node>
   <method name="Offer"><arg type="as" direction="in"/></method>
   <method name="Script"><arg type="s" direction="in"/><arg type="s" direction="in"/></method>
   <method name="Pick"><arg type="s" direction="in"/></method>
+  <method name="Picture"><arg type="s" direction="in"/></method>
   <method name="Activate"><arg type="s" direction="in"/><arg type="s" direction="in"/></method>
   <method name="EndSessions"/>
   <method name="Calls"><arg type="as" direction="out"/></method>
@@ -69,10 +76,11 @@ class FakePortal:
         self.calls = []
         self.behaviour = {}
         self.picked = ""
+        self.picture = ""
         self.started = set()
         for path in list(self.sessions):
             self.drop_session(path)
-        self.offer([SHORTCUTS, REMOTE])
+        self.offer([SHORTCUTS, REMOTE, SCREENSHOT])
 
     def offer(self, interfaces):
         for registration in self.offered.values():
@@ -90,7 +98,7 @@ class FakePortal:
         self.calls.append(" ".join(str(part) for part in parts))
 
     def on_property(self, connection, sender, path, interface, name):
-        return GLib.Variant("u", {"version": 1 if interface == SHORTCUTS else 2, "AvailableDeviceTypes": 7}[name])
+        return GLib.Variant("u", {"version": 1 if interface != REMOTE else 2, "AvailableDeviceTypes": 7}[name])
 
     @staticmethod
     def object_path(kind, sender, token):
@@ -143,6 +151,10 @@ class FakePortal:
                 self.log("GlobalShortcuts.BindShortcuts", session, shortcut_id,
                          properties.get("preferred_trigger", "-"), properties.get("description", ""))
             self.answer("BindShortcuts", sender, invocation, options, {"shortcuts": self.shortcut_list(shortcuts)})
+        elif method == "Screenshot":
+            options = args[1]
+            self.log("Screenshot.Screenshot", f"interactive={options.get('interactive', False)}")
+            self.answer("Screenshot", sender, invocation, options, {"uri": GLib.Variant("s", f"file://{self.picture}")})
         elif method == "SelectDevices":
             self.log("RemoteDesktop.SelectDevices", args[0], args[1].get("types", 0))
             self.answer("SelectDevices", sender, invocation, args[1], {})
@@ -168,6 +180,8 @@ class FakePortal:
             self.behaviour[args[0]] = args[1]
         elif method == "Pick":
             self.picked = args[0]
+        elif method == "Picture":
+            self.picture = args[0]
         elif method == "Activate":
             session = args[0] or next(
                 (path for path, (interface, _) in reversed(self.sessions.items()) if interface == SHORTCUTS), "/")

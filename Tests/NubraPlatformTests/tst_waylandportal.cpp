@@ -3,11 +3,14 @@
 #include "NubraPlatform/fake/FakeKeyboard.h"
 #include "NubraPlatform/wayland/PortalHotkeys.h"
 #include "NubraPlatform/wayland/PortalKeyboard.h"
+#include "NubraPlatform/wayland/PortalScreenshot.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <optional>
@@ -106,7 +109,7 @@ private slots:
         call(QStringLiteral("Pick"), {QStringLiteral("CTRL+F12")});
         hotkeys.unregisterHotKey(first.hotKey);
         const GlobalHotkeys::Registered second =
-            hotkeys.registerHotKey(keySpace, control | shift, signature, 2);
+            hotkeys.registerHotKey(keySpace, control | shift, signature, 3);
         QTRY_COMPARE_WITH_TIMEOUT(state(hotkeys), GlobalHotkeys::DesktopBinding::State::bound, 5000);
         QCOMPARE(hotkeys.desktopBinding()->trigger, QStringLiteral("CTRL+F12"));
         QCOMPARE(calls(QStringLiteral("Session.Close")),
@@ -118,13 +121,71 @@ private slots:
         // seen the first has been passed over.
         call(QStringLiteral("Activate"), {firstSession, QStringLiteral("lookup")});
         call(QStringLiteral("Activate"), {QString(), QStringLiteral("lookup")});
-        QTRY_COMPARE_WITH_TIMEOUT(fired, (QList<quint32>{1, 2}), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(fired, (QList<quint32>{1, 3}), 5000);
 
         const QString secondSession = lastSession();
         hotkeys.unregisterHotKey(second.hotKey);
         QVERIFY(!hotkeys.desktopBinding());
         QTRY_COMPARE_WITH_TIMEOUT(calls(QStringLiteral("Session.Close")).value(1),
                                   QStringLiteral("Session.Close ") + secondSession, 5000);
+    }
+
+    // The key for text on the screen is a shortcut of its own, which the desktop lists by its own name;
+    // the key shown under the lookup's hot key stays the lookup's.
+    void theKeyForTextOnScreenIsASecondShortcut() {
+        FakeGlobalHotkeys grab;
+        PortalHotkeys hotkeys(grab, *m_bus, deadlines);
+        QList<quint32> fired;
+        hotkeys.installHandler([&fired](quint32, quint32 id) { fired << id; });
+        hotkeys.registerHotKey(keyG, option, signature, GlobalHotkeys::lookupKeyId);
+        QTRY_COMPARE_WITH_TIMEOUT(state(hotkeys), GlobalHotkeys::DesktopBinding::State::bound, 5000);
+        hotkeys.registerHotKey(keySpace, control | shift, signature, GlobalHotkeys::screenTextKeyId);
+        QTRY_COMPARE_WITH_TIMEOUT(calls(QStringLiteral("GlobalShortcuts.BindShortcuts")).size(), 2, 5000);
+        const QString screenTextSession = lastSession();
+        QVERIFY(calls(QStringLiteral("GlobalShortcuts.BindShortcuts"))
+                    .value(1)
+                    .startsWith(QStringLiteral("GlobalShortcuts.BindShortcuts ") + screenTextSession +
+                                QStringLiteral(" ocr CTRL+SHIFT+space Explain text on the screen")));
+        QCOMPARE(hotkeys.desktopBinding()->trigger, QStringLiteral("ALT+g"));
+        call(QStringLiteral("Activate"), {screenTextSession, QStringLiteral("ocr")});
+        call(QStringLiteral("Activate"), {screenTextSession, QStringLiteral("lookup")});
+        QTRY_COMPARE_WITH_TIMEOUT(fired, QList<quint32>{GlobalHotkeys::screenTextKeyId}, 5000);
+    }
+
+    // The picture is read from the file the portal wrote, which is then removed: no picture of the screen
+    // stays behind. A declined dialog is no failure to tell of.
+    void screenshotIsReadAndItsFileRemoved() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("Screenshot.png"));
+        QImage picture(64, 32, QImage::Format_RGB32);
+        picture.fill(Qt::red);
+        QVERIFY(picture.save(path));
+        call(QStringLiteral("Picture"), {path});
+        PortalScreenshot screenshot(*m_bus, deadlines);
+        QObject context;
+        const auto take = [&] {
+            std::optional<ScreenPicture::Result> result;
+            screenshot.take(&context, [&result](ScreenPicture::Result taken) { result = std::move(taken); });
+            [&] { QTRY_VERIFY_WITH_TIMEOUT(result, 5000); }();
+            return result.value_or(ScreenPicture::Result{});
+        };
+
+        const ScreenPicture::Result taken = take();
+        QCOMPARE(taken.shots.size(), 1u);
+        QCOMPARE(taken.shots[0].image.pixelColor(3, 3), QColor(Qt::red));
+        QVERIFY(!QFile::exists(path));
+        QCOMPARE(calls(QStringLiteral("Screenshot.")),
+                 QStringList{QStringLiteral("Screenshot.Screenshot interactive=True")});
+
+        call(QStringLiteral("Script"), {QStringLiteral("Screenshot"), QStringLiteral("cancel")});
+        const ScreenPicture::Result declined = take();
+        QVERIFY(declined.shots.empty());
+        QVERIFY(declined.failure.isEmpty());
+        call(QStringLiteral("Script"), {QStringLiteral("Screenshot"), QStringLiteral("fail")});
+        QVERIFY(!take().failure.isEmpty());
+        // The file is gone now: what the portal names cannot be read.
+        call(QStringLiteral("Script"), {QStringLiteral("Screenshot"), QStringLiteral("answer")});
+        QVERIFY(!take().failure.isEmpty());
     }
 
     void nothingIsBoundWhenTheDesktopSaysNo_data() {
@@ -258,5 +319,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(WaylandPortalTest)
+QTEST_MAIN(WaylandPortalTest)
 #include "tst_waylandportal.moc"

@@ -12,7 +12,7 @@ UPWARDS = re.compile(r"(?P<var>\$\{?\w+\}?/)?(?P<ups>(?:\.\./)+)(?=[\w-])")
 TOP_LEVEL = {"ROOT", "CMAKE_SOURCE_DIR", "PROJECT_SOURCE_DIR"}
 THIS_FOLDER = {"CMAKE_CURRENT_SOURCE_DIR", "CMAKE_CURRENT_LIST_DIR"}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"NubraApp/([^/"]+)/', re.M)
-FEATURES = {"Capture", "Overlay", "History", "Settings", "Onboarding", "Update"}
+FEATURES = {"Capture", "Overlay", "History", "Settings", "Onboarding", "Update", "ScreenText"}
 
 
 def layer(folder):

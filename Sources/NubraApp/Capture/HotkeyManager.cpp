@@ -31,7 +31,10 @@ void HotkeyManager::registerCombo(const HotkeyCombo& combo) {
         return;
 
     const GlobalHotkeys::Installed installed =
-        m_hotkeys.installHandler([this](quint32, quint32) { fired(); });
+        m_hotkeys.installHandler([this](quint32 signature, quint32 id) {
+            if (signature == HotkeyManager::signature && id == m_id)
+                fired();
+        });
     if (installed.status == 0)
         m_eventHandler = installed.handler;
     nbDebug(QStringLiteral("hotkey: InstallEventHandler status=%1").arg(installed.status));
@@ -41,7 +44,7 @@ void HotkeyManager::registerCombo(const HotkeyCombo& combo) {
     const quint32 keyCode = quint32(combo.keyCode);
     const quint32 modifiers = combo.carbonModifiers();
     const GlobalHotkeys::Registered registered =
-        m_hotkeys.registerHotKey(keyCode, modifiers, signature, hotKeyId);
+        m_hotkeys.registerHotKey(keyCode, modifiers, signature, m_id);
     if (registered.status == 0)
         m_hotKeyRef = registered.hotKey;
     nbDebug(QStringLiteral("hotkey: RegisterEventHotKey keyCode=%1 carbonMods=%2 status=%3")

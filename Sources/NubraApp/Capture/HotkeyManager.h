@@ -9,14 +9,17 @@
 
 class Defaults;
 
-// Keeps at most one global hot key registered and calls onHotkey when it fires (on the main thread).
+// Keeps at most one global hot key registered and calls onHotkey when it fires (on the main thread). Each
+// manager has an id of its own, so that two of them (the lookup and the text on screen) answer only their
+// own key.
 class HotkeyManager {
 public:
     // "NBRA" as a big-endian four-character code.
     static constexpr quint32 signature = 0x4E425241;
-    static constexpr quint32 hotKeyId = 1;
+    static constexpr quint32 hotKeyId = GlobalHotkeys::lookupKeyId;
+    static constexpr quint32 screenTextHotKeyId = GlobalHotkeys::screenTextKeyId;
 
-    explicit HotkeyManager(GlobalHotkeys& hotkeys) : m_hotkeys(hotkeys) {}
+    explicit HotkeyManager(GlobalHotkeys& hotkeys, quint32 id = hotKeyId) : m_hotkeys(hotkeys), m_id(id) {}
     ~HotkeyManager();
     HotkeyManager(const HotkeyManager&) = delete;
     HotkeyManager& operator=(const HotkeyManager&) = delete;
@@ -38,6 +41,7 @@ private:
     void fired();
 
     GlobalHotkeys& m_hotkeys;
+    quint32 m_id;
     std::optional<GlobalHotkeys::HotKeyRef> m_hotKeyRef;
     std::optional<GlobalHotkeys::HandlerRef> m_eventHandler;
     std::optional<HotkeyCombo> m_registeredCombo;

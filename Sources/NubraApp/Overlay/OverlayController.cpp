@@ -92,6 +92,17 @@ void OverlayController::show(const SelectionSnapshot& snapshot) {
     m_window->showNear(snapshot.bounds, m_screens.screens());
 }
 
+void OverlayController::showReading(const QRectF& bounds) {
+    dropLookup();
+    show(SelectionSnapshot{{}, {}, {}, {}, bounds});
+    updateProgress([](LookupProgress& progress) { progress.start(); });
+}
+
+void OverlayController::showMessage(const QString& message) {
+    dropLookup();
+    updateProgress([&](LookupProgress& progress) { progress.refuse(message); });
+}
+
 void OverlayController::request(AppState& state) {
     if (m_selectedText.isEmpty())
         return;

@@ -55,6 +55,10 @@ public:
 
     // Resets the card for `snapshot` and puts it on screen next to the selection. Sends nothing.
     void show(const SelectionSnapshot& snapshot);
+    // Puts the card on screen next to `bounds`, loading, for text still being read from the screen.
+    void showReading(const QRectF& bounds);
+    // Ends what the card shows with `message` in place of an explanation. Sends nothing.
+    void showMessage(const QString& message);
     // Starts the lookup of the text now shown, with the settings of `state`; the previous lookup stops.
     void request(AppState& state);
     // Stops the lookup and takes the card off screen.

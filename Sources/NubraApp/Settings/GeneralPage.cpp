@@ -95,6 +95,11 @@ QWidget* GeneralPage::selectionSection(AppState& state, const AppServices& servi
 
     m_hotkeyRow = new HotkeyRow(services.hotkeys, state.defaults(), services.desktop.shortcuts, section);
     m_selectionForm->addRow(m_hotkeyRow);
+    // In every trigger mode: text on the screen has no selection to wait for.
+    m_selectionForm->addRow(L10n::t(QStringLiteral("Text on screen"), QStringLiteral("屏幕文字")),
+                            new HotkeyRow(services.screenTextHotkeys, state.defaults(),
+                                          HotkeySlot::screenText(), QStringLiteral("screenTextHotkey"),
+                                          section));
 
     m_selectionForm->addRow(settingToggle(
         "autoHideToggle",

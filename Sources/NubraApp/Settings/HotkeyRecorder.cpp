@@ -32,8 +32,9 @@ std::uint64_t modifierKeyFlag(int key) {
 }
 } // namespace
 
-HotkeyRecorder::HotkeyRecorder(HotkeyManager& hotkeys, Defaults& defaults, QObject* parent)
-    : QObject(parent), m_hotkeys(hotkeys), m_defaults(defaults) {}
+HotkeyRecorder::HotkeyRecorder(HotkeyManager& hotkeys, Defaults& defaults, const HotkeySlot& slot,
+                               QObject* parent)
+    : QObject(parent), m_hotkeys(hotkeys), m_defaults(defaults), m_slot(slot) {}
 
 HotkeyRecorder::~HotkeyRecorder() {
     if (isRecording())
@@ -76,8 +77,15 @@ void HotkeyRecorder::abandon() {
 
 void HotkeyRecorder::adopt(const HotkeyCombo& combo) {
     abandon();
-    combo.save(m_defaults);
+    combo.save(m_defaults, m_slot);
     m_hotkeys.registerCombo(combo);
+    emit comboChanged();
+}
+
+void HotkeyRecorder::clear() {
+    abandon();
+    HotkeyCombo::clear(m_defaults, m_slot);
+    m_hotkeys.unregister();
     emit comboChanged();
 }
 

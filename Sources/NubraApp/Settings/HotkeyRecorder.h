@@ -12,7 +12,7 @@ class Defaults;
 class HotkeyManager;
 
 // Records a new global hot key from the keys pressed in one window of ours, and makes a combination
-// the hot key: saved to the defaults and registered at once. Main thread only.
+// the hot key: saved to its slot in the defaults and registered at once. Main thread only.
 //
 // While recording, the hot key that was registered is taken off: its X11 grab would otherwise take
 // its own combination before the window sees it, and fire a lookup instead of being recorded again.
@@ -21,7 +21,8 @@ class HotkeyRecorder final : public QObject {
     Q_OBJECT
 
 public:
-    HotkeyRecorder(HotkeyManager& hotkeys, Defaults& defaults, QObject* parent = nullptr);
+    HotkeyRecorder(HotkeyManager& hotkeys, Defaults& defaults, const HotkeySlot& slot = HotkeySlot::lookup(),
+                   QObject* parent = nullptr);
     ~HotkeyRecorder() override;
 
     bool isRecording() const { return m_window != nullptr; }
@@ -37,6 +38,10 @@ public:
     void abandon();
     // Saves `combo` and registers it, ending a recording in progress.
     void adopt(const HotkeyCombo& combo);
+    // Removes the hot key: nothing stored, nothing registered.
+    void clear();
+    // The stored combination, if any.
+    std::optional<HotkeyCombo> combo() const { return HotkeyCombo::load(m_defaults, m_slot); }
 
 signals:
     void recordingChanged(bool recording);
@@ -53,6 +58,7 @@ private:
 
     HotkeyManager& m_hotkeys;
     Defaults& m_defaults;
+    HotkeySlot m_slot;
     QPointer<QWindow> m_window;
     std::optional<HotkeyCombo> m_suspended;
     std::uint64_t m_held = 0;

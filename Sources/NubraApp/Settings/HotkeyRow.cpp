@@ -13,35 +13,12 @@
 
 HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, DesktopShortcuts& shortcuts, QWidget* parent)
     : QWidget(parent), m_hotkeys(hotkeys), m_defaults(defaults),
-      m_recorder(new HotkeyRecorder(hotkeys, defaults, this)), m_text(new QLabel(this)),
-      m_desktopBinding(new QLabel(this)),
-      m_desktopShortcut(new DesktopShortcutPanel(shortcuts, *m_recorder, defaults, this)) {
-    setObjectName(QStringLiteral("hotkeyRow"));
-    m_text->setObjectName(QStringLiteral("hotkeyText"));
-    auto* record = new QPushButton(L10n::t(QStringLiteral("Re-record"), QStringLiteral("重新录制")), this);
-    record->setObjectName(QStringLiteral("recordButton"));
-    auto* reset = new QPushButton(L10n::t(QStringLiteral("Reset"), QStringLiteral("恢复默认")), this);
-    reset->setObjectName(QStringLiteral("resetButton"));
-    for (QPushButton* button : {record, reset})
-        button->setAutoDefault(false);
-
-    auto* keys = new QHBoxLayout;
-    keys->addWidget(m_text, 1);
-    keys->addWidget(record);
-    keys->addWidget(reset);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addLayout(keys);
-    layout->addWidget(m_desktopBinding);
-    layout->addWidget(m_desktopShortcut);
-
-    // Pressed again while recording, Re-record changes nothing: the recording goes on.
-    connect(record, &QPushButton::clicked, this, [this] { m_recorder->start(window()->windowHandle()); });
-    connect(reset, &QPushButton::clicked, this, [this] { m_recorder->adopt(HotkeyCombo::defaultCombo()); });
-    connect(m_recorder, &HotkeyRecorder::recordingChanged, this, &HotkeyRow::render);
-    connect(m_recorder, &HotkeyRecorder::heldModifiersChanged, this, &HotkeyRow::render);
-    connect(m_recorder, &HotkeyRecorder::comboChanged, this, &HotkeyRow::render);
-    render();
+      m_recorder(new HotkeyRecorder(hotkeys, defaults, HotkeySlot::lookup(), this)), m_text(new QLabel(this)),
+      m_desktopBinding(new QLabel(this)) {
+    addKeys(QStringLiteral("hotkey"), L10n::t(QStringLiteral("Reset"), QStringLiteral("恢复默认")),
+            [this] { m_recorder->adopt(HotkeyCombo::defaultCombo()); });
+    layout()->addWidget(m_desktopBinding);
+    layout()->addWidget(new DesktopShortcutPanel(shortcuts, *m_recorder, defaults, this));
 
     m_desktopBinding->setObjectName(QStringLiteral("hotkeyDesktopBinding"));
     m_desktopBinding->setWordWrap(true);
@@ -49,6 +26,45 @@ HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, DesktopShortcut
     SettingsStyle::setSecondary(m_desktopBinding);
     hotkeys.globalHotkeys().watchDesktopBinding(this, [this] { renderDesktopBinding(); });
     renderDesktopBinding();
+}
+
+HotkeyRow::HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, const HotkeySlot& slot, const QString& name,
+                     QWidget* parent)
+    : QWidget(parent), m_hotkeys(hotkeys), m_defaults(defaults),
+      m_recorder(new HotkeyRecorder(hotkeys, defaults, slot, this)), m_text(new QLabel(this)) {
+    addKeys(name, L10n::t(QStringLiteral("Clear"), QStringLiteral("清除")), [this] { m_recorder->clear(); });
+}
+
+void HotkeyRow::addKeys(const QString& name, const QString& resetText, std::function<void()> reset) {
+    // The lookup's row keeps its names without a prefix: "hotkeyRow", "recordButton".
+    const bool lookup = name == u"hotkey";
+    const auto named = [&](const QString& part) {
+        return lookup ? part : name + part.at(0).toUpper() + part.mid(1);
+    };
+    setObjectName(name + QStringLiteral("Row"));
+    m_text->setObjectName(name + QStringLiteral("Text"));
+    auto* record = new QPushButton(L10n::t(QStringLiteral("Re-record"), QStringLiteral("重新录制")), this);
+    record->setObjectName(named(QStringLiteral("recordButton")));
+    auto* resetButton = new QPushButton(resetText, this);
+    resetButton->setObjectName(named(lookup ? QStringLiteral("resetButton") : QStringLiteral("clearButton")));
+    for (QPushButton* button : {record, resetButton})
+        button->setAutoDefault(false);
+
+    auto* keys = new QHBoxLayout;
+    keys->addWidget(m_text, 1);
+    keys->addWidget(record);
+    keys->addWidget(resetButton);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addLayout(keys);
+
+    // Pressed again while recording, Re-record changes nothing: the recording goes on.
+    connect(record, &QPushButton::clicked, this, [this] { m_recorder->start(window()->windowHandle()); });
+    connect(resetButton, &QPushButton::clicked, this, std::move(reset));
+    connect(m_recorder, &HotkeyRecorder::recordingChanged, this, &HotkeyRow::render);
+    connect(m_recorder, &HotkeyRecorder::heldModifiersChanged, this, &HotkeyRow::render);
+    connect(m_recorder, &HotkeyRecorder::comboChanged, this, &HotkeyRow::render);
+    render();
 }
 
 void HotkeyRow::renderDesktopBinding() {
@@ -92,7 +108,8 @@ void HotkeyRow::render() {
                                        QStringLiteral("请按下组合键…（Esc 取消）")));
         SettingsStyle::setSecondary(m_text);
     } else {
-        m_text->setText(HotkeyCombo::load(m_defaults).display());
+        const std::optional<HotkeyCombo> combo = m_recorder->combo();
+        m_text->setText(combo ? combo->display() : L10n::t(QStringLiteral("None"), QStringLiteral("无")));
         m_text->setPalette(QPalette());
         QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
         fixed.setPointSizeF(font.pointSizeF() > 0 ? font.pointSizeF() : fixed.pointSizeF());

@@ -4,8 +4,9 @@
 
 #include <QWidget>
 
+#include <functional>
+
 class Defaults;
-class DesktopShortcutPanel;
 class DesktopShortcuts;
 class HotkeyManager;
 class QLabel;
@@ -14,6 +15,9 @@ class QLabel;
 // "Reset" (back to Alt+G). While recording the text asks for the keys instead, or shows the modifiers
 // held so far. Under it the key the desktop bound where it binds it (the GlobalShortcuts portal), and
 // where the desktop runs the lookup on a shortcut of its own, the state of that shortcut.
+//
+// The row of an optional hot key (the text on screen) has "Clear" instead of "Reset", says "None" when
+// no key is set, and its object names start with `name`.
 class HotkeyRow final : public QWidget {
     Q_OBJECT
 
@@ -21,11 +25,14 @@ public:
     // All three must outlive the row.
     HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, DesktopShortcuts& shortcuts,
               QWidget* parent = nullptr);
+    HotkeyRow(HotkeyManager& hotkeys, Defaults& defaults, const HotkeySlot& slot, const QString& name,
+              QWidget* parent = nullptr);
 
     HotkeyRecorder& recorder() { return *m_recorder; }
-    DesktopShortcutPanel& desktopShortcut() { return *m_desktopShortcut; }
 
 private:
+    // The key, the record button and the reset or clear button.
+    void addKeys(const QString& name, const QString& resetText, std::function<void()> reset);
     void render();
     // Under the key, where the desktop binds it itself: what it bound, or that it bound nothing.
     void renderDesktopBinding();
@@ -34,6 +41,5 @@ private:
     Defaults& m_defaults;
     HotkeyRecorder* m_recorder;
     QLabel* m_text;
-    QLabel* m_desktopBinding;
-    DesktopShortcutPanel* m_desktopShortcut;
+    QLabel* m_desktopBinding = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "NubraApp/Shell/AppDelegate.h"
 
 #include "NubraApp/Capture/CaptureGate.h"
+#include "NubraApp/Foundation/Alert.h"
 #include "NubraApp/Shell/BundleDesktopEntry.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraBuildInfo/BuildInfo.h"
@@ -8,8 +9,9 @@
 #include "NubraCore/History/HistoryFile.h"
 #include "NubraCore/Service/TokenStore.h"
 #include "NubraCore/Support/DebugLog.h"
-#include "NubraPlatform/SyntheticKeyboard.h"
 #include "NubraPlatform/DesktopShortcuts.h"
+#include "NubraPlatform/SyntheticKeyboard.h"
+#include "NubraPlatform/ocr/TesseractRecognizer.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -37,7 +39,11 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
       m_trust(m_desktop.accessibility, m_desktop.tasks),
       m_overlay(m_desktop.frontApplications, m_desktop.screen),
       m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_desktop.hotkeys),
-      m_permission(m_desktop, m_service, m_trust), m_windowServices{m_desktop, m_hotkeys, m_trust},
+      m_recognizer(std::make_unique<TesseractRecognizer>()),
+      m_screenText(m_desktop, *m_recognizer, m_areaPicker, m_overlay, m_state),
+      m_screenTextHotkeys(m_desktop.hotkeys, HotkeyManager::screenTextHotKeyId),
+      m_permission(m_desktop, m_service, m_trust), m_windowServices{m_desktop, m_hotkeys, m_screenTextHotkeys,
+                                                                    m_trust},
       m_tray(m_state, m_desktop), m_updates(updateEnvironment(baseURL)) {
     AppStateHolder::shared().install(&m_state);
     NubraWindows::install(&m_windowServices);
@@ -55,6 +61,9 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
     TrayMenu& menu = m_tray.menu();
     menu.setMonitorRunning([this]() { return m_monitor.isRunning(); });
     connect(&menu, &TrayMenu::closeCardRequested, &m_overlay, &OverlayController::close);
+    // Asked for in the menu, it runs even while selection popups are paused.
+    connect(&menu, &TrayMenu::screenTextRequested, &m_screenText, &ScreenTextLookup::start);
+    connect(&m_screenText, &ScreenTextLookup::unavailable, this, &AppDelegate::showScreenTextUnavailable);
     connect(&menu, &TrayMenu::checkForUpdatesRequested, this, [this]() { checkForUpdate(true); });
     connect(&menu, &TrayMenu::cancelActivityRequested, &m_updates, &UpdateFlow::cancelDownload);
     connect(&m_updates, &UpdateFlow::activityChanged, &m_tray, &TrayIcon::setActivity);
@@ -81,6 +90,10 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::applicationDidFinishLaunching() {
     // A tray utility has no main window: nothing to hide from a task bar here.
     m_permission.start(m_state);
+    // In every trigger mode, and whether or not capture has its permission: the picture needs neither.
+    m_screenTextHotkeys.onHotkey = [this]() { explainScreenText(); };
+    if (const std::optional<HotkeyCombo> combo = HotkeyCombo::load(m_defaults, HotkeySlot::screenText()))
+        m_screenTextHotkeys.registerCombo(*combo);
     // A desktop that asks before letting Nubra type asks now, so that no copy waits on its dialog.
     m_desktop.keyboard.setPermissionWanted(m_state.settings().remoteDesktopCopy());
     const PermissionPhase phase = m_state.settings().permissionPhase();
@@ -178,10 +191,30 @@ void AppDelegate::perform(const LaunchRequest& request) {
         else
             applicationShouldHandleReopen();
         break;
+    case LaunchRequest::Action::ocr:
+        explainScreenText();
+        break;
     case LaunchRequest::Action::quit:
         QCoreApplication::quit();
         break;
     }
+}
+
+void AppDelegate::explainScreenText() {
+    if (!m_state.settings().paused())
+        m_screenText.start();
+}
+
+void AppDelegate::showScreenTextUnavailable(const QString& reason) {
+    if (m_screenTextAlert) {
+        m_screenTextAlert->setInformativeText(reason);
+        Alert::present(m_screenTextAlert);
+        return;
+    }
+    m_screenTextAlert = Alert::make(QStringLiteral("screenTextAlert"), QMessageBox::Warning,
+                                    ScreenTextLookup::unavailableTitle(), reason);
+    Alert::addOk(m_screenTextAlert);
+    Alert::present(m_screenTextAlert);
 }
 
 void AppDelegate::checkForUpdate(bool manual) {
@@ -200,6 +233,8 @@ void AppDelegate::persist() {
 void AppDelegate::shutdown() {
     m_monitor.stop();
     m_hotkeys.unregister();
+    m_screenTextHotkeys.unregister();
+    m_areaPicker.cancel();
     m_overlay.close();
     QThreadPool::globalInstance()->waitForDone();
 }

@@ -9,6 +9,8 @@
 #include "NubraApp/Onboarding/PermissionMonitor.h"
 #include "NubraApp/Overlay/BubbleWindow.h"
 #include "NubraApp/Overlay/OverlayController.h"
+#include "NubraApp/ScreenText/AreaPicker.h"
+#include "NubraApp/ScreenText/ScreenTextLookup.h"
 #include "NubraApp/Shell/CommandLine.h"
 #include "NubraApp/Shell/NubraWindows.h"
 #include "NubraApp/Shell/TrayIcon.h"
@@ -18,7 +20,11 @@
 #include "NubraPlatform/TrustWatcher.h"
 #include "NubraPlatform/keychain/KeychainSecretStore.h"
 
+#include <QMessageBox>
 #include <QObject>
+#include <QPointer>
+
+#include <memory>
 
 // Owns every long-lived part of the running application, wires them together and runs the start-up
 // sequence: the permission monitor, then capture or the welcome notice, then the deferred update
@@ -50,6 +56,9 @@ private:
     void checkForUpdate(bool manual);
     void onTriggerModeChanged();
     void askDesktopShortcut();
+    // The tray item, `nubra --ocr` and the second hot key.
+    void explainScreenText();
+    void showScreenTextUnavailable(const QString& reason);
 
     std::unique_ptr<PlatformDesktop> m_platform;
     Desktop m_desktop;
@@ -64,6 +73,11 @@ private:
     BubbleWindow m_bubble;
     SelectionMonitor m_monitor;
     HotkeyManager m_hotkeys;
+    std::unique_ptr<TextRecognizer> m_recognizer;
+    AreaPicker m_areaPicker;
+    ScreenTextLookup m_screenText;
+    HotkeyManager m_screenTextHotkeys;
+    QPointer<QMessageBox> m_screenTextAlert;
     PermissionMonitor m_permission;
     AppServices m_windowServices;
     TrayIcon m_tray;

@@ -97,6 +97,8 @@ Parsed parse(const QStringList& arguments) {
             action = Action::resume;
         else if (name == u"--lookup")
             action = Action::lookup;
+        else if (name == u"--ocr")
+            action = Action::ocr;
         else if (name == u"--quit")
             action = Action::quit;
         else if (name == u"--dev")
@@ -148,6 +150,8 @@ QString helpText() {
         "  --resume          resume capture\n"
         "  --lookup          explain the text selected now, as the hot key does; bind it to a\n"
         "                    shortcut in the desktop's settings where Nubra cannot grab keys\n"
+        "  --ocr             explain text that cannot be selected: drag over it on the\n"
+        "                    screen, and it is read from the picture\n"
         "  --quit            quit the running Nubra\n"
         "\n"
         "Options:\n"

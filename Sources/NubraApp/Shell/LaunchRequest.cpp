@@ -11,13 +11,14 @@ struct ActionName {
     QStringView name;
 };
 
-const std::array<ActionName, 7> actionNames = {{
+const std::array<ActionName, 8> actionNames = {{
     {Action::reopen, u"reopen"},
     {Action::history, u"history"},
     {Action::settings, u"settings"},
     {Action::pause, u"pause"},
     {Action::resume, u"resume"},
     {Action::lookup, u"lookup"},
+    {Action::ocr, u"ocr"},
     {Action::quit, u"quit"},
 }};
 

@@ -20,6 +20,8 @@ struct LaunchRequest {
         // Captures the current selection as the hot key does and opens the card: what a desktop
         // shortcut runs where Nubra cannot grab a key itself.
         lookup,
+        // Freezes the screen for the user to mark text that cannot be selected, and explains it.
+        ocr,
         quit,
     };
 

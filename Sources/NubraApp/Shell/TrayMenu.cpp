@@ -122,6 +122,12 @@ TrayMenu::TrayMenu(AppState& state, const Desktop& desktop, QWidget* parent)
         },
         [this] { m_state.settings().setPaused(!m_state.settings().paused()); });
     addItem(
+        "screenTextItem",
+        [] {
+            return L10n::t(QStringLiteral("Explain Text on Screen…"), QStringLiteral("解释屏幕上的文字…"));
+        },
+        [this] { emit screenTextRequested(); });
+    addItem(
         "closeCardItem",
         [] { return L10n::t(QStringLiteral("Close current card"), QStringLiteral("关闭当前卡片")); },
         [this] { emit closeCardRequested(); });

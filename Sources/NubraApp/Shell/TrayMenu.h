@@ -15,10 +15,10 @@ class QActionGroup;
 class QMessageBox;
 
 // The tray icon's menu: the permission and status lines, the four explanation choices, pause, the
-// windows, the diagnostic commands and quit. It is built once and brought up to date from the state in
-// place (labels, check marks, which items show) before it opens and whenever a setting it shows
-// changes, so a D-Bus menu host, which reads the layout without opening the menu, sees it current and
-// item ids stay stable. Main thread only.
+// lookup of text on the screen, the windows, the diagnostic commands and quit. It is built once and brought
+// up to date from the state in place (labels, check marks, which items show) before it opens and whenever a
+// setting it shows changes, so a D-Bus menu host, which reads the layout without opening the menu, sees it
+// current and item ids stay stable. Main thread only.
 class TrayMenu : public QMenu {
     Q_OBJECT
 
@@ -49,6 +49,7 @@ public slots:
 
 signals:
     void closeCardRequested();
+    void screenTextRequested();
     void checkForUpdatesRequested();
     void cancelActivityRequested();
 

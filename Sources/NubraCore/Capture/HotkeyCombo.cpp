@@ -69,14 +69,27 @@ QString HotkeyCombo::keyName(std::uint64_t keyCode) {
 }
 
 HotkeyCombo HotkeyCombo::load(const Defaults& defaults) {
-    const qint64 storedKey = defaults.integer(QString::fromLatin1(keyCodeKey)).value_or(0);
-    const qint64 storedModifiers = defaults.integer(QString::fromLatin1(modifiersKey)).value_or(0);
-    if (storedKey < 1 || storedModifiers < 0) // a negative modifier set lies outside the format
-        return defaultCombo();
-    return {std::uint64_t(storedKey), std::uint64_t(storedModifiers)};
+    return load(defaults, HotkeySlot::lookup()).value_or(defaultCombo());
 }
 
 void HotkeyCombo::save(Defaults& defaults) const {
-    defaults.setValue(QString::fromLatin1(keyCodeKey), qulonglong(keyCode));
-    defaults.setValue(QString::fromLatin1(modifiersKey), qulonglong(modifiers));
+    save(defaults, HotkeySlot::lookup());
+}
+
+std::optional<HotkeyCombo> HotkeyCombo::load(const Defaults& defaults, const HotkeySlot& slot) {
+    const qint64 storedKey = defaults.integer(QString::fromLatin1(slot.keyCodeKey)).value_or(0);
+    const qint64 storedModifiers = defaults.integer(QString::fromLatin1(slot.modifiersKey)).value_or(0);
+    if (storedKey < 1 || storedModifiers < 0) // a negative modifier set lies outside the format
+        return slot.hasDefault ? std::optional(defaultCombo()) : std::nullopt;
+    return HotkeyCombo{std::uint64_t(storedKey), std::uint64_t(storedModifiers)};
+}
+
+void HotkeyCombo::save(Defaults& defaults, const HotkeySlot& slot) const {
+    defaults.setValue(QString::fromLatin1(slot.keyCodeKey), qulonglong(keyCode));
+    defaults.setValue(QString::fromLatin1(slot.modifiersKey), qulonglong(modifiers));
+}
+
+void HotkeyCombo::clear(Defaults& defaults, const HotkeySlot& slot) {
+    defaults.remove(QString::fromLatin1(slot.keyCodeKey));
+    defaults.remove(QString::fromLatin1(slot.modifiersKey));
 }

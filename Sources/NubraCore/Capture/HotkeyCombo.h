@@ -3,8 +3,21 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 
 class Defaults;
+
+// Where one hot key is kept in the defaults, and whether it falls back to Alt+G when none is stored.
+struct HotkeySlot {
+    const char* keyCodeKey;
+    const char* modifiersKey;
+    bool hasDefault;
+
+    // The lookup of the selection.
+    static HotkeySlot lookup() { return {"hotkey.keyCode", "hotkey.modifiers", true}; }
+    // The lookup of text on the screen: no key unless the user records one.
+    static HotkeySlot screenText() { return {"ocrHotkey.keyCode", "ocrHotkey.modifiers", false}; }
+};
 
 // A global hot-key combination: an ANSI virtual key code and device-independent modifier flags.
 struct HotkeyCombo {
@@ -13,9 +26,6 @@ struct HotkeyCombo {
     static constexpr std::uint64_t optionFlag = 0x80000;
     static constexpr std::uint64_t commandFlag = 0x100000;
     static constexpr std::uint64_t modifierMask = 0x1E0000;
-
-    static constexpr const char* keyCodeKey = "hotkey.keyCode";
-    static constexpr const char* modifiersKey = "hotkey.modifiers";
 
     std::uint64_t keyCode = 0; // 0 means no key
     std::uint64_t modifiers = 0;
@@ -38,6 +48,10 @@ struct HotkeyCombo {
     // Alt+G when no key code of 1 or more is stored.
     static HotkeyCombo load(const Defaults& defaults);
     void save(Defaults& defaults) const;
+    // The combination in `slot`; its default (or none) when no key code of 1 or more is stored.
+    static std::optional<HotkeyCombo> load(const Defaults& defaults, const HotkeySlot& slot);
+    void save(Defaults& defaults, const HotkeySlot& slot) const;
+    static void clear(Defaults& defaults, const HotkeySlot& slot);
 
     static QString keyName(std::uint64_t keyCode);
 

@@ -20,5 +20,5 @@ std::optional<TreelessApp> FakeTreelessApplications::application(qint64 processI
 
 Desktop FakeDesktop::desktop() {
     return {accessibility, frontApplications, treeless,  screen, pasteboard, primarySelection, keyboard,
-            eventMonitors, hotkeys,           shortcuts, clock,  tasks,      capabilities};
+            eventMonitors, hotkeys,           shortcuts, clock,  tasks,      capabilities,     screenPicture};
 }

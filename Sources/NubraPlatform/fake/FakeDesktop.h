@@ -13,6 +13,7 @@
 #include "NubraPlatform/fake/FakeEventMonitors.h"
 #include "NubraPlatform/fake/FakeGlobalHotkeys.h"
 #include "NubraPlatform/fake/FakeKeyboard.h"
+#include "NubraPlatform/fake/FakeScreenPicture.h"
 #include "NubraPlatform/fake/FakeTaskRunner.h"
 
 class FakeFrontApplications final : public FrontApplications {
@@ -63,6 +64,7 @@ struct FakeDesktop {
     FakeDesktopShortcuts shortcuts;
     FakeClock clock;
     FakeTaskRunner tasks;
+    FakeScreenPicture screenPicture;
     DesktopCapabilities capabilities =
         DesktopCapabilities::forSession({DesktopSession::Kind::x11, DesktopSession::Family::x11, {}});
 

@@ -7,6 +7,7 @@
 #include "NubraPlatform/linux/ProcTreelessApplications.h"
 #include "NubraPlatform/linux/QtClock.h"
 #include "NubraPlatform/linux/QtPasteboard.h"
+#include "NubraPlatform/linux/QtScreenPicture.h"
 #include "NubraPlatform/linux/QtTaskRunner.h"
 #include "NubraPlatform/linux/X11Desktop.h"
 #include "NubraPlatform/linux/X11EventMonitors.h"
@@ -22,7 +23,7 @@ public:
 
     Desktop desktop() override {
         return {accessibility, x11,     treeless,  x11,   pasteboard, primarySelection, keyboard,
-                eventMonitors, hotkeys, shortcuts, clock, tasks,      m_capabilities};
+                eventMonitors, hotkeys, shortcuts, clock, tasks,      m_capabilities,   screenPicture};
     }
     const DesktopCapabilities& capabilities() const override { return m_capabilities; }
 
@@ -40,4 +41,5 @@ private:
     NoDesktopShortcuts shortcuts; // the hot key is grabbed
     QtClock clock;
     QtTaskRunner tasks;
+    QtScreenPicture screenPicture;
 };

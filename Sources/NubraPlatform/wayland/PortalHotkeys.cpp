@@ -1,6 +1,7 @@
 #include "NubraPlatform/wayland/PortalHotkeys.h"
 
 #include "NubraCore/Support/DebugLog.h"
+#include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/linux/X11KeyMap.h"
 #include "NubraPlatform/wayland/PortalShortcutSession.h"
 
@@ -71,9 +72,12 @@ void PortalHotkeys::unregisterHotKey(HotKeyRef hotKey) {
 
 std::optional<GlobalHotkeys::DesktopBinding> PortalHotkeys::desktopBinding() const {
     // The latest registration is the one the user sees.
-    if (m_portal != true || m_registrations.empty())
+    if (m_portal != true)
         return std::nullopt;
-    return m_registrations.rbegin()->second.session->binding();
+    for (auto found = m_registrations.rbegin(); found != m_registrations.rend(); ++found)
+        if (found->second.id != screenTextKeyId)
+            return found->second.session->binding();
+    return std::nullopt;
 }
 
 void PortalHotkeys::watchDesktopBinding(QObject* context, std::function<void()> changed) {
@@ -114,8 +118,17 @@ void PortalHotkeys::portalAnswered(bool offersShortcuts) {
 }
 
 void PortalHotkeys::bind(HotKeyRef ref, Registration& registration) {
+    // Named in the desktop's list of shortcuts by what it does.
+    const PortalShortcutSession::Listing listing =
+        registration.id == screenTextKeyId
+            ? PortalShortcutSession::Listing{QStringLiteral("ocr"),
+                                             L10n::t(QStringLiteral("Explain text on the screen with Nubra"),
+                                                     QStringLiteral("用 Nubra 解释屏幕上的文字"))}
+            : PortalShortcutSession::Listing{QStringLiteral("lookup"),
+                                             L10n::t(QStringLiteral("Look up the selected text in Nubra"),
+                                                     QStringLiteral("用 Nubra 查询所选文字"))};
     registration.session = std::make_unique<PortalShortcutSession>(
-        m_bus, triggerFor(registration.keyCode, registration.modifiers), m_deadlines);
+        m_bus, listing, triggerFor(registration.keyCode, registration.modifiers), m_deadlines);
     connect(registration.session.get(), &PortalShortcutSession::bindingChanged, this,
             &PortalHotkeys::desktopBindingChanged);
     connect(registration.session.get(), &PortalShortcutSession::activated, this, [this, ref] {

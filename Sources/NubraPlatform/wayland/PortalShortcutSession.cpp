@@ -1,7 +1,6 @@
 #include "NubraPlatform/wayland/PortalShortcutSession.h"
 
 #include "NubraCore/Support/DebugLog.h"
-#include "NubraCore/Vocabulary/L10n.h"
 
 #include <QDBusArgument>
 #include <QDBusMetaType>
@@ -47,20 +46,22 @@ void registerTypes() {
     (void)registered;
 }
 
-// Our shortcut in a list the portal sent: its trigger description, or nothing when it is not listed
+// Our shortcut `id` in a list the portal sent: its trigger description, or nothing when it is not listed
 // (the user left it unbound).
-std::optional<QString> triggerIn(const QVariant& list) {
+std::optional<QString> triggerIn(const QVariant& list, const QString& id) {
     for (const Shortcut& shortcut : qdbus_cast<QList<Shortcut>>(list))
-        if (shortcut.id == PortalShortcutSession::shortcutId)
+        if (shortcut.id == id)
             return shortcut.properties.value(QStringLiteral("trigger_description")).toString();
     return std::nullopt;
 }
 
 } // namespace
 
-PortalShortcutSession::PortalShortcutSession(const QDBusConnection& bus, const QString& preferredTrigger,
+PortalShortcutSession::PortalShortcutSession(const QDBusConnection& bus, const Listing& shortcut,
+                                             const QString& preferredTrigger,
                                              const Portal::Deadlines& deadlines, QObject* parent)
-    : QObject(parent), m_bus(bus), m_preferredTrigger(preferredTrigger), m_deadlines(deadlines) {
+    : QObject(parent), m_bus(bus), m_shortcut(shortcut), m_preferredTrigger(preferredTrigger),
+      m_deadlines(deadlines) {
     registerTypes();
     const QString token = Portal::newToken();
     const QString sessionToken = Portal::newToken();
@@ -112,16 +113,14 @@ void PortalShortcutSession::created(uint outcome, const QVariantMap& results) {
     m_bus.connect(QString(), m_sessionPath, QStringLiteral("org.freedesktop.portal.Session"),
                   QStringLiteral("Closed"), this, SLOT(onClosed()));
 
-    QVariantMap properties{
-        {QStringLiteral("description"), L10n::t(QStringLiteral("Look up the selected text in Nubra"),
-                                                QStringLiteral("用 Nubra 查询所选文字"))}};
+    QVariantMap properties{{QStringLiteral("description"), m_shortcut.description}};
     if (!m_preferredTrigger.isEmpty())
         properties.insert(QStringLiteral("preferred_trigger"), m_preferredTrigger);
     const QString token = Portal::newToken();
     QDBusMessage call = QDBusMessage::createMethodCall(Portal::service, Portal::path, interface,
                                                        QStringLiteral("BindShortcuts"));
     call << QVariant::fromValue(QDBusObjectPath(m_sessionPath))
-         << QVariant::fromValue(QList<Shortcut>{{shortcutId, properties}}) << QString()
+         << QVariant::fromValue(QList<Shortcut>{{m_shortcut.id, properties}}) << QString()
          << QVariantMap{{QStringLiteral("handle_token"), token}};
     // The desktop may show a dialog here, which the user answers in their own time.
     m_request = std::make_unique<PortalRequest>(
@@ -136,7 +135,8 @@ void PortalShortcutSession::bound(uint outcome, const QVariantMap& results) {
                                                    : DesktopBindingState::failed);
         return;
     }
-    const std::optional<QString> trigger = triggerIn(results.value(QStringLiteral("shortcuts")));
+    const std::optional<QString> trigger =
+        triggerIn(results.value(QStringLiteral("shortcuts")), m_shortcut.id);
     settle(trigger ? DesktopBindingState::bound : DesktopBindingState::declined, trigger.value_or(QString()));
 }
 
@@ -152,7 +152,7 @@ void PortalShortcutSession::settle(DesktopBindingState state, const QString& tri
 void PortalShortcutSession::onActivated(const QDBusMessage& message) {
     const QList<QVariant> arguments = message.arguments();
     if (arguments.size() < 2 || arguments[0].value<QDBusObjectPath>().path() != m_sessionPath ||
-        arguments[1].toString() != shortcutId)
+        arguments[1].toString() != m_shortcut.id)
         return;
     emit activated();
 }
@@ -162,7 +162,7 @@ void PortalShortcutSession::onShortcutsChanged(const QDBusMessage& message) {
     const QList<QVariant> arguments = message.arguments();
     if (arguments.size() < 2 || arguments[0].value<QDBusObjectPath>().path() != m_sessionPath)
         return;
-    const std::optional<QString> trigger = triggerIn(arguments[1]);
+    const std::optional<QString> trigger = triggerIn(arguments[1], m_shortcut.id);
     settle(trigger ? DesktopBindingState::bound : DesktopBindingState::declined, trigger.value_or(QString()));
 }
 

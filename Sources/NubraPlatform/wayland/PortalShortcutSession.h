@@ -18,10 +18,15 @@ class PortalShortcutSession final : public QObject {
     Q_OBJECT
 
 public:
-    static inline const QString shortcutId = QStringLiteral("lookup");
+    // The shortcut as the desktop lists it: a name of its own and the words that say what it does.
+    struct Listing {
+        QString id;
+        QString description;
+    };
 
-    PortalShortcutSession(const QDBusConnection& bus, const QString& preferredTrigger,
-                          const Portal::Deadlines& deadlines, QObject* parent = nullptr);
+    PortalShortcutSession(const QDBusConnection& bus, const Listing& shortcut,
+                          const QString& preferredTrigger, const Portal::Deadlines& deadlines,
+                          QObject* parent = nullptr);
     ~PortalShortcutSession() override;
 
     const GlobalHotkeys::DesktopBinding& binding() const { return m_binding; }
@@ -42,6 +47,7 @@ private:
     void unwatch();
 
     QDBusConnection m_bus;
+    Listing m_shortcut;
     QString m_preferredTrigger;
     Portal::Deadlines m_deadlines;
     QString m_sessionPath;

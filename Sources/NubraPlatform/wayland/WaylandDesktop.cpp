@@ -74,7 +74,7 @@ Desktop WaylandDesktop::desktop() {
     SyntheticKeyboard& keyboard = m_capabilities.copy == DesktopCapabilities::Copy::virtualKeyboard
                                       ? static_cast<SyntheticKeyboard&>(m_virtualKeyboard)
                                       : m_portalKeyboard;
-    return {m_accessibility, front,           m_treeless,      m_x11,        pasteboard, primary,
-            keyboard,        m_eventMonitors, m_portalHotkeys, *m_shortcuts, m_clock,    m_tasks,
-            m_capabilities};
+    return {m_accessibility, front,    m_treeless,      m_x11,           pasteboard,
+            primary,         keyboard, m_eventMonitors, m_portalHotkeys, *m_shortcuts,
+            m_clock,         m_tasks,  m_capabilities,  m_screenshot};
 }

@@ -18,6 +18,7 @@
 #include "NubraPlatform/wayland/DataControlPrimarySelection.h"
 #include "NubraPlatform/wayland/PortalHotkeys.h"
 #include "NubraPlatform/wayland/PortalKeyboard.h"
+#include "NubraPlatform/wayland/PortalScreenshot.h"
 #include "NubraPlatform/wayland/VirtualKeyboard.h"
 #include "NubraPlatform/wayland/WaylandConnection.h"
 #include "NubraPlatform/wayland/WaylandEventMonitors.h"
@@ -67,4 +68,6 @@ private:
     std::unique_ptr<DesktopShortcuts> m_shortcuts;
     QtClock m_clock;
     QtTaskRunner m_tasks;
+    // An XWayland grab shows native Wayland windows black: the desktop takes the picture.
+    PortalScreenshot m_screenshot{QDBusConnection::sessionBus()};
 };

@@ -1,0 +1,7 @@
+#include "NubraPlatform/fake/FakeScreenPicture.h"
+
+void FakeScreenPicture::take(QObject* context, std::function<void(Result)> done) {
+    ++taken;
+    if (context)
+        done(result);
+}

@@ -207,6 +207,19 @@ QString manualShortcutStep() {
         QStringLiteral("在桌面的键盘设置中，为命令“nubra --lookup”设一个快捷键"));
 }
 
+// Where the area to read is marked: on X11 a still picture of every screen; a Wayland desktop hands the
+// picture over only through its screenshot dialog.
+Capability screenTextEntry(const DesktopCapabilities& can) {
+    Capability entry = named(L10n::t(QStringLiteral("Text on the screen"), QStringLiteral("屏幕文字")));
+    entry.detail =
+        can.session.isWayland()
+            ? L10n::t(QStringLiteral("the desktop's screenshot dialog comes first, then the area is marked"),
+                      QStringLiteral("先经由桌面的截图对话框，再框选区域"))
+            : L10n::t(QStringLiteral("marked on a still picture of the screens"),
+                      QStringLiteral("在屏幕的静止画面上框选"));
+    return entry;
+}
+
 Capability hotkeyEntry(const DesktopCapabilities& can) {
     Capability entry = named(L10n::t(QStringLiteral("Hot key"), QStringLiteral("快捷键")));
     switch (can.hotkey) {
@@ -277,8 +290,8 @@ QString DesktopCapabilities::sessionLine() const {
 }
 
 QList<Capability> DesktopCapabilities::listing() const {
-    return {noticingEntry(*this), primaryEntry(*this), copyEntry(*this), placementEntry(*this),
-            hotkeyEntry(*this)};
+    return {noticingEntry(*this),  primaryEntry(*this), copyEntry(*this),
+            placementEntry(*this), hotkeyEntry(*this),  screenTextEntry(*this)};
 }
 
 QStringList DesktopCapabilities::report() const {

@@ -9,6 +9,7 @@
 #include "NubraCore/History/HistoryFile.h"
 #include "NubraCore/Service/TokenStore.h"
 #include "NubraCore/Support/DebugLog.h"
+#include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/DesktopShortcuts.h"
 #include "NubraPlatform/SyntheticKeyboard.h"
 #include "NubraPlatform/ocr/TesseractRecognizer.h"
@@ -60,6 +61,20 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
 
     TrayMenu& menu = m_tray.menu();
     menu.setMonitorRunning([this]() { return m_monitor.isRunning(); });
+    menu.setFeatureLines([this]() {
+        const QString reason = m_recognizer->unavailableReason();
+        QStringList lines{L10n::t(QStringLiteral("Text on the screen: "), QStringLiteral("屏幕文字：")) +
+                          (m_recognizer->isAvailable() ? L10n::t(QStringLiteral("read on this computer ✓"),
+                                                                 QStringLiteral("在本机识别 ✓"))
+                                                       : QStringLiteral("✗ ") + reason)};
+        if (m_recognizer->isAvailable() && !reason.isEmpty())
+            lines << QStringLiteral("  ") + reason; // a language's data is missing
+        lines << L10n::t(
+            QStringLiteral("Anki: notes go to Anki while it runs with AnkiConnect, otherwise to a "
+                           "file to import"),
+            QStringLiteral("Anki：Anki 运行且装有 AnkiConnect 时直接添加，否则写入可导入的文件"));
+        return lines;
+    });
     connect(&menu, &TrayMenu::closeCardRequested, &m_overlay, &OverlayController::close);
     // Asked for in the menu, it runs even while selection popups are paused.
     connect(&menu, &TrayMenu::screenTextRequested, &m_screenText, &ScreenTextLookup::start);

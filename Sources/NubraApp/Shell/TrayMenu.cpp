@@ -195,6 +195,10 @@ void TrayMenu::setActivity(const QString& activity) {
     refresh();
 }
 
+void TrayMenu::setFeatureLines(std::function<QStringList()> lines) {
+    m_featureLines = std::move(lines);
+}
+
 void TrayMenu::setMonitorRunning(std::function<bool()> isRunning) {
     m_monitorRunning = std::move(isRunning);
     refresh();
@@ -318,10 +322,13 @@ void TrayMenu::showDiagnosis() {
             if (!self)
                 return;
             self->m_diagnosisRunning = false;
+            QStringList features{speechLine()};
+            if (self->m_featureLines)
+                features += self->m_featureLines();
             self->showAlert(
                 QStringLiteral("diagnosisAlert"),
                 L10n::t(QStringLiteral("Capture environment diagnosis"), QStringLiteral("取词环境诊断")),
-                diagnosis + QStringLiteral("\n\n") + speechLine(), false,
+                diagnosis + QStringLiteral("\n\n") + features.join(u'\n'), false,
                 L10n::t(QStringLiteral("Got it"), QStringLiteral("知道了")));
         });
     });

@@ -38,6 +38,9 @@ public:
 
     // Where the status line learns whether the selection monitor runs; "not running" until set.
     void setMonitorRunning(std::function<bool()> isRunning);
+    // What the diagnosis adds about the features beside capture (text on the screen, Anki), one
+    // line each, asked for when it is shown.
+    void setFeatureLines(std::function<QStringList()> lines);
 
 public slots:
     // Re-reads the state into every label, check mark and visible item.
@@ -75,6 +78,7 @@ private:
     AppState& m_state;
     Desktop m_desktop;
     std::function<bool()> m_monitorRunning;
+    std::function<QStringList()> m_featureLines;
     std::vector<Labelled> m_labels;
     std::vector<Choice> m_choices;
     std::vector<QPointer<QMessageBox>> m_alerts;

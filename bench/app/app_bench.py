@@ -228,12 +228,7 @@ def measure_lookups(desktop, watch, nubra_program, editor, service, count):
             if bubble is None:
                 print(f"# lookup {i}: no bubble", flush=True)
                 continue
-            x, y = pointer.origin(bubble.window)
-            clicked = pointer.click(x + bubble.width // 2, y + bubble.height // 2)
-            card, grown = card_with_text(desktop, watch, process, clicked, f"lookup {i}")
-            curl = curl_first_byte_and_delta(service, lookup_body(poll_history()))
-            pointer.key("Escape")
-            watch.wait_for(lambda: None if watch.is_mapped(card.window) else True, 5)
+            clicked, card, grown, curl = click_bubble(desktop, watch, pointer, process, bubble, service, f"lookup {i}")
             if i == 0:
                 results["first_card"].append((card.when - clicked) * 1000)
                 results["first_text"].append((grown[0] - clicked) * 1000)
@@ -247,15 +242,37 @@ def measure_lookups(desktop, watch, nubra_program, editor, service, count):
 
             # The word is still selected: what a desktop shortcut running `nubra --lookup` does with it,
             # the second process's start and hand-over included.
-            asked = time.monotonic()
-            subprocess.run(nubra_program.argv + ["--lookup"], env=nubra_program.env, check=True)
-            card, grown = card_with_text(desktop, watch, process, asked, f"nubra --lookup {i}")
-            results["command_text"].append((grown[0] - asked) * 1000)
-            pointer.key("Escape")
-            watch.wait_for(lambda: None if watch.is_mapped(card.window) else True, 5)
+            results["command_text"].append(command_lookup(desktop, watch, pointer, process, nubra_program.argv,
+                                                          nubra_program.env, f"nubra --lookup {i}"))
     finally:
         stop(process)
     return results
+
+
+def click_bubble(desktop, watch, pointer, process, bubble, service, what):
+    """Clicks the bubble, waits for the card's first text, sends curl the same request and closes the
+    card: the click's moment, the card, its growth and curl's times."""
+    x, y = pointer.origin(bubble.window)
+    clicked = pointer.click(x + bubble.width // 2, y + bubble.height // 2)
+    card, grown = card_with_text(desktop, watch, process, clicked, what)
+    curl = curl_first_byte_and_delta(service, lookup_body(poll_history()))
+    close_card(watch, pointer, card)
+    return clicked, card, grown, curl
+
+
+def command_lookup(desktop, watch, pointer, process, argv, env, what):
+    """What a desktop shortcut running `nubra --lookup` does with the selection, the second process's
+    start and hand-over included: ms to the card's first text. Closes the card."""
+    asked = time.monotonic()
+    subprocess.run(argv + ["--lookup"], env=env, check=True, timeout=10)
+    card, grown = card_with_text(desktop, watch, process, asked, what)
+    close_card(watch, pointer, card)
+    return (grown[0] - asked) * 1000
+
+
+def close_card(watch, pointer, card):
+    pointer.key("Escape")
+    watch.wait_for(lambda: None if watch.is_mapped(card.window) else True, 5)
 
 
 def card_with_text(desktop, watch, process, since, what):

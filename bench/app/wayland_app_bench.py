@@ -23,7 +23,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "Tests", "DesktopTestKit"))
 import app_bench  # noqa: E402
-from app_bench import BUBBLE_SIZE, card_with_text, curl_first_byte_and_delta, lookup_body, poll_history, summary, write_nubra_settings  # noqa: E402
+from app_bench import BUBBLE_SIZE, click_bubble, command_lookup, summary, write_nubra_settings  # noqa: E402
 from desktop_kit import Failure, Lines, check, poll, start_service  # noqa: E402
 from xwatch import Input, XWatch  # noqa: E402
 
@@ -103,24 +103,14 @@ def measure(desktop, keys, env, count):
         if bubble is None:
             print(f"# lookup {i}: no bubble", flush=True)
             continue
-        x, y = pointer.origin(bubble.window)
-        clicked = pointer.click(x + bubble.width // 2, y + bubble.height // 2)
-        card, grown = card_with_text(desktop, watch, nubra, clicked, f"lookup {i}")
-        curl = curl_first_byte_and_delta(service, lookup_body(poll_history()))
-        pointer.key("Escape")
-        watch.wait_for(lambda: None if watch.is_mapped(card.window) else True, 5)
-
-        asked = time.monotonic()
-        subprocess.run([ARGS.nubra, "--lookup"], env=nubra_env, check=True, timeout=10)
-        command_card, command_grown = card_with_text(desktop, watch, nubra, asked, f"nubra --lookup {i}")
-        pointer.key("Escape")
-        watch.wait_for(lambda: None if watch.is_mapped(command_card.window) else True, 5)
+        clicked, _, grown, curl = click_bubble(desktop, watch, pointer, nubra, bubble, service, f"lookup {i}")
+        command_text = command_lookup(desktop, watch, pointer, nubra, [ARGS.nubra], nubra_env, f"nubra --lookup {i}")
         if i == 0:
             continue
         if waited:
             results["bubble"].append((bubble.when - waited) * 1000)
         results["text"].append((grown[0] - clicked) * 1000)
-        results["command_text"].append((command_grown[0] - asked) * 1000)
+        results["command_text"].append(command_text)
         if curl:
             results["curl_byte"].append(curl[0])
     subprocess.run([ARGS.nubra, "--quit"], env=nubra_env, timeout=10)

@@ -18,14 +18,13 @@ and clicked with the pointer; screenshots are left in the artifacts.
 import argparse
 import json
 import os
-import re
 import subprocess
 import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import (Failure, check, click, history_rows, poll, run, set_bus_enabled, start_mousepad,  # noqa: E402
-                         start_service, visible_windows, widget, widgets, window_named, word_rect, xdotool,
+from desktop_kit import (Failure, check, click, history_rows, picture_window, poll, run, set_bus_enabled,  # noqa: E402
+                         start_mousepad, start_service, visible_windows, widget, widgets, window_named, word_rect, xdotool,
                          xdotool_output)
 
 ARGS = None
@@ -159,44 +158,6 @@ def mouse_lookup(editor, rect):
     xdotool("key", "Escape")
     poll("the card to close on Escape", lambda: card() is None, 5)
     print("ok - Escape closes the card", flush=True)
-
-
-def text_width(text, font):
-    """How far `text` advances in `font`, as ImageMagick lays it out."""
-    debug = subprocess.run(["convert", "-debug", "annotate", "xc:", *font, "-annotate", "0", text, "null:"],
-                           capture_output=True, text=True, check=True).stderr
-    return float(re.search(r"Metrics: text: .*?; width: ([0-9.]+);", debug).group(1))
-
-
-def picture_window(desktop):
-    """Shows two lines of text as a picture (nothing to select, nothing on the accessibility bus); the box
-    of each word of the first line on the screen, once it is drawn there."""
-    lines = ("She sat on the bank of the river", "and watched the boats go by.")
-    font = ["-font", "DejaVu-Sans", "-pointsize", "32"]
-    drawn, words, x = [], {}, 20.0
-    for word in lines[0].split():
-        drawn += ["-annotate", f"+{x:.0f}+50", word]
-        words[word] = (int(x), 18, int(text_width(word, font)) + 1, 42)
-        x += text_width(word + " ", font)
-    path = os.path.join(os.environ["XDG_RUNTIME_DIR"], "words.png")
-    subprocess.run(["convert", "-size", "760x140", "xc:white", "-fill", "black", *font, *drawn,
-                    "-annotate", "+20+110", lines[1], path], check=True)
-    # Below the editor, whose own copy of the sentence must not be read as context.
-    desktop.spawn(["display", "-title", "words", "-geometry", "+260+600", path])
-    window = poll("the picture window", lambda: window_named("words"), 15)
-    # Where the picture starts: the window's inside, below the frame the window manager put round it.
-    info = subprocess.run(["xwininfo", "-id", window], capture_output=True, text=True, check=True).stdout
-    left, top = (int(re.search(rf"Absolute upper-left {axis}:\s+(-?\d+)", info).group(1)) for axis in "XY")
-    words = {word: (left + x, top + y, width, height) for word, (x, y, width, height) in words.items()}
-
-    def drawn():
-        x, y, width, height = words["She"]
-        mean = subprocess.run(["import", "-window", "root", "-crop", f"{width}x{height}+{x}+{y}", "-format",
-                               "%[fx:mean]", "info:"], capture_output=True, text=True).stdout
-        return mean and float(mean) < 0.9
-
-    poll("the picture on the screen", drawn, 15)
-    return words
 
 
 def ocr_visible():

@@ -9,8 +9,9 @@ window mapped, RSS and PSS 10 s after the start, utime+stime ticks from 10 s to 
 broken down by mapping (Qt libraries, other libraries, the program, heap and anonymous memory, the rest)
 and by file. For Nubra alone: mouse release to bubble (the 0.3 s debounce taken off), bubble click to
 the first explanation text on the card, `nubra --lookup` (what a desktop shortcut runs, its own start
-included) to the first text, beside curl's time to first byte and to first delta on the same
-request to the same service in the same run. --only picks parts: idle-memory (start-up and idle memory,
+included) to the first text, the release of a drag over a word shown as a picture after `nubra --ocr`
+to the first text (local recognition included), beside curl's time to first byte and to first delta on
+the same request to the same service in the same run. --only picks parts: idle-memory (start-up and idle memory,
 no CPU window), lookups.
 
 What counts (all from the X server, see xwatch.py):
@@ -38,7 +39,7 @@ import uuid
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "Tests", "DesktopTestKit"))
-from desktop_kit import Failure, check, run, start_mousepad, stop, word_rect  # noqa: E402
+from desktop_kit import SCREEN_H, SCREEN_W, Failure, check, picture_window, run, start_mousepad, stop, word_rect  # noqa: E402
 import smaps  # noqa: E402
 from xwatch import Input, XWatch  # noqa: E402
 
@@ -200,7 +201,7 @@ def measure_lookups(desktop, watch, nubra_program, editor, service, count):
 
     is_bubble = lambda m: m.width == BUBBLE_SIZE and m.height == BUBBLE_SIZE  # noqa: E731
     results = {"bubble": [], "text": [], "curl_byte": [], "curl_delta": [], "card": [], "first_card": [],
-               "first_text": [], "command_text": []}
+               "first_text": [], "command_text": [], "screen_text": []}
     warm = None
     for attempt in range(2):  # a start whose capture never comes up is reported and tried once more
         process, _ = nubra_program.start()
@@ -244,6 +245,7 @@ def measure_lookups(desktop, watch, nubra_program, editor, service, count):
             # the second process's start and hand-over included.
             results["command_text"].append(command_lookup(desktop, watch, pointer, process, nubra_program.argv,
                                                           nubra_program.env, f"nubra --lookup {i}"))
+        results["screen_text"] = screen_text_lookups(desktop, watch, pointer, process, nubra_program, count)
     finally:
         stop(process)
     return results
@@ -268,6 +270,26 @@ def command_lookup(desktop, watch, pointer, process, argv, env, what):
     card, grown = card_with_text(desktop, watch, process, asked, what)
     close_card(watch, pointer, card)
     return (grown[0] - asked) * 1000
+
+
+def screen_text_lookups(desktop, watch, pointer, process, nubra_program, count):
+    """`nubra --ocr` and a drag over "river" in a picture of two lines of text: ms from the button's
+    release to the card's first explanation text, recognition and the service's answer included."""
+    words = picture_window(desktop)
+    x, y, width, height = words["river"]
+    is_picker = lambda m: m.width == SCREEN_W and m.height == SCREEN_H  # noqa: E731
+    samples = []
+    for i in range(count + 1):  # the first one loads the recognizer's language data
+        asked = time.monotonic()
+        subprocess.run(nubra_program.argv + ["--ocr"], env=nubra_program.env, check=True, timeout=10)
+        picker = watch.wait_for(lambda: watch.first_map(process.pid, asked, is_picker), 10)
+        check(picker is not None, f"screen text {i}: no area picker")
+        released = pointer.drag((x - 6, y), (x + width + 6, y + height))
+        # The card stays: Escape would end the picture viewer, and the next `--ocr` closes the card.
+        _, grown = card_with_text(desktop, watch, process, released, f"screen text {i}")
+        if i:
+            samples.append((grown[0] - released) * 1000)
+    return samples
 
 
 def close_card(watch, pointer, card):
@@ -344,6 +366,7 @@ def report_lookups(lookups):
     print(f"{'bubble click -> card mapped (ms)':52} {summary(lookups['card']):>22}")
     print(f"{'bubble click -> first explanation text (ms)':52} {summary(lookups['text']):>22}")
     print(f"{'nubra --lookup -> first explanation text (ms)':52} {summary(lookups['command_text']):>22}")
+    print(f"{'screen text: release of the drag -> first text (ms)':52} {summary(lookups['screen_text']):>22}")
     print(f"{'first lookup after start: click -> card (ms)':52} {summary(lookups['first_card']):>22}")
     print(f"{'first lookup after start: click -> text (ms)':52} {summary(lookups['first_text']):>22}")
     print(f"{'service, curl: time to first byte (ms)':52} {summary(lookups['curl_byte']):>22}")

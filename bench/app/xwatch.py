@@ -146,6 +146,18 @@ class Input:
             released = self._done()
         return released
 
+    def drag(self, start, end, steps=5):
+        """Presses the left button at `start`, moves to `end` in steps and lets go; returns the time just
+        after the release reached the server."""
+        self.move(*start)
+        self.display.xtest_fake_input(X.ButtonPress, 1)
+        self._done()
+        for step in range(1, steps + 1):
+            self.move(start[0] + (end[0] - start[0]) * step // steps, start[1] + (end[1] - start[1]) * step // steps)
+            time.sleep(0.01)
+        self.display.xtest_fake_input(X.ButtonRelease, 1)
+        return self._done()
+
     def key(self, keysym_name):
         from Xlib import XK
         code = self.display.keysym_to_keycode(XK.string_to_keysym(keysym_name))

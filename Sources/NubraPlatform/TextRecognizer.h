@@ -31,4 +31,7 @@ public:
     // which scripts to expect. Nothing when the area holds no text.
     virtual std::optional<ScreenText> read(const QImage& picture, const QRect& area,
                                            const QString& outputLanguage) = 0;
+    // Loads ahead of time what the first read for `outputLanguage` needs, so that it does not wait
+    // for it. Blocking like read().
+    virtual void warmUp(const QString& outputLanguage) { Q_UNUSED(outputLanguage) }
 };

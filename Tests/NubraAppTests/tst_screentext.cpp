@@ -30,6 +30,8 @@ public:
         language = outputLanguage;
         return answer;
     }
+    void warmUp(const QString& outputLanguage) override { warmedFor << outputLanguage; }
+    QStringList warmedFor;
 };
 
 class ScriptedPicker final : public AreaPicking {
@@ -90,7 +92,9 @@ private slots:
         QCOMPARE(kit.recognizer.reads, 0);
         QVERIFY(kit.lookup.isBusy());
         kit.overlay.desktop.tasks.drain();
-        QCOMPARE(kit.overlay.desktop.tasks.backgroundRuns(), 1);
+        // The language data was loaded while the area was marked; then the read.
+        QCOMPARE(kit.recognizer.warmedFor, QStringList{u"zh"_s});
+        QCOMPARE(kit.overlay.desktop.tasks.backgroundRuns(), 2);
 
         // The recognizer gets the full width and four area heights above and below, for context.
         QCOMPARE(kit.recognizer.pictureSize, QSize(1440, 180));
@@ -143,7 +147,7 @@ private slots:
         kit.start();
         QCOMPARE(kit.picker.picks, 1);
         QCOMPARE(kit.picker.shots, 1u);
-        QCOMPARE(kit.overlay.desktop.tasks.queued(), 0);
+        kit.overlay.desktop.tasks.drain();
         QCOMPARE(kit.recognizer.reads, 0);
         QVERIFY(!kit.overlay.controller->isVisible());
         QVERIFY(!kit.lookup.isBusy());

@@ -83,6 +83,11 @@ void ScreenTextLookup::pictureTaken(const ScreenPicture::Result& result) {
         return;
     }
     m_phase = Phase::picking;
+    // The language data loads while the user marks the area (seconds for Chinese at the first read).
+    TextRecognizer* recognizer = &m_recognizer;
+    m_desktop.tasks.runInBackground([recognizer, language = outputLanguage(m_state.settings().outputLang())] {
+        recognizer->warmUp(language);
+    });
     QPointer<ScreenTextLookup> self(this);
     const std::vector<ScreenShot> shots = result.shots;
     m_picker.pick(shots, [self, shots](const std::optional<PickedArea>& area) {

@@ -35,8 +35,8 @@ public:
     std::optional<ScreenText> read(const QImage& picture, const QRect& area,
                                    const QString& outputLanguage) override;
 
-    // Loads, ahead of time, the models the first read for `outputLanguage` tries.
-    void warmUp(const QString& outputLanguage);
+    // Loads the models the first read for `outputLanguage` tries.
+    void warmUp(const QString& outputLanguage) override;
 
 private:
     struct Reading;

@@ -104,7 +104,8 @@ class DBusMenu:
 
 ENGLISH_TOP = ["⚠️ Not activated — click to enable Accessibility", "---", "○ selection monitor not running", "---",
                "Explanation Length", "Explanation Style", "Model Tier", "Output Language", "---",
-               "Pause selection", "Close current card", "---", "History", "Check for Updates…", "Settings…", "Quit"]
+               "Pause selection", "Explain Text on Screen…", "Close current card", "---", "History",
+               "Check for Updates…", "Settings…", "Quit"]
 SUBMENUS = {"Explanation Length": ["Short", "Medium", "Detailed"],
             "Explanation Style": ["Plain", "Academic", "Coding", "Language learning"],
             "Model Tier": ["Fast", "High quality"],

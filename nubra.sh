@@ -188,8 +188,8 @@ run_tests() {
     configure "$ASAN_BUILD" -DNUBRA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
     cmake --build "$ASAN_BUILD" -j "$JOBS"
     log "Running the unit tests under the sanitizers"
-    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-        ctest_tallied --test-dir "$ASAN_BUILD" -L unit --output-on-failure -j "$JOBS" || status=1
+    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 LSAN_OPTIONS="suppressions=$ROOT/Tests/lsan.supp" \
+        UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest_tallied --test-dir "$ASAN_BUILD" -L unit --output-on-failure -j "$JOBS" || status=1
 
     log "Fuzzing the parsers of outside input for ${NUBRA_FUZZ_SECONDS:-60} s in all (clang, ASan + UBSan)"
     # libFuzzer reports every new input; keep that in a file and show each target's closing statistics,

@@ -17,7 +17,7 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check, history_rows, poll, skip, start_service, visible_windows, xdotool  # noqa: E402
+from desktop_kit import Failure, check, exit_with, history_rows, poll, skip, start_service, visible_windows, xdotool  # noqa: E402
 from wayland_kit import Sway, Tool  # noqa: E402
 
 SENTENCE = "She sat on the bank of the river and watched the boats.\n"
@@ -113,8 +113,4 @@ def main():
 
 
 if __name__ == "__main__":
-    try:
-        sys.exit(main())
-    except Failure as failure:
-        print(f"FAIL: {failure}", flush=True)
-        sys.exit(1)
+    exit_with(main)

@@ -12,7 +12,7 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, check, run_cases  # noqa: E402
+from desktop_kit import check, exit_with, run_cases  # noqa: E402
 from wayland_kit import CONFIG, Sway  # noqa: E402
 
 PROGRAM = "/opt/Nubra Apps/nubra"
@@ -70,8 +70,4 @@ def main():
 
 
 if __name__ == "__main__":
-    try:
-        sys.exit(main())
-    except Failure as failure:
-        print(f"FAIL: {failure}", flush=True)
-        sys.exit(1)
+    exit_with(main)

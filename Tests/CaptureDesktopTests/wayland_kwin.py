@@ -14,7 +14,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "DesktopTestKit"))
-from desktop_kit import Failure, Lines, check, poll, run_cases  # noqa: E402
+from desktop_kit import Lines, check, exit_with, poll, run_cases  # noqa: E402
 from kwin_kit import KWin  # noqa: E402
 from wayland_kit import Tool  # noqa: E402
 
@@ -139,8 +139,4 @@ def main():
 
 
 if __name__ == "__main__":
-    try:
-        sys.exit(main())
-    except Failure as failure:
-        print(f"FAIL: {failure}", flush=True)
-        sys.exit(1)
+    exit_with(main)

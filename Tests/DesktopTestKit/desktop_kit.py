@@ -30,6 +30,15 @@ class Failure(Exception):
     pass
 
 
+def exit_with(main):
+    """Runs a suite's `main` and exits with its status; a Failure outside its cases fails the suite."""
+    try:
+        sys.exit(main())
+    except Failure as failure:
+        print(f"FAIL: {failure}", flush=True)
+        sys.exit(1)
+
+
 def run_cases(cases, after_failure=None):
     """Runs each (name, case) of a suite in turn, one failure not stopping the rest, and says ok or FAIL
     for each; a case that returns False has said itself why it did not run. The number that failed."""

@@ -3,6 +3,9 @@
 //   globals            which data-control and virtual-keyboard globals the compositor offers
 //   keyboard           adds the tool's virtual keyboard (US layout) to the seat, which has none
 //                      before; applications started after it get their keyboard focus from the start
+//   pointer            adds the tool's virtual pointer to the seat, which has none before
+//   drag X1 Y1 X2 Y2 W H  presses the left button at X1,Y1, moves to X2,Y2 in steps and lets go; the
+//                      places are in a W x H layout of the outputs
 //   type TEXT          types TEXT (US layout) on a virtual keyboard of the tool's own
 //   keys A+B+KEY       presses the keys named by their keysyms together (Control_L+a, Shift_L+Home)
 //   primary            the primary selection's text
@@ -24,9 +27,14 @@
 #include <QJsonObject>
 #include <QStringList>
 
+#include <linux/input-event-codes.h>
+#include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include "wlr-virtual-pointer-unstable-v1-client.h"
+
 #include <chrono>
+#include <cstring>
 #include <iostream>
 #include <mutex>
 #include <string>
@@ -129,6 +137,86 @@ private:
     KeymapLookup m_lookup;
 };
 
+// A virtual pointer of the tool's own, on a connection of its own: the product never moves the
+// pointer, so it has no such class. A headless compositor's seat has no pointer before it.
+class TestPointer {
+public:
+    TestPointer() : m_display(wl_display_connect(nullptr)) {
+        if (!m_display)
+            return;
+        wl_registry* registry = wl_display_get_registry(m_display);
+        static const wl_registry_listener listener{
+            [](void* data, wl_registry* registry, uint32_t name, const char* interface, uint32_t) {
+                auto* self = static_cast<TestPointer*>(data);
+                if (std::strcmp(interface, wl_seat_interface.name) == 0 && !self->m_seat)
+                    self->m_seat =
+                        static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
+                else if (std::strcmp(interface, zwlr_virtual_pointer_manager_v1_interface.name) == 0)
+                    self->m_manager = static_cast<zwlr_virtual_pointer_manager_v1*>(
+                        wl_registry_bind(registry, name, &zwlr_virtual_pointer_manager_v1_interface, 1));
+            },
+            [](void*, wl_registry*, uint32_t) {}};
+        wl_registry_add_listener(registry, &listener, this);
+        wl_display_roundtrip(m_display);
+        wl_registry_destroy(registry);
+        if (m_manager)
+            m_pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(m_manager, m_seat);
+        wl_display_roundtrip(m_display);
+    }
+    ~TestPointer() {
+        if (m_pointer)
+            zwlr_virtual_pointer_v1_destroy(m_pointer);
+        if (m_manager)
+            zwlr_virtual_pointer_manager_v1_destroy(m_manager);
+        if (m_seat)
+            wl_seat_destroy(m_seat);
+        if (m_display)
+            wl_display_disconnect(m_display);
+    }
+    TestPointer(const TestPointer&) = delete;
+    TestPointer& operator=(const TestPointer&) = delete;
+
+    bool ready() const { return m_pointer != nullptr; }
+
+    bool drag(QPoint from, QPoint to, QSize layout) {
+        if (!m_pointer || layout.isEmpty())
+            return false;
+        constexpr int steps = 8;
+        moveTo(from, layout);
+        button(BTN_LEFT, WL_POINTER_BUTTON_STATE_PRESSED);
+        for (int step = 1; step <= steps; ++step)
+            moveTo(from + (to - from) * step / steps, layout);
+        button(BTN_LEFT, WL_POINTER_BUTTON_STATE_RELEASED);
+        return wl_display_roundtrip(m_display) >= 0;
+    }
+
+private:
+    void moveTo(QPoint at, QSize layout) {
+        zwlr_virtual_pointer_v1_motion_absolute(m_pointer, now(), uint32_t(at.x()), uint32_t(at.y()),
+                                                uint32_t(layout.width()), uint32_t(layout.height()));
+        frame();
+    }
+    void button(uint32_t code, wl_pointer_button_state state) {
+        zwlr_virtual_pointer_v1_button(m_pointer, now(), code, state);
+        frame();
+    }
+    // Each event goes out on its own, a little apart, as a hand moves.
+    void frame() {
+        zwlr_virtual_pointer_v1_frame(m_pointer);
+        wl_display_flush(m_display);
+        std::this_thread::sleep_for(std::chrono::milliseconds(15));
+    }
+    static uint32_t now() {
+        using namespace std::chrono;
+        return uint32_t(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+    }
+
+    wl_display* m_display;
+    wl_seat* m_seat = nullptr;
+    zwlr_virtual_pointer_manager_v1* m_manager = nullptr;
+    zwlr_virtual_pointer_v1* m_pointer = nullptr;
+};
+
 // What SelectionService does with the clipboard around a synthetic copy.
 QJsonObject copy(WaylandConnection& connection) {
     DataControlPasteboard pasteboard(connection);
@@ -168,6 +256,7 @@ int main(int argc, char** argv) {
         say({{QStringLiteral("event"), QStringLiteral("primary")}, {QStringLiteral("cleared"), cleared}});
     });
     TestKeyboard keys(connection);
+    std::optional<TestPointer> pointer;
     CompositorWindows windows;
 
     std::string line;
@@ -182,6 +271,16 @@ int main(int argc, char** argv) {
                  {QStringLiteral("virtualKeyboard"), globals.virtualKeyboard}});
         } else if (verb == u"keyboard") {
             say({{QStringLiteral("ok"), keys.add()}});
+        } else if (verb == u"pointer") {
+            if (!pointer)
+                pointer.emplace();
+            say({{QStringLiteral("ok"), pointer->ready()}});
+        } else if (verb == u"drag") {
+            const QStringList n = rest.split(u' ');
+            const bool ok = pointer && n.size() == 6 &&
+                            pointer->drag({n[0].toInt(), n[1].toInt()}, {n[2].toInt(), n[3].toInt()},
+                                          {n[4].toInt(), n[5].toInt()});
+            say({{QStringLiteral("ok"), ok}});
         } else if (verb == u"type") {
             say({{QStringLiteral("ok"), keys.type(rest)}});
         } else if (verb == u"keys") {

@@ -24,8 +24,8 @@ SYSTEM_PYTHON = "/usr/bin/python3"
 RUN_TIMEOUT = 200
 
 # Linux input event codes, as RemoteDesktop takes them.
-KEY = {"shift": 42, "ctrl": 29, "left": 105, "right": 106, "up": 103, "down": 108, "home": 102, "end": 107,
-       "c": 46}
+KEY = {"shift": 42, "ctrl": 29, "super": 125, "left": 105, "right": 106, "up": 103, "down": 108, "home": 102,
+       "end": 107, "c": 46}
 BUTTON_LEFT = 0x110
 
 
@@ -91,6 +91,21 @@ class RemoteInput:
         self._session.NotifyPointerMotionAbsolute(self._stream_path, float(x), float(y))
         self._session.NotifyPointerButton(button, True)
         self._session.NotifyPointerButton(button, False)
+        return True
+
+    def drag(self, start, end, steps=8):
+        """Drags with the left button held from `start` to `end`, (x, y) places on the screen; False
+        without a screen cast to place it on."""
+        if self._stream_path is None:
+            return False
+        (x0, y0), (x1, y1) = start, end
+        self._session.NotifyPointerMotionAbsolute(self._stream_path, float(x0), float(y0))
+        self._session.NotifyPointerButton(BUTTON_LEFT, True)
+        for step in range(1, steps + 1):
+            time.sleep(0.015)  # a hand's pace: a toolkit may merge motions that come together
+            self._session.NotifyPointerMotionAbsolute(self._stream_path, float(x0 + (x1 - x0) * step / steps),
+                                                      float(y0 + (y1 - y0) * step / steps))
+        self._session.NotifyPointerButton(BUTTON_LEFT, False)
         return True
 
     def key(self, name, pressed):

@@ -1,6 +1,11 @@
 #!/usr/bin/python3
 """Prints where words of an application's text are on the screen, read through the accessibility bus:
-screen_words.py APPLICATION WORD... → JSON {word: {x, y, width, height} or null} (top-left origin).
+screen_words.py [--origin X,Y] APPLICATION WORD... → JSON {word: {x, y, width, height} or null}
+(top-left origin).
+
+--origin: the application is a Wayland client, whose toolkit takes its window to start at 0,0; X,Y is
+where the compositor shows the window's content. The answer then also holds, under "window", the size
+of the application's first window ({width, height}).
 
 APPLICATION is matched against the names on the bus, case ignored, as a part of the name. A word is
 found as a whole word in the first text object that holds it. Run with Debian's python3, which has the
@@ -103,12 +108,13 @@ def union(a, b):
     return left, top, max(a[0] + a[2], b[0] + b[2]) - left, max(a[1] + a[3], b[1] + b[3]) - top
 
 
-def word_rect(node, start, end, shift):
+def word_rect(node, start, end, shift, origin=None):
     """None while the application has not laid the text out yet (Gecko answers zeros then)."""
     try:
         r = Atspi.Text.get_range_extents(node, start, end, Atspi.CoordType.SCREEN)
         if r.width <= 0 or r.height <= 0:
             return None
+        shift = origin or shift
         return r.x + shift[0], r.y + shift[1], r.width, r.height
     except GLib.Error:
         pass  # GTK 4
@@ -117,7 +123,7 @@ def word_rect(node, start, end, shift):
         last = Atspi.Text.get_character_extents(node, end - 1, Atspi.CoordType.WINDOW)
     except GLib.Error:
         return None
-    origin = window_origin(node)
+    origin = origin or window_origin(node)
     if origin is None or first.width <= 0:
         return None
     x, y, width, height = union((first.x, first.y, first.width, first.height),
@@ -126,7 +132,12 @@ def word_rect(node, start, end, shift):
 
 
 def main():
-    application, words = sys.argv[1].lower(), sys.argv[2:]
+    arguments = sys.argv[1:]
+    origin = None
+    if arguments[0] == "--origin":
+        origin = tuple(int(n) for n in arguments[1].split(","))
+        arguments = arguments[2:]
+    application, words = arguments[0].lower(), arguments[1:]
     Atspi.set_timeout(1000, 3000)
     found = {word: None for word in words}
     desktop = Atspi.get_desktop(0)
@@ -142,11 +153,14 @@ def main():
                 match = re.search(rf"\b{re.escape(word)}\b", text)
                 if not match:
                     continue
-                rect = word_rect(node, match.start(), match.end(), shift)
+                rect = word_rect(node, match.start(), match.end(), shift, origin)
                 if rect:
                     found[word] = dict(zip(("x", "y", "width", "height"), rect))
             if all(found.values()):
                 break
+        if origin and app.get_child_count():
+            size = Atspi.Component.get_extents(app.get_child_at_index(0), Atspi.CoordType.WINDOW)
+            found["window"] = {"width": size.width, "height": size.height}
     print(json.dumps(found))
     return 0
 

@@ -215,14 +215,17 @@ def _read(path):
 class Tool:
     """nubra-test-wayland on the compositor: keys typed on a virtual keyboard, and Nubra's own view of
     the selections and windows (see waylandtool.cpp). Start it before the applications: the seat has
-    no keyboard until its virtual one arrives (`keyboard=False` on compositors that offer none)."""
+    no keyboard until its virtual one arrives (`keyboard=False` on compositors that offer none), and no
+    pointer unless asked for one."""
 
-    def __init__(self, sway, path, keyboard=True):
+    def __init__(self, sway, path, keyboard=True, pointer=False):
         self.process = sway.spawn([path], stdin=True, capture=True, stderr=subprocess.PIPE)
         self.lines = Lines(self.process)
         self.events = []
         if keyboard:
             check(self.ask("keyboard").get("ok"), "sway did not take a virtual keyboard")
+        if pointer:
+            check(self.ask("pointer").get("ok"), "sway did not take a virtual pointer")
 
     def ask(self, command, timeout=10):
         self.process.stdin.write(command + "\n")
@@ -240,6 +243,11 @@ class Tool:
 
     def keys(self, chord):
         check(self.ask(f"keys {chord}").get("ok"), f"could not press {chord}")
+
+    def drag(self, start, end):
+        """Drags with the left button held from `start` to `end`, (x, y) places on the screen."""
+        check(self.ask(f"drag {start[0]} {start[1]} {end[0]} {end[1]} {WIDTH} {HEIGHT}").get("ok"),
+              f"could not drag from {start} to {end}")
 
     def wait_event(self, what, fn, timeout=5):
         """The first event (reported since the last call) that `fn` accepts."""

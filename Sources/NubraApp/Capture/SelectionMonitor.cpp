@@ -193,22 +193,25 @@ void SelectionMonitor::capture() {
         return;
     }
     QPointer<SelectionMonitor> self(this);
-    const bool oneWordOnly = m_gesture.settledSelection && m_triggerMode == TriggerMode::doubleClick;
-    readSelection(
-        m_gesture, m_desktop.clock.nowMs(), [self, oneWordOnly](std::optional<CaptureOutcome> outcome) {
-            if (outcome && oneWordOnly && spansWords(outcome->snapshot.selectedText)) {
-                nbDebug(
-                    QStringLiteral("selection: more than one word settled in double-click mode; not shown"));
-                outcome.reset();
-            }
-            if (!outcome) {
-                self->hideBubble();
-                return;
-            }
-            self->m_card.close();
-            self->m_pendingSnapshot = outcome->snapshot;
-            self->showBubble(outcome->snapshot.bounds);
-        });
+    const bool settled = m_gesture.settledSelection;
+    const bool oneWordOnly = settled && m_triggerMode == TriggerMode::doubleClick;
+    readSelection(m_gesture, m_desktop.clock.nowMs(),
+                  [self, settled, oneWordOnly](std::optional<CaptureOutcome> outcome) {
+                      if (outcome && oneWordOnly && spansWords(outcome->snapshot.selectedText)) {
+                          nbDebug(QStringLiteral(
+                              "selection: more than one word settled in double-click mode; not shown"));
+                          outcome.reset();
+                      }
+                      if (outcome && settled && self->answeredOnCard(outcome->snapshot))
+                          return; // the card stays, with no bubble beside it
+                      if (!outcome) {
+                          self->hideBubble();
+                          return;
+                      }
+                      self->m_card.close();
+                      self->m_pendingSnapshot = outcome->snapshot;
+                      self->showBubble(outcome->snapshot.bounds);
+                  });
 }
 
 void SelectionMonitor::triggerFromHotkey() {
@@ -227,8 +230,7 @@ void SelectionMonitor::triggerFromHotkey() {
                       if (!outcome)
                           return;
                       self->m_card.close();
-                      if (self->m_onTrigger)
-                          self->m_onTrigger(outcome->snapshot);
+                      self->handOn(outcome->snapshot);
                   });
 }
 
@@ -236,8 +238,20 @@ void SelectionMonitor::bubbleClicked() {
     if (!m_pendingSnapshot)
         return;
     hideBubble();
+    handOn(*m_pendingSnapshot);
+}
+
+void SelectionMonitor::handOn(const SelectionSnapshot& snapshot) {
+    m_answered = snapshot;
     if (m_onTrigger)
-        m_onTrigger(*m_pendingSnapshot);
+        m_onTrigger(snapshot);
+}
+
+bool SelectionMonitor::answeredOnCard(const SelectionSnapshot& snapshot) const {
+    // The rectangle is left out: where the place is unknown it follows the pointer.
+    return m_card.isVisible() && m_answered && m_answered->selectedText == snapshot.selectedText &&
+           m_answered->before == snapshot.before && m_answered->after == snapshot.after &&
+           m_answered->sourceApp == snapshot.sourceApp;
 }
 
 void SelectionMonitor::showBubble(const QRectF& near) {

@@ -72,6 +72,10 @@ private:
     void readSelection(const CaptureTrigger& trigger, qint64 triggeredAtMs,
                        std::function<void(std::optional<CaptureOutcome>)> done);
     void report(const CaptureOutcome& outcome, qint64 triggeredAtMs);
+    // Whether a settled selection is the one the open card already explains: the desktop may tell of a
+    // selection's last steps after the hot key has read it.
+    bool answeredOnCard(const SelectionSnapshot& snapshot) const;
+    void handOn(const SelectionSnapshot& snapshot);
     void showBubble(const QRectF& near);
     void hideBubble();
     void dismiss();
@@ -88,6 +92,7 @@ private:
     std::optional<EventMonitors::Token> m_globalEscMonitor;
     std::optional<EventMonitors::Token> m_selectionMonitor;
     std::optional<SelectionSnapshot> m_pendingSnapshot;
+    std::optional<SelectionSnapshot> m_answered; // the last snapshot handed on to the card
     std::optional<Clock::TaskId> m_workItem;
     CaptureTrigger m_gesture; // the last release (or change) of the burst the debounce is waiting out
     // Bumped by every read, refused capture and stop(): a read whose number is no longer current

@@ -240,6 +240,13 @@ private slots:
         QCOMPARE(view.selectedRecords().size(), 2);
         QCOMPARE(view.selectedRecords()[0].selectedText, u"pear"_qs);
         QVERIFY(add->isEnabled());
+        // A lookup arriving meanwhile keeps them picked.
+        kit.add(u"fig"_qs, -1);
+        HistoryNotifier::shared().post();
+        QCOMPARE(texts(view).first(), u"fig"_qs);
+        QCOMPARE(view.selectedRecords().size(), 2);
+        QCOMPARE(view.selectedRecords()[1].selectedText, u"plum"_qs);
+        QVERIFY(add->isEnabled());
         click(view, "addToAnkiButton");
         QTRY_COMPARE_WITH_TIMEOUT(shownMessage(view), u"Added 2 notes to Anki (deck “Nubra”)."_qs, 5000);
         QCOMPARE(anki.notes().size(), std::size_t(2));
@@ -264,7 +271,7 @@ private slots:
         list->clearSelection();
         QVERIFY(!add->isEnabled());
         text = exported(u"listed.txt"_qs);
-        QCOMPARE(text.count("\tnubra\n"), 3);
+        QCOMPARE(text.count("\tnubra\n"), 4);
         nubraDirectSession()->clearConnectionCache();
     }
 

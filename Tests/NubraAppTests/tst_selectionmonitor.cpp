@@ -124,20 +124,6 @@ private slots:
     }
     void cleanup() { monitor.reset(); }
 
-    void startTwiceKeepsOneSetOfMonitorsAndStopEndsThem() {
-        // Mouse up, outside click, own-window click, Escape here and Escape anywhere.
-        start(TriggerMode::onSelection);
-        releaseAndSettle();
-        start(TriggerMode::doubleClick);
-        QCOMPARE(fake->eventMonitors.installed(), 5);
-        monitor->stop();
-        QCOMPARE(fake->eventMonitors.installed(), 0);
-        QVERIFY(!monitor->isRunning());
-        QVERIFY(!bubble->isVisible());
-        releaseAndSettle(0, 2);
-        QCOMPARE(bubble->shows, 1);
-    }
-
     void releaseCapturesAfterDebounceAndShowsBubble() {
         start(TriggerMode::onSelection);
         fake->eventMonitors.globalMouseUp(release());
@@ -353,11 +339,17 @@ private slots:
         QCOMPARE(bubble->shows, 2);
     }
 
-    void pendingWorkEndsWithStopOrTheMonitor() {
+    // A second start keeps one set of monitors (mouse up, outside click, own-window click, Escape here
+    // and anywhere); stop ends them and the work under way, and so does the monitor's end.
+    void stopEndsMonitorsAndPendingWork() {
         start(TriggerMode::onSelection);
+        start(TriggerMode::onSelection);
+        QCOMPARE(fake->eventMonitors.installed(), 5);
         fake->eventMonitors.globalMouseUp(release());
         fake->clock.advance(SelectionMonitor::debounceMs);
         monitor->stop();
+        QCOMPARE(fake->eventMonitors.installed(), 0);
+        QVERIFY(!monitor->isRunning());
         fake->tasks.drain();
         QCOMPARE(bubble->shows, 0);
         QVERIFY(!monitor->pendingSnapshot());

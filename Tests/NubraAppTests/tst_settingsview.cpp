@@ -199,8 +199,15 @@ private slots:
         QCOMPARE(text(), u"None"_qs);
         QCOMPARE(kit.fake.hotkeys.hotKeys(), 0);
 
+        // The lookup's key (Alt+G unless recorded) cannot be this one too: the recording goes on.
         click(view, "screenTextHotkeyRecordButton");
+        press(view, Qt::Key_G, Qt::AltModifier);
+        auto* refusal = child<QLabel>(view, "screenTextHotkeyRefusal");
+        QVERIFY(refusal->isVisibleTo(&view));
+        QCOMPARE(refusal->text(), u"Alt+G is already the other hot key. Press another combination."_qs);
+        QVERIFY(!kit.defaults.contains(u"ocrHotkey.keyCode"_qs));
         press(view, Qt::Key_O, Qt::ControlModifier | Qt::AltModifier);
+        QVERIFY(!refusal->isVisibleTo(&view));
         QCOMPARE(text(), u"Ctrl+Alt+O"_qs);
         QCOMPARE(kit.defaults.integer(u"ocrHotkey.keyCode"_qs), 31);
         QVERIFY(!kit.defaults.contains(u"hotkey.keyCode"_qs));

@@ -25,6 +25,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QSaveFile>
+#include <QSet>
 #include <QStackedWidget>
 #include <QStandardPaths>
 #include <QThreadPool>
@@ -270,13 +271,23 @@ bool HistoryView::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void HistoryView::reload() {
+    // A new lookup or a search must not undo the rows picked for Anki: those still listed stay picked.
+    QSet<std::int64_t> selected;
+    for (const HistoryRecord& record : selectedRecords())
+        selected.insert(record.id);
     const QString keyword = m_searchField->text();
     const int limit = m_state.settings().historyLimit();
     // The search keeps the blanks around the keyword; they only decide whether there is one.
     m_model->setRecords(isBlankKeyword(keyword) ? m_state.history().recent(limit)
                                                 : m_state.history().search(keyword, limit));
-    // A reset model has no selection left, and says nothing about it.
-    m_addToAnki->setEnabled(false);
+    QItemSelection kept;
+    for (int row = 0; row < m_model->rowCount(); ++row) {
+        if (selected.contains(m_model->record(row).id))
+            kept.select(m_model->index(row), m_model->index(row));
+    }
+    m_list->selectionModel()->select(kept, QItemSelectionModel::Select);
+    // A reset model says nothing about the selection it dropped.
+    m_addToAnki->setEnabled(!kept.isEmpty());
     renderRecords();
     if (!m_state.settings().recordHistory())
         setMessage(L10n::t(QStringLiteral("History recording is off — new lookups won't be saved."),

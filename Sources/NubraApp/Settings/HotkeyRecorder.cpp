@@ -59,6 +59,7 @@ std::optional<HotkeyCombo> HotkeyRecorder::stop() {
         m_window->removeEventFilter(this);
     m_window = nullptr;
     m_held = 0;
+    m_refused.reset();
     emit recordingChanged(false);
     return std::exchange(m_suspended, std::nullopt);
 }
@@ -123,6 +124,11 @@ bool HotkeyRecorder::eventFilter(QObject* watched, QEvent* event) {
     const HotkeyCombo combo{*keyCode, flags};
     if (!combo.isMeaningful())
         return false;
+    if (HotkeyCombo::load(m_defaults, m_slot.sibling()) == combo) {
+        m_refused = combo;
+        emit refusedChanged();
+        return true;
+    }
     nbDebug(QStringLiteral("hotkey-rec: captured %1 keyCode=%2").arg(combo.display()).arg(combo.keyCode));
     adopt(combo);
     return true;

@@ -28,9 +28,12 @@ public:
     bool isRecording() const { return m_window != nullptr; }
     // The modifiers held so far while recording, as HotkeyCombo flags.
     std::uint64_t heldModifiers() const { return m_held; }
+    // The last combination pressed in this recording that the other hot key already has.
+    const std::optional<HotkeyCombo>& refused() const { return m_refused; }
 
     // Listens to the key events of `window` until Escape or a combination that is accepted: a key the
-    // hot key can use with at least one of Shift, Control, Alt and Super, and no other modifier.
+    // hot key can use with at least one of Shift, Control, Alt and Super, and no other modifier, that
+    // the other hot key does not have.
     void start(QWindow* window);
     // Ends a recording without a new combination; the hot key taken off comes back.
     void cancel();
@@ -46,6 +49,7 @@ public:
 signals:
     void recordingChanged(bool recording);
     void heldModifiersChanged();
+    void refusedChanged();
     // The stored combination changed.
     void comboChanged();
 
@@ -62,4 +66,5 @@ private:
     QPointer<QWindow> m_window;
     std::optional<HotkeyCombo> m_suspended;
     std::uint64_t m_held = 0;
+    std::optional<HotkeyCombo> m_refused;
 };

@@ -57,12 +57,19 @@ void HotkeyRow::addKeys(const QString& name, const QString& resetText, std::func
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addLayout(keys);
+    m_refusal = new QLabel(this);
+    m_refusal->setObjectName(name + QStringLiteral("Refusal"));
+    m_refusal->setWordWrap(true);
+    SettingsStyle::setCaption(m_refusal);
+    SettingsStyle::setSecondary(m_refusal);
+    layout->addWidget(m_refusal);
 
     // Pressed again while recording, Re-record changes nothing: the recording goes on.
     connect(record, &QPushButton::clicked, this, [this] { m_recorder->start(window()->windowHandle()); });
     connect(resetButton, &QPushButton::clicked, this, std::move(reset));
     connect(m_recorder, &HotkeyRecorder::recordingChanged, this, &HotkeyRow::render);
     connect(m_recorder, &HotkeyRecorder::heldModifiersChanged, this, &HotkeyRow::render);
+    connect(m_recorder, &HotkeyRecorder::refusedChanged, this, &HotkeyRow::render);
     connect(m_recorder, &HotkeyRecorder::comboChanged, this, &HotkeyRow::render);
     render();
 }
@@ -100,6 +107,13 @@ void HotkeyRow::renderDesktopBinding() {
 }
 
 void HotkeyRow::render() {
+    const std::optional<HotkeyCombo>& refused = m_recorder->refused();
+    m_refusal->setVisible(m_recorder->isRecording() && refused);
+    if (refused)
+        m_refusal->setText(
+            L10n::t(QStringLiteral("%1 is already the other hot key. Press another combination."),
+                    QStringLiteral("%1 已是另一个快捷键，请按下其他组合键。"))
+                .arg(refused->display()));
     QFont font = this->font();
     if (m_recorder->isRecording()) {
         const std::uint64_t held = m_recorder->heldModifiers();

@@ -13,8 +13,9 @@ class QLabel;
 
 // The stored hot key in a monospaced font, with "Re-record" (record a new one in this window) and
 // "Reset" (back to Alt+G). While recording the text asks for the keys instead, or shows the modifiers
-// held so far. Under it the key the desktop bound where it binds it (the GlobalShortcuts portal), and
-// where the desktop runs the lookup on a shortcut of its own, the state of that shortcut.
+// held so far, and a line under it says when the keys pressed are the other hot key's. Under it the
+// key the desktop bound where it binds it (the GlobalShortcuts portal), and where the desktop runs the
+// lookup on a shortcut of its own, the state of that shortcut.
 //
 // The row of an optional hot key (the text on screen) has "Clear" instead of "Reset", says "None" when
 // no key is set, and its object names start with `name`.
@@ -41,5 +42,6 @@ private:
     Defaults& m_defaults;
     HotkeyRecorder* m_recorder;
     QLabel* m_text;
+    QLabel* m_refusal = nullptr; // under the keys, while a recording has met the other hot key's keys
     QLabel* m_desktopBinding = nullptr;
 };

@@ -17,6 +17,8 @@ struct HotkeySlot {
     static HotkeySlot lookup() { return {"hotkey.keyCode", "hotkey.modifiers", true}; }
     // The lookup of text on the screen: no key unless the user records one.
     static HotkeySlot screenText() { return {"ocrHotkey.keyCode", "ocrHotkey.modifiers", false}; }
+    // The other of the two: one combination cannot be both.
+    HotkeySlot sibling() const { return hasDefault ? screenText() : lookup(); }
 };
 
 // A global hot-key combination: an ANSI virtual key code and device-independent modifier flags.

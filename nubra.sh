@@ -347,14 +347,15 @@ release() {
     # Its own build folder, so the development build keeps its settings. It compiles exactly as the
     # tested build does and sits beside it, so the compiler cache hands it the tested build's objects
     # (only the version's source and the links are new); install --strip drops the debug information.
-    # The bundle's programs look for libraries in its lib/ first (DT_RPATH, which also covers what Qt
-    # loads for them, such as the platform plugin's own libraries).
+    # The bundle's programs and the recognizer module look for libraries in its lib/ first (DT_RPATH,
+    # which also covers what Qt loads for them, such as the platform plugin's own libraries).
     local dir="$ROOT/build-release" stage="$ROOT/build-release/stage"
     log "Building version $version into $dir"
     configure "$dir" -DNUBRA_VERSION_OVERRIDE="$version" -DNUBRA_UPDATE_PUBLIC_KEY="$PUBLIC_KEY" \
         -DCMAKE_INSTALL_RPATH='$ORIGIN/../lib;$ORIGIN/../../lib' -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON \
-        -DCMAKE_EXE_LINKER_FLAGS=-Wl,--disable-new-dtags
-    cmake --build "$dir" -j "$JOBS" --target nubra nubra-cli nubra-glossd nubra-capture-probe nubra-install-data
+        -DCMAKE_EXE_LINKER_FLAGS=-Wl,--disable-new-dtags -DCMAKE_MODULE_LINKER_FLAGS=-Wl,--disable-new-dtags
+    cmake --build "$dir" -j "$JOBS" --target nubra nubra-ocr nubra-cli nubra-glossd nubra-capture-probe \
+        nubra-install-data
 
     log "Staging the bundle in $stage/Nubra"
     rm -rf "$stage"
@@ -373,7 +374,7 @@ release() {
     done
     cp "$(qtpaths6 --query QT_INSTALL_TRANSLATIONS)"/qtbase_zh_*.qm "$app/translations/" 2>/dev/null || true
     local programs=("$app/bin/nubra" "$app/bin/nubra-cli" "$app/bin/nubra-glossd"
-        "$app/libexec/nubra/nubra-capture-probe") plugins
+        "$app/libexec/nubra/nubra-capture-probe" "$app/lib/nubra/nubra-ocr.so") plugins
     mapfile -t plugins < <(find "$app/plugins" -name '*.so')
     bundle_qt_libraries "$app/lib" "${programs[@]}" "${plugins[@]}"
     bundle_qt_libraries "$app/lib" "$app"/lib/*.so*

@@ -1,3 +1,4 @@
+#include "NubraPlatform/ocr/ModuleRecognizer.h"
 #include "NubraPlatform/ocr/TesseractRecognizer.h"
 #include "OcrTestKit.h"
 
@@ -27,7 +28,7 @@ const QStringList paragraph = {
 };
 
 bool hasLanguage(const QString& language) {
-    return QFileInfo::exists(TesseractRecognizer::defaultDataPath() + QLatin1Char('/') + language +
+    return QFileInfo::exists(TesseractData::defaultPath() + QLatin1Char('/') + language +
                              QStringLiteral(".traineddata"));
 }
 
@@ -36,10 +37,10 @@ bool hasLanguage(const QString& language) {
 class TextRecognizerTest : public QObject {
     Q_OBJECT
 
-    TesseractRecognizer m_recognizer{TesseractRecognizer::defaultDataPath(),
+    TesseractRecognizer m_recognizer{TesseractData::defaultPath(),
                                      TesseractRecognizer::ChineseScript::Simplified};
     // As on a computer set up for Taiwan or Hong Kong.
-    TesseractRecognizer m_traditional{TesseractRecognizer::defaultDataPath(),
+    TesseractRecognizer m_traditional{TesseractData::defaultPath(),
                                       TesseractRecognizer::ChineseScript::Traditional};
 
 private slots:
@@ -188,7 +189,7 @@ private slots:
         QVERIFY(!recognizer.read(QImage(40, 20, QImage::Format_RGB32), QRect(0, 0, 40, 20), {}));
 
         // With English alone, the Chinese packages are named for the diagnosis.
-        QVERIFY(QFile::link(TesseractRecognizer::defaultDataPath() + QStringLiteral("/eng.traineddata"),
+        QVERIFY(QFile::link(TesseractData::defaultPath() + QStringLiteral("/eng.traineddata"),
                             empty.filePath(QStringLiteral("eng.traineddata"))));
         QVERIFY(recognizer.isAvailable());
         const QString reason = recognizer.unavailableReason();
@@ -196,6 +197,35 @@ private slots:
                      reason.contains(QStringLiteral("tesseract-ocr-chi-tra")) &&
                      !reason.contains(QStringLiteral("tesseract-ocr-eng")),
                  qPrintable(reason));
+    }
+    // Nubra loads the recognizer from its module on the first read; a module gone is said, not a crash.
+    void moduleReadsAsTheRecognizerDoes() {
+        const QFont font = OcrTestKit::font(QStringLiteral("DejaVu Sans"), 24);
+        const OcrTestKit::Page page =
+            OcrTestKit::render({QStringLiteral("Loaded when first needed")}, font, Backdrop::Plain);
+        const QRect area = page.lines[0].adjusted(-3, -3, 3, 3);
+        ModuleRecognizer module(QStringLiteral(RECOGNIZER_MODULE));
+        QVERIFY(module.isAvailable());
+        const std::optional<ScreenText> read = module.read(page.image, area, QStringLiteral("en"));
+        QVERIFY(read);
+        QCOMPARE(read->selected, QStringLiteral("Loaded when first needed"));
+
+        ModuleRecognizer missing(QStringLiteral("/nonexistent/nubra-ocr.so"));
+        QVERIFY(!missing.isAvailable());
+        QVERIFY(missing.unavailableReason().contains(QStringLiteral("/nonexistent/nubra-ocr.so")));
+        QVERIFY(!missing.read(page.image, area, QStringLiteral("en")));
+
+        // A file that is no module (or lacks a library it needs) fails once, and says why from then on.
+        QTemporaryDir folder;
+        QFile broken(folder.filePath(QStringLiteral("nubra-ocr.so")));
+        QVERIFY(broken.open(QIODevice::WriteOnly) && broken.write("not a module") > 0);
+        broken.close();
+        ModuleRecognizer unloadable(broken.fileName());
+        QVERIFY(unloadable.isAvailable());
+        QVERIFY(!unloadable.read(page.image, area, QStringLiteral("en")));
+        QVERIFY(!unloadable.isAvailable());
+        QVERIFY2(unloadable.unavailableReason().contains(broken.fileName()),
+                 qPrintable(unloadable.unavailableReason()));
     }
 };
 

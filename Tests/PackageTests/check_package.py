@@ -14,6 +14,7 @@ import re
 import shutil
 import subprocess
 import sys
+import sysconfig
 import tempfile
 import time
 
@@ -25,6 +26,7 @@ EXPECTED = [
     "usr/share/man/man1/nubra.1.gz", "usr/share/man/man1/nubra-cli.1.gz", "usr/share/man/man1/nubra-glossd.1.gz",
     "usr/lib/systemd/user/nubra-glossd.service",
     "usr/share/doc/nubra/copyright", "usr/share/doc/nubra/changelog.gz", "usr/share/doc/nubra/environment.example",
+    f"usr/lib/{sysconfig.get_config_var('MULTIARCH')}/nubra/nubra-ocr.so",
 ]
 
 failures = []
@@ -54,8 +56,9 @@ def check_contents(deb):
     missing = [path for path in EXPECTED if path not in paths]
     check(not missing, f"the package holds every file at its path (missing: {missing})")
     control = run(["dpkg-deb", "--field", deb, "Depends"]).stdout
-    check(all(name in control for name in ("wordnet-base", "libqt6widgets6", "qt6-qpa-plugins")),
-          f"Depends names the WordNet data, Qt and its X11 plugin: {control.strip()}")
+    check(all(name in control for name in ("wordnet-base", "libqt6widgets6", "qt6-qpa-plugins", "libtesseract5")),
+          f"Depends names the WordNet data, Qt and its X11 plugin, and Tesseract for the recognizer module: "
+          f"{control.strip()}")
 
 
 def check_files(deb, root):

@@ -134,11 +134,11 @@ int main(int argc, char** argv) {
     if (parser.isSet(pictureOption))
         return readOne(parser.value(pictureOption), parser.value(areaOption), parser.value(languageOption));
 
-    TesseractRecognizer recognizer(TesseractRecognizer::defaultDataPath(),
+    TesseractRecognizer recognizer(TesseractData::defaultPath(),
                                    TesseractRecognizer::ChineseScript::Simplified);
     // Traditional lines as read on a computer set up for Taiwan or Hong Kong: elsewhere they come out
     // in simplified characters.
-    TesseractRecognizer traditional(TesseractRecognizer::defaultDataPath(),
+    TesseractRecognizer traditional(TesseractData::defaultPath(),
                                     TesseractRecognizer::ChineseScript::Traditional);
     if (!recognizer.isAvailable() || !recognizer.unavailableReason().isEmpty() ||
         QStandardPaths::findExecutable(QStringLiteral("tesseract")).isEmpty()) {

@@ -12,7 +12,7 @@
 #include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/DesktopShortcuts.h"
 #include "NubraPlatform/SyntheticKeyboard.h"
-#include "NubraPlatform/ocr/TesseractRecognizer.h"
+#include "NubraPlatform/ocr/ModuleRecognizer.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -40,7 +40,7 @@ AppDelegate::AppDelegate(std::unique_ptr<PlatformDesktop> platform, const QUrl& 
       m_trust(m_desktop.accessibility, m_desktop.tasks),
       m_overlay(m_desktop.frontApplications, m_desktop.screen),
       m_monitor(m_desktop, m_service, m_bubble, m_overlay), m_hotkeys(m_desktop.hotkeys),
-      m_recognizer(std::make_unique<TesseractRecognizer>()),
+      m_recognizer(std::make_unique<ModuleRecognizer>()),
       m_screenText(m_desktop, *m_recognizer, m_areaPicker, m_overlay, m_state),
       m_screenTextHotkeys(m_desktop.hotkeys, HotkeyManager::screenTextHotKeyId),
       m_permission(m_desktop, m_service, m_trust), m_windowServices{m_desktop, m_hotkeys, m_screenTextHotkeys,

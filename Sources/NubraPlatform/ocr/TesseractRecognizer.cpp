@@ -1,13 +1,9 @@
 #include "NubraPlatform/ocr/TesseractRecognizer.h"
 
-#include "NubraCore/Vocabulary/L10n.h"
 #include "NubraPlatform/ocr/TesseractEngine.h"
 #include "NubraPlatform/ocr/TextImage.h"
 #include "NubraPlatform/ocr/WordLayout.h"
 
-#include <QDir>
-#include <QFileInfo>
-#include <QLocale>
 #include <QMutexLocker>
 
 #include <algorithm>
@@ -15,9 +11,9 @@
 
 namespace {
 
-const QString english = QStringLiteral("eng");
-const QString simplified = QStringLiteral("chi_sim");
-const QString traditional = QStringLiteral("chi_tra");
+const QString& english = TesseractData::english;
+const QString& simplified = TesseractData::simplified;
+const QString& traditional = TesseractData::traditional;
 
 // Tesseract reads a line best when its ink is about this tall, in pixels (at 32 it already misses
 // Chinese characters of 16 px; larger costs time).
@@ -43,18 +39,6 @@ double boundedScale(const QRect& region, double scale) {
     return pixels > largestPixels ? scale * std::sqrt(largestPixels / pixels) : scale;
 }
 
-QString packageName(const QString& language) {
-    return QStringLiteral("tesseract-ocr-") + QString(language).replace(QLatin1Char('_'), QLatin1Char('-'));
-}
-
-QString languageName(const QString& language) {
-    if (language == simplified)
-        return L10n::t(QStringLiteral("Simplified Chinese"), QStringLiteral("简体中文"));
-    if (language == traditional)
-        return L10n::t(QStringLiteral("Traditional Chinese"), QStringLiteral("繁体中文"));
-    return L10n::t(QStringLiteral("English"), QStringLiteral("英文"));
-}
-
 bool hasText(const QString& text) {
     return std::any_of(text.begin(), text.end(), [](QChar c) { return c.isLetterOrNumber(); });
 }
@@ -68,58 +52,25 @@ struct TesseractRecognizer::Reading {
     QString text;
 };
 
-QString TesseractRecognizer::defaultDataPath() {
-    return QStringLiteral("/usr/share/tesseract-ocr/5/tessdata");
-}
-
-TesseractRecognizer::ChineseScript TesseractRecognizer::systemChineseScript() {
-    const QLocale locale = QLocale::system();
-    const bool traditional =
-        locale.script() == QLocale::TraditionalChineseScript ||
-        (locale.language() == QLocale::Chinese &&
-         (locale.territory() == QLocale::Taiwan || locale.territory() == QLocale::HongKong ||
-          locale.territory() == QLocale::Macao));
-    return traditional ? ChineseScript::Traditional : ChineseScript::Simplified;
-}
-
 TesseractRecognizer::TesseractRecognizer(QString dataPath, ChineseScript chinese)
-    : m_dataPath(std::move(dataPath)), m_chinese(chinese) {}
+    : m_data(std::move(dataPath)), m_chinese(chinese) {}
 
 TesseractRecognizer::~TesseractRecognizer() = default;
 
-bool TesseractRecognizer::hasData(const QString& language) const {
-    return QFileInfo(QDir(m_dataPath).filePath(language + QStringLiteral(".traineddata"))).isReadable();
-}
-
 bool TesseractRecognizer::isAvailable() const {
-    return hasData(english) || hasData(simplified) || hasData(traditional);
+    return m_data.isAvailable();
 }
 
 QString TesseractRecognizer::unavailableReason() const {
-    QStringList missing;
-    for (const QString& language : {english, simplified, traditional}) {
-        if (!hasData(language))
-            missing << L10n::t(QStringLiteral("%1 text cannot be read: the package %2 is not installed"),
-                               QStringLiteral("无法识别%1文字：未安装软件包 %2"))
-                           .arg(languageName(language), packageName(language));
-    }
-    if (missing.size() == 3)
-        return L10n::t(QStringLiteral(
-                           "Text on the screen cannot be read: no Tesseract language data in %1 "
-                           "(packages tesseract-ocr-eng, tesseract-ocr-chi-sim, tesseract-ocr-chi-tra)"),
-                       QStringLiteral(
-                           "无法识别屏幕上的文字：%1 中没有 Tesseract 语言数据"
-                           "（软件包 tesseract-ocr-eng、tesseract-ocr-chi-sim、tesseract-ocr-chi-tra）"))
-            .arg(m_dataPath);
-    return missing.join(L10n::t(QStringLiteral("; "), QStringLiteral("；")));
+    return m_data.missingReason();
 }
 
 TesseractEngine* TesseractRecognizer::engine(const QString& language) {
-    if (!hasData(language))
+    if (!m_data.has(language))
         return nullptr;
     auto& slot = m_engines[language];
     if (!slot)
-        slot = std::make_unique<TesseractEngine>(m_dataPath, language);
+        slot = std::make_unique<TesseractEngine>(m_data.path(), language);
     return slot->isReady() ? slot.get() : nullptr;
 }
 
@@ -164,11 +115,11 @@ TesseractRecognizer::Reading TesseractRecognizer::readSelection(const QImage& pi
     // 這), so a second opinion would only convert the text: the locale's script is the one read.
     const bool traditionalFirst = m_chinese == ChineseScript::Traditional;
     QString chinese = traditionalFirst ? traditional : simplified;
-    if (!hasData(chinese))
+    if (!m_data.has(chinese))
         chinese = traditionalFirst ? simplified : traditional;
     // A Chinese reader mostly marks English and an English reader mostly Chinese: the likelier model
     // goes first, and the other is asked only when the first is unsure or sees the other script.
-    if (outputLanguage == QStringLiteral("zh") && hasData(english)) {
+    if (outputLanguage == QStringLiteral("zh") && m_data.has(english)) {
         const Reading first = read(english);
         return first.confidence >= sureEnglish ? first : surer(first, read(chinese));
     }
@@ -216,7 +167,7 @@ std::optional<ScreenText> TesseractRecognizer::read(const QImage& picture, const
         return result;
     // Latin text around Latin text reads best with the English model, whichever model read the area.
     const QString contextLanguage =
-        WordLayout::hasCjk(selection.text) || !hasData(english) ? selection.language : english;
+        WordLayout::hasCjk(selection.text) || !m_data.has(english) ? selection.language : english;
     const Reading around =
         readWith(contextLanguage, picture, window, TextShape::Page, look, boundedScale(window, scale));
     const WordLayout::Arrangement parts = WordLayout::arranged(around.words, QRectF(area));

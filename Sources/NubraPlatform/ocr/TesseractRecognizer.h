@@ -1,6 +1,7 @@
 #pragma once
 
 #include "NubraPlatform/TextRecognizer.h"
+#include "NubraPlatform/ocr/TesseractData.h"
 #include "NubraPlatform/ocr/TesseractEngine.h"
 
 #include <QMutex>
@@ -17,14 +18,10 @@ struct TextImageLook;
 // calls are serialised, so a second thread waits for the first.
 class TesseractRecognizer final : public TextRecognizer {
 public:
-    enum class ChineseScript { Simplified, Traditional };
+    using ChineseScript = TesseractData::ChineseScript;
 
-    static QString defaultDataPath();
-    // Traditional for Taiwan, Hong Kong and Macao and for locales that name the script.
-    static ChineseScript systemChineseScript();
-
-    explicit TesseractRecognizer(QString dataPath = defaultDataPath(),
-                                 ChineseScript chinese = systemChineseScript());
+    explicit TesseractRecognizer(QString dataPath = TesseractData::defaultPath(),
+                                 ChineseScript chinese = TesseractData::systemChineseScript());
     ~TesseractRecognizer() override;
 
     // Available while at least one language can be read. The reason names every language whose data
@@ -41,7 +38,6 @@ public:
 private:
     struct Reading;
 
-    bool hasData(const QString& language) const;
     TesseractEngine* engine(const QString& language);
     Reading readWith(const QString& language, const QImage& picture, const QRect& region, TextShape shape,
                      const TextImageLook& look, double scale);
@@ -49,7 +45,7 @@ private:
                           const TextImageLook& look, double scale, const QString& outputLanguage);
     QRect contextWindow(const QImage& picture, const QRect& area, const TextImageLook& look) const;
 
-    const QString m_dataPath;
+    const TesseractData m_data;
     const ChineseScript m_chinese;
     QMutex m_mutex;
     std::map<QString, std::unique_ptr<TesseractEngine>> m_engines;

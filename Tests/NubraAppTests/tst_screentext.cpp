@@ -14,6 +14,7 @@ namespace {
 class ScriptedRecognizer final : public TextRecognizer {
 public:
     bool available = true;
+    bool failsToLoad = false; // unavailable from the first read on
     std::optional<ScreenText> answer;
     int reads = 0;
     QSize pictureSize;
@@ -25,6 +26,10 @@ public:
     std::optional<ScreenText> read(const QImage& picture, const QRect& marked,
                                    const QString& outputLanguage) override {
         ++reads;
+        if (failsToLoad) {
+            available = false;
+            return std::nullopt;
+        }
         pictureSize = picture.size();
         area = marked;
         language = outputLanguage;
@@ -133,6 +138,11 @@ private slots:
             QVERIFY(!card.isLoading());
             QCOMPARE(card.errorMessage(), std::optional(u"No text found in that area."_s));
         }
+        // A recognizer that could not load at its first read says why instead.
+        kit.recognizer.failsToLoad = true;
+        kit.start();
+        kit.overlay.desktop.tasks.drain();
+        QCOMPARE(kit.overlay.controller->errorMessage(), std::optional(u"No language data for English."_s));
         QTest::qWait(50);
         QCOMPARE(kit.overlay.server.requests().size(), 0u);
         QCOMPARE(kit.overlay.state->history().count(), 0);

@@ -129,6 +129,11 @@ void ScreenTextLookup::textRead(const std::optional<ScreenText>& text, const QRe
     // The user closed the card while it was being read: they no longer want it.
     if (!m_card.isVisible())
         return;
+    // The recognizer could not be loaded at the first read: say why rather than that nothing is there.
+    if (!text && !m_recognizer.isAvailable()) {
+        m_card.showMessage(m_recognizer.unavailableReason());
+        return;
+    }
     if (!text || text->selected.trimmed().isEmpty()) {
         nbDebug(QStringLiteral("ocr: no text found"));
         m_card.showMessage(nothingFoundText());
